@@ -1,0 +1,68 @@
+#include "simulator_process.h"
+
+#include "process_runner.h"
+
+#include <QDeadlineTimer>
+
+#include <utility>
+
+namespace tachoria::test {
+
+SimulatorProcess::SimulatorProcess(QStringList arguments)
+    : m_arguments(std::move(arguments))
+{
+    m_link = m_dir.filePath(QStringLiteral("tacho"));
+}
+
+SimulatorProcess::~SimulatorProcess()
+{
+    stop();
+}
+
+bool SimulatorProcess::start(QString* error)
+{
+    QStringList arguments{QStringLiteral("--link"), m_link};
+    arguments += m_arguments;
+    m_process.start(binaryPath(QStringLiteral("tachoria-sim")), arguments);
+    const auto fail = [&](const QString& why) {
+        if (error)
+            *error = why + QStringLiteral(" ") + standardError();
+        return false;
+    };
+    if (!m_process.waitForStarted(10000))
+        return fail(QStringLiteral("tachoria-sim did not start: ") + m_process.errorString());
+    const QDeadlineTimer deadline(15000);
+    QByteArray output;
+    while (!deadline.hasExpired()) {
+        if (m_process.canReadLine() || m_process.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
+            output += m_process.readLine();
+            if (output.startsWith("READY ") && output.endsWith('\n'))
+                return true;
+        }
+        if (m_process.state() != QProcess::Running)
+            return fail(QStringLiteral("tachoria-sim ended early"));
+    }
+    return fail(QStringLiteral("tachoria-sim never became ready"));
+}
+
+bool SimulatorProcess::stop()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
+    m_process.terminate();
+    if (!m_process.waitForFinished(10000)) {
+        m_process.kill();
+        m_process.waitForFinished(5000);
+        return false;
+    }
+    standardError();
+    return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
+}
+
+QString SimulatorProcess::standardError()
+{
+    m_stderr += QString::fromUtf8(m_process.readAllStandardError());
+    return m_stderr;
+}
+
+} // namespace tachoria::test

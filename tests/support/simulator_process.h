@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace tachoria::test {
+
+// Runs tachoria-sim on a pseudo-terminal linked inside a private temporary folder, and stops it
+// with SIGTERM when the test is done.
+class SimulatorProcess
+{
+public:
+    explicit SimulatorProcess(QStringList arguments = {});
+    ~SimulatorProcess();
+    SimulatorProcess(const SimulatorProcess&) = delete;
+    SimulatorProcess& operator=(const SimulatorProcess&) = delete;
+
+    // Starts the simulator and waits for its READY line.
+    bool start(QString* error = nullptr);
+    // SIGTERM, then wait; true when it ended by itself with exit code 0.
+    bool stop();
+
+    QString link() const { return m_link; }
+    QString standardError();
+
+private:
+    QStringList m_arguments;
+    QTemporaryDir m_dir;
+    QString m_link;
+    QProcess m_process;
+    QString m_stderr;
+};
+
+} // namespace tachoria::test

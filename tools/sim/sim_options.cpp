@@ -1,0 +1,178 @@
+#include "sim_options.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QRegularExpression>
+
+namespace tachoria::sim {
+
+namespace {
+
+bool parseByte(const QString& text, quint8& out)
+{
+    bool ok = false;
+    const uint value = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? text.mid(2).toUInt(&ok, 16)
+                                                                                   : text.toUInt(&ok, 10);
+    if (!ok || value > 0xFF)
+        return false;
+    out = static_cast<quint8>(value);
+    return true;
+}
+
+bool parseHex(const QString& text, int bytes, QByteArray& out)
+{
+    QString compact = text;
+    compact.remove(QLatin1Char(' '));
+    static const QRegularExpression hex(QStringLiteral("^[0-9A-Fa-f]*$"));
+    if (!hex.match(compact).hasMatch() || compact.size() % 2 != 0 || (bytes > 0 && compact.size() != bytes * 2))
+        return false;
+    out = QByteArray::fromHex(compact.toLatin1());
+    return true;
+}
+
+bool parseSkziStatus(const QString& text, quint8& out)
+{
+    static const QList<std::pair<QString, quint8>> names = {
+        {QStringLiteral("active"), 0x0F},
+        {QStringLiteral("inactive"), 0x01},
+        {QStringLiteral("expired"), 0x1F},
+        {QStringLiteral("faulty"), 0x02},
+    };
+    for (const auto& [name, value] : names) {
+        if (text.compare(name, Qt::CaseInsensitive) == 0) {
+            out = value;
+            return true;
+        }
+    }
+    return parseByte(text, out);
+}
+
+} // namespace
+
+bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString* error)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Tachograph simulator: serves a tachograph's side of the service link on a pseudo-terminal.\n"
+        "Point Tachoria at the link path as at any serial port, e.g.\n"
+        "  tachoria-sim --link /tmp/tacho &   then   tachoria --probe-port /tmp/tacho\n"
+        "The line prints 'READY <path>' when a client can open it; SIGTERM or Ctrl+C stops it."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const DeviceIdentity defaults;
+    const QString defaultLink = QDir::temp().filePath(QStringLiteral("tachoria-sim"));
+
+    const QCommandLineOption link(QStringLiteral("link"), QStringLiteral("Path of the link to the line."),
+                                  QStringLiteral("path"), defaultLink);
+    const QCommandLineOption partNumber(QStringLiteral("part-number"),
+                                        QStringLiteral("Part number the device reports (16 characters at most)."),
+                                        QStringLiteral("text"), defaults.partNumber);
+    const QCommandLineOption serial(QStringLiteral("serial"), QStringLiteral("Serial number, 8 bytes in hex."),
+                                    QStringLiteral("hex"), QString::fromLatin1(defaults.serialNumber.toHex().toUpper()));
+    const QCommandLineOption software(QStringLiteral("software"),
+                                      QStringLiteral("Software version as shown to the user, 4 bytes in hex."),
+                                      QStringLiteral("hex"),
+                                      QString::fromLatin1(defaults.softwareVersion.toHex().toUpper()));
+    const QCommandLineOption skziNumber(
+        QStringLiteral("skzi-number"), QStringLiteral("Number of the crypto module, two 16-character halves joined by '-'."),
+        QStringLiteral("first-second"),
+        QString::fromLatin1(defaults.skziFirstHalf + '-' + defaults.skziSecondHalf));
+    const QCommandLineOption skziStatus(
+        QStringLiteral("skzi-status"),
+        QStringLiteral("Crypto module status: active (0x0F), inactive (0x01), expired (0x1F), faulty (0x02) or a byte."),
+        QStringLiteral("status"), QStringLiteral("active"));
+    const QCommandLineOption mode(QStringLiteral("mode"), QStringLiteral("Mode byte (2: card slots are reported)."),
+                                  QStringLiteral("n"), QString::number(defaults.mode));
+    const QCommandLineOption card(QStringLiteral("card"), QStringLiteral("Card in the left or right slot, or none."),
+                                  QStringLiteral("left|right|none"), QStringLiteral("left"));
+    const QCommandLineOption cardType(QStringLiteral("card-type"),
+                                      QStringLiteral("Type byte of the inserted card (2: master card)."),
+                                      QStringLiteral("n"), QString::number(defaults.cardType));
+    const QCommandLineOption cardNumber(QStringLiteral("card-number"),
+                                        QStringLiteral("Number of the inserted card (16 characters at most)."),
+                                        QStringLiteral("text"), QString::fromLatin1(defaults.cardNumber));
+    const QCommandLineOption bauds(QStringLiteral("bauds"), QStringLiteral("Line speeds the device understands."),
+                                   QStringLiteral("list"), QStringLiteral("9600,10400,19200,38400,57600,115200"));
+    const QCommandLineOption noPace(QStringLiteral("no-pace"),
+                                    QStringLiteral("Send answers at once instead of at the line's speed."));
+    const QCommandLineOption noise(QStringLiteral("noise"), QStringLiteral("Fault: these bytes before every answer."),
+                                   QStringLiteral("hex"));
+    const QCommandLineOption echo(QStringLiteral("echo"), QStringLiteral("Fault: echo every request, as a K-line does."));
+    const QCommandLineOption delay(QStringLiteral("delay"), QStringLiteral("Fault: wait before every answer."),
+                                   QStringLiteral("ms"), QStringLiteral("0"));
+    const QCommandLineOption silent(QStringLiteral("silent"), QStringLiteral("Fault: never answer."));
+    const QCommandLineOption badChecksum(QStringLiteral("bad-checksum"),
+                                         QStringLiteral("Fault: a wrong checksum on every answer."));
+    const QCommandLineOption zeroLength(QStringLiteral("zero-length-frame"),
+                                        QStringLiteral("Fault: a frame header with length 0 before every answer."));
+    const QCommandLineOption verbose(QStringLiteral("verbose"),
+                                     QStringLiteral("Print every request and answer on standard error."));
+    parser.addOptions({link, partNumber, serial, software, skziNumber, skziStatus, mode, card, cardType, cardNumber,
+                       bauds, noPace, noise, echo, delay, silent, badChecksum, zeroLength, verbose});
+    parser.process(arguments); // --help, --version and unknown options end the process here
+
+    const auto fail = [error](const QString& text) {
+        if (error)
+            *error = text;
+        return false;
+    };
+
+    options.linkPath = parser.value(link);
+    DeviceIdentity& id = options.identity;
+    id.partNumber = parser.value(partNumber);
+    if (id.partNumber.size() > 16)
+        return fail(QStringLiteral("--part-number: at most 16 characters"));
+    if (!parseHex(parser.value(serial), 8, id.serialNumber))
+        return fail(QStringLiteral("--serial: expected 8 bytes in hex, e.g. 2505001800001234"));
+    if (!parseHex(parser.value(software), 4, id.softwareVersion))
+        return fail(QStringLiteral("--software: expected 4 bytes in hex, e.g. 02050189"));
+    const QStringList halves = parser.value(skziNumber).split(QLatin1Char('-'));
+    if (halves.size() != 2 || halves[0].toUtf8().size() > 16 || halves[1].toUtf8().size() > 16)
+        return fail(QStringLiteral("--skzi-number: expected two halves of at most 16 characters joined by '-'"));
+    id.skziFirstHalf = halves[0].toUtf8();
+    id.skziSecondHalf = halves[1].toUtf8();
+    if (!parseSkziStatus(parser.value(skziStatus), id.skziStatus))
+        return fail(QStringLiteral("--skzi-status: expected active, inactive, expired, faulty or a byte"));
+    if (!parseByte(parser.value(mode), id.mode))
+        return fail(QStringLiteral("--mode: expected a byte"));
+    const QString slot = parser.value(card).toLower();
+    if (slot == QLatin1String("left"))
+        id.cardSlot = CardSlot::Left;
+    else if (slot == QLatin1String("right"))
+        id.cardSlot = CardSlot::Right;
+    else if (slot == QLatin1String("none"))
+        id.cardSlot = CardSlot::None;
+    else
+        return fail(QStringLiteral("--card: expected left, right or none"));
+    if (!parseByte(parser.value(cardType), id.cardType))
+        return fail(QStringLiteral("--card-type: expected a byte"));
+    id.cardNumber = parser.value(cardNumber).toLatin1();
+    if (id.cardNumber.size() > 16)
+        return fail(QStringLiteral("--card-number: at most 16 characters"));
+
+    options.bauds.clear();
+    for (const QString& item : parser.value(bauds).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        bool ok = false;
+        const int value = item.trimmed().toInt(&ok);
+        if (!ok || value <= 0)
+            return fail(QStringLiteral("--bauds: '%1' is not a speed").arg(item));
+        options.bauds.append(value);
+    }
+    options.paced = !parser.isSet(noPace);
+    options.verbose = parser.isSet(verbose);
+
+    FaultInjection& faults = options.faults;
+    if (parser.isSet(noise) && !parseHex(parser.value(noise), 0, faults.noise))
+        return fail(QStringLiteral("--noise: expected bytes in hex"));
+    faults.echo = parser.isSet(echo);
+    bool ok = false;
+    faults.delayMs = parser.value(delay).toInt(&ok);
+    if (!ok || faults.delayMs < 0)
+        return fail(QStringLiteral("--delay: expected milliseconds"));
+    faults.silent = parser.isSet(silent);
+    faults.badChecksum = parser.isSet(badChecksum);
+    faults.zeroLengthFrame = parser.isSet(zeroLength);
+    return true;
+}
+
+} // namespace tachoria::sim
