@@ -2,6 +2,7 @@
 
 #include "logging/application_logger.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 
 #include <algorithm>
@@ -290,6 +291,73 @@ bool SerialTransport::readService(ServiceFrame& frame, int timeoutMs, QString* e
     if (!readServiceWire(wire, timeoutMs, error, stop))
         return false;
     return ServiceFrameCodec::decode(wire, frame, error) == ServiceFrameCodec::DecodeStatus::Complete;
+}
+
+bool SerialTransport::writeRalona(const RalonaFrame& frame, QString* error)
+{
+    const QByteArray bytes = RalonaFrameCodec::encode(frame);
+    if (!open(error))
+        return false;
+    QSerialPort& port = *m_port;
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        if (i > 0) {
+            QElapsedTimer pause;
+            pause.start();
+            while (pause.elapsed() < 1)
+                QCoreApplication::processEvents();
+        }
+        if (port.write(bytes.constData() + i, 1) != 1 || !port.waitForBytesWritten(1000)) {
+            setError(error, port.errorString());
+            return false;
+        }
+    }
+    ApplicationLogger::protocol(QStringLiteral("TX-RALONA"), QStringLiteral("write"), bytes, port.portName(),
+                                QStringLiteral("protocol"));
+    return true;
+}
+
+bool SerialTransport::readRalonaWire(QByteArray& out, int timeoutMs, QString* error)
+{
+    constexpr int kByteWaitMs = 50;
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        out.clear();
+        quint8 byte = 0;
+        const int wait = static_cast<int>(std::max<qint64>(1, std::min<qint64>(kByteWaitMs, timeoutMs - timer.elapsed())));
+        if (!readByte(byte, wait) || byte != RalonaFrameCodec::kPrefix0)
+            continue;
+        out.append(static_cast<char>(byte));
+        if (!readByte(byte, kByteWaitMs) || byte != RalonaFrameCodec::kPrefix1)
+            continue; // 55 55 AA: the second 55 is consumed here, and the hunt goes on with AA
+        out.append(static_cast<char>(byte));
+        if (!readByte(byte, kByteWaitMs) || !(byte & RalonaFrameCodec::kResponseBit))
+            continue;
+        out.append(static_cast<char>(byte));
+        const int rest = RalonaFrameCodec::dataSizeForCode(byte) + 1;
+        bool complete = true;
+        for (int i = 0; i < rest && complete; ++i) {
+            complete = readByte(byte, kByteWaitMs);
+            if (complete)
+                out.append(static_cast<char>(byte));
+        }
+        if (!complete)
+            continue;
+        ApplicationLogger::protocol(QStringLiteral("RX-RALONA"), QStringLiteral("read"), out, portName(),
+                                    QStringLiteral("protocol"));
+        return true;
+    }
+    out.clear();
+    setError(error, QStringLiteral("Ralona frame timeout"));
+    return false;
+}
+
+bool SerialTransport::readRalona(RalonaFrame& frame, int timeoutMs, QString* error)
+{
+    QByteArray wire;
+    if (!readRalonaWire(wire, timeoutMs, error))
+        return false;
+    return RalonaFrameCodec::decode(wire, frame, error) == ServiceFrameCodec::DecodeStatus::Complete;
 }
 
 void SerialTransport::setLogCategory(const QString& category)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "protocol/ralona_frame.h"
 #include "protocol/service_frame.h"
 
 #include <QByteArray>
@@ -39,6 +40,11 @@ public:
                          const std::atomic_bool* stop = nullptr);
     bool readService(ServiceFrame& frame, int timeoutMs, QString* error = nullptr,
                      const std::atomic_bool* stop = nullptr);
+
+    // The adapter takes its bytes one at a time, about a millisecond apart.
+    bool writeRalona(const RalonaFrame& frame, QString* error = nullptr);
+    bool readRalonaWire(QByteArray& out, int timeoutMs, QString* error = nullptr);
+    bool readRalona(RalonaFrame& frame, int timeoutMs, QString* error = nullptr);
 
     void setLogCategory(const QString& category);
     QString logCategory(const QString& fallback) const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QMetaType>
 #include <QString>
 #include <QtGlobal>
 
@@ -44,3 +45,5 @@ private:
 };
 
 } // namespace tachoria::protocol
+
+Q_DECLARE_METATYPE(tachoria::protocol::ServiceFrame)

@@ -7,8 +7,6 @@ using tachoria::protocol::ServiceFrameCodec;
 using Status = ServiceFrameCodec::DecodeStatus;
 
 Q_DECLARE_METATYPE(ServiceFrameCodec::DecodeStatus)
-Q_DECLARE_METATYPE(ServiceFrame)
-
 namespace {
 
 ServiceFrame frame(quint8 format, quint8 target, quint8 source, quint8 sid, const QByteArray& data = {})

@@ -8,10 +8,14 @@
 
 namespace tachoria::test {
 
-SimulatorProcess::SimulatorProcess(QStringList arguments)
+SimulatorProcess::SimulatorProcess(QStringList arguments, bool withAdapter, bool withState)
     : m_arguments(std::move(arguments))
 {
     m_link = m_dir.filePath(QStringLiteral("tacho"));
+    if (withAdapter)
+        m_arguments << QStringLiteral("--adapter-link") << adapterLink();
+    if (withState)
+        m_arguments << QStringLiteral("--state") << statePath();
 }
 
 SimulatorProcess::~SimulatorProcess()
@@ -36,7 +40,8 @@ bool SimulatorProcess::start(QString* error)
     while (!deadline.hasExpired()) {
         if (m_process.canReadLine() || m_process.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
             output += m_process.readLine();
-            if (output.startsWith("READY ") && output.endsWith('\n'))
+            if (output.startsWith("READY ") && output.endsWith('\n') &&
+                (!m_arguments.contains(QStringLiteral("--adapter-link")) || output.contains("\nADAPTER ")))
                 return true;
         }
         if (m_process.state() != QProcess::Running)

@@ -12,7 +12,9 @@ namespace tachoria::test {
 class SimulatorProcess
 {
 public:
-    explicit SimulatorProcess(QStringList arguments = {});
+    // withAdapter also serves the external adapter on a second line; statePath() is passed as --state
+    // when withState is set.
+    explicit SimulatorProcess(QStringList arguments = {}, bool withAdapter = false, bool withState = false);
     ~SimulatorProcess();
     SimulatorProcess(const SimulatorProcess&) = delete;
     SimulatorProcess& operator=(const SimulatorProcess&) = delete;
@@ -23,6 +25,8 @@ public:
     bool stop();
 
     QString link() const { return m_link; }
+    QString adapterLink() const { return m_dir.filePath(QStringLiteral("adapter")); }
+    QString statePath() const { return m_dir.filePath(QStringLiteral("state.json")); }
     QString standardError();
 
 private:

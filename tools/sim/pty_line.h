@@ -33,6 +33,7 @@ public:
     bool open(const QString& linkPath, QString* error);
     void close();
 
+    int masterFd() const { return m_master; }
     QString linkPath() const { return m_linkPath; }
     QString slavePath() const { return m_slavePath; }
     LineSettings settings() const;

@@ -30,6 +30,21 @@ bool parseHex(const QString& text, int bytes, QByteArray& out)
     return true;
 }
 
+bool parseIdentifiers(const QString& text, QSet<quint16>& out)
+{
+    for (const QString& item : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        QString hex = item.trimmed();
+        if (hex.startsWith(QLatin1String("0x"), Qt::CaseInsensitive))
+            hex = hex.mid(2);
+        bool ok = false;
+        const uint did = hex.toUInt(&ok, 16);
+        if (!ok || did > 0xFFFF)
+            return false;
+        out.insert(static_cast<quint16>(did));
+    }
+    return true;
+}
+
 bool parseSkziStatus(const QString& text, quint8& out)
 {
     static const QList<std::pair<QString, quint8>> names = {
@@ -105,10 +120,47 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                                          QStringLiteral("Fault: a wrong checksum on every answer."));
     const QCommandLineOption zeroLength(QStringLiteral("zero-length-frame"),
                                         QStringLiteral("Fault: a frame header with length 0 before every answer."));
+    const QCommandLineOption state(QStringLiteral("state"),
+                                   QStringLiteral("Calibration memory file (JSON): loaded at start when it exists, "
+                                                  "saved after every write, with the order of writes."),
+                                   QStringLiteral("file"));
+    const QCommandLineOption refuse(QStringLiteral("refuse"),
+                                    QStringLiteral("Identifiers (hex) the device refuses to read, e.g. F103,FD0F."),
+                                    QStringLiteral("list"));
+    const QCommandLineOption refuseWrite(QStringLiteral("refuse-write"),
+                                         QStringLiteral("Identifiers (hex) the device refuses to write."),
+                                         QStringLiteral("list"));
+    const QCommandLineOption refuseSession(QStringLiteral("refuse-session"),
+                                           QStringLiteral("Diagnostic sessions (hex) the device refuses, e.g. 87."),
+                                           QStringLiteral("list"));
+    const QCommandLineOption pulses(QStringLiteral("pulse-count"),
+                                    QStringLiteral("What the pulse counter shows once started."), QStringLiteral("n"),
+                                    QString::number(DeviceBehaviour().pulseCount));
+    const QCommandLineOption speedSource(QStringLiteral("speed-source"),
+                                         QStringLiteral("Source code the speed-source search settles on."),
+                                         QStringLiteral("n"), QString::number(DeviceBehaviour().speedSource));
+    const QCommandLineOption canResult(QStringLiteral("can-result"),
+                                       QStringLiteral("Outcome of CAN speed detection: found, not-found or refused."),
+                                       QStringLiteral("outcome"), QStringLiteral("found"));
+    const QCommandLineOption canSpeed(QStringLiteral("can-speed"), QStringLiteral("Detected CAN speed code, 0 to 7."),
+                                      QStringLiteral("n"), QString::number(DeviceBehaviour().canSpeedCode));
+    const QCommandLineOption canIdType(QStringLiteral("can-id-type"),
+                                       QStringLiteral("Detected CAN identifier code, 0 or 1."), QStringLiteral("n"),
+                                       QStringLiteral("0"));
+    const QCommandLineOption adapterLink(QStringLiteral("adapter-link"),
+                                         QStringLiteral("Also serve the external adapter on a second line at this path."),
+                                         QStringLiteral("path"));
+    const QCommandLineOption adapterPulses(QStringLiteral("adapter-pulses"),
+                                           QStringLiteral("What the adapter's pulse counter shows."), QStringLiteral("n"),
+                                           QStringLiteral("32000"));
+    const QCommandLineOption noKLineEcho(QStringLiteral("no-kline-echo"),
+                                         QStringLiteral("The adapter's K-line does not echo requests."));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
     parser.addOptions({link, partNumber, serial, software, skziNumber, skziStatus, mode, card, cardType, cardNumber,
-                       bauds, noPace, noise, echo, delay, silent, badChecksum, zeroLength, verbose});
+                       bauds, noPace, noise, echo, delay, silent, badChecksum, zeroLength, state, refuse, refuseWrite,
+                       refuseSession, pulses, speedSource, canResult, canSpeed, canIdType, adapterLink, adapterPulses,
+                       noKLineEcho, verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -160,6 +212,42 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     }
     options.paced = !parser.isSet(noPace);
     options.verbose = parser.isSet(verbose);
+
+    DeviceBehaviour& behaviour = options.behaviour;
+    behaviour.statePath = parser.value(state);
+    if (!parseIdentifiers(parser.value(refuse), behaviour.refusedReads))
+        return fail(QStringLiteral("--refuse: expected identifiers in hex separated by commas"));
+    if (!parseIdentifiers(parser.value(refuseWrite), behaviour.refusedWrites))
+        return fail(QStringLiteral("--refuse-write: expected identifiers in hex separated by commas"));
+    QSet<quint16> sessions;
+    if (!parseIdentifiers(parser.value(refuseSession), sessions))
+        return fail(QStringLiteral("--refuse-session: expected session bytes in hex, e.g. 87"));
+    for (quint16 session : sessions)
+        behaviour.refusedSessions.insert(static_cast<quint8>(session));
+    bool number = false;
+    behaviour.pulseCount = parser.value(pulses).toUInt(&number);
+    if (!number)
+        return fail(QStringLiteral("--pulse-count: expected a number"));
+    if (!parseByte(parser.value(speedSource), behaviour.speedSource))
+        return fail(QStringLiteral("--speed-source: expected a byte"));
+    const QString outcome = parser.value(canResult).toLower();
+    if (outcome == QLatin1String("found"))
+        behaviour.canOutcome = CanOutcome::Found;
+    else if (outcome == QLatin1String("not-found"))
+        behaviour.canOutcome = CanOutcome::NotFound;
+    else if (outcome == QLatin1String("refused"))
+        behaviour.canOutcome = CanOutcome::Refused;
+    else
+        return fail(QStringLiteral("--can-result: expected found, not-found or refused"));
+    if (!parseByte(parser.value(canSpeed), behaviour.canSpeedCode) || behaviour.canSpeedCode > 7)
+        return fail(QStringLiteral("--can-speed: expected 0 to 7"));
+    if (!parseByte(parser.value(canIdType), behaviour.canIdentifierCode) || behaviour.canIdentifierCode > 1)
+        return fail(QStringLiteral("--can-id-type: expected 0 or 1"));
+    options.adapterLinkPath = parser.value(adapterLink);
+    options.adapterPulses = parser.value(adapterPulses).toUInt(&number);
+    if (!number)
+        return fail(QStringLiteral("--adapter-pulses: expected a number"));
+    options.kLineEcho = !parser.isSet(noKLineEcho);
 
     FaultInjection& faults = options.faults;
     if (parser.isSet(noise) && !parseHex(parser.value(noise), 0, faults.noise))

@@ -23,7 +23,11 @@ struct FaultInjection
 struct SimOptions
 {
     QString linkPath;
+    QString adapterLinkPath;  // empty: no adapter
+    bool kLineEcho = true;    // a K-line is one wire: the adapter's line echoes every request
+    quint32 adapterPulses = 32000;
     DeviceIdentity identity;
+    DeviceBehaviour behaviour;
     FaultInjection faults;
     QList<int> bauds; // speeds the device understands
     bool paced = true;

@@ -1,5 +1,7 @@
 #include "tachograph_model.h"
 
+#include <QTimeZone>
+
 #include <algorithm>
 #include <utility>
 
@@ -10,7 +12,24 @@ using protocol::ServiceFrame;
 namespace {
 
 constexpr quint8 kIdentifySid = 0x16;
-constexpr quint8 kIdentifyResponseSid = 0x56;
+constexpr quint8 kNegativeResponseSid = 0x7F;
+constexpr quint8 kPositive = 0x40;
+
+// Negative response codes of the diagnostic protocol.
+constexpr quint8 kServiceNotSupported = 0x11;
+constexpr quint8 kSubFunctionNotSupported = 0x12;
+constexpr quint8 kIncorrectLength = 0x13;
+constexpr quint8 kConditionsNotCorrect = 0x22;
+constexpr quint8 kRequestOutOfRange = 0x31;
+constexpr quint8 kSecurityAccessDenied = 0x33;
+
+constexpr quint16 kClock = 0xF90B;
+constexpr quint16 kPulseCounter = 0xFD04;
+constexpr quint16 kSpeedSource = 0xFD10;
+constexpr quint16 kCanDetection = 0xFD12;
+
+// Identifiers the unit itself owns; a workshop cannot change them.
+const QSet<quint16> kReadOnly = {0xF18B, 0xF192, 0xF18A, 0xF18C, 0xF916, 0xFD0A, 0xF195, 0xF193, 0xFD03};
 
 // Where the device puts each item of its identification block. The slow lines of the adapter get a
 // short block; every other speed gets the full one.
@@ -23,9 +42,6 @@ constexpr IdentityLayout kLongLayout{76, 92, 146, 160, 311, 329, 1329, Tachograp
 constexpr int kSkziSecondHalf = 244;
 constexpr int kSkziFirstHalf = 260;
 
-constexpr quint8 kNegativeResponseSid = 0x7F;
-constexpr quint8 kServiceNotSupported = 0x11;
-
 void place(QByteArray& block, int offset, const QByteArray& bytes, int width, char fill)
 {
     QByteArray field = bytes.left(width);
@@ -33,10 +49,20 @@ void place(QByteArray& block, int offset, const QByteArray& bytes, int width, ch
     block.replace(offset, width, field);
 }
 
+QByteArray be(quint32 value, int bytes)
+{
+    QByteArray out;
+    for (int shift = (bytes - 1) * 8; shift >= 0; shift -= 8)
+        out.append(static_cast<char>((value >> shift) & 0xFF));
+    return out;
+}
+
 } // namespace
 
-TachographModel::TachographModel(DeviceIdentity identity)
+TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behaviour, CalibrationMemory memory)
     : m_identity(std::move(identity))
+    , m_behaviour(std::move(behaviour))
+    , m_memory(std::move(memory))
 {}
 
 ServiceFrame TachographModel::response(quint8 sid, const QByteArray& data)
@@ -84,13 +110,157 @@ QByteArray TachographModel::identityBlock(int lineBaud) const
     return block;
 }
 
-std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, int lineBaud) const
+QByteArray TachographModel::clockBytes() const
 {
-    switch (request.sid) {
-    case kIdentifySid:
-        return {response(kIdentifyResponseSid, identityBlock(lineBaud))};
+    const QDateTime now = QDateTime::currentDateTimeUtc().addSecs(m_clockOffsetSecs);
+    QByteArray bytes;
+    bytes.append(static_cast<char>(now.time().second() * 4));
+    bytes.append(static_cast<char>(now.time().minute()));
+    bytes.append(static_cast<char>(now.time().hour()));
+    bytes.append(static_cast<char>(now.date().month()));
+    bytes.append(static_cast<char>(now.date().day() * 4));
+    bytes.append(static_cast<char>(now.date().year() - 1985));
+    bytes.append(m_clockCorrection);
+    return bytes;
+}
+
+bool TachographModel::writeClock(const QByteArray& value)
+{
+    if (value.size() != 8)
+        return false;
+    const auto at = [&value](int i) { return static_cast<quint8>(value.at(i)); };
+    const QDateTime written(QDate(1985 + at(5), at(3), std::max(1, at(4) / 4)), QTime(at(2), at(1), at(0) / 4),
+                            QTimeZone::utc());
+    if (!written.isValid())
+        return false;
+    m_clockOffsetSecs = QDateTime::currentDateTimeUtc().secsTo(written);
+    m_clockCorrection = value.mid(6, 2);
+    return true;
+}
+
+ServiceFrame TachographModel::readIdentifier(quint16 did)
+{
+    constexpr quint8 sid = 0x22;
+    if (m_behaviour.refusedReads.contains(did))
+        return negativeResponse(sid, kRequestOutOfRange);
+    QByteArray value;
+    if (did == kClock) {
+        value = clockBytes();
+    } else if (did == kPulseCounter) {
+        value = be(m_counting ? m_behaviour.pulseCount : 0, 4);
+    } else if (did == kSpeedSource && m_speedSearchReads >= 0) {
+        // The mask of sources seen grows one bit a read until all four are seen.
+        const int seen = std::min(4, ++m_speedSearchReads);
+        value = QByteArray(1, static_cast<char>(m_behaviour.speedSource)) + QByteArray(1, static_cast<char>((1 << seen) - 1));
+        m_memory.setValue(kSpeedSource, value);
+    } else if (did == kCanDetection) {
+        if (m_canReads < 0)
+            return negativeResponse(sid, kConditionsNotCorrect);
+        if (++m_canReads <= m_behaviour.canReadsBeforeResult) {
+            value = QByteArray(1, '\0'); // still listening on the bus
+        } else {
+            const quint8 channel = static_cast<quint8>((m_canChannel & 1) << 4);
+            const quint8 found = m_behaviour.canOutcome == CanOutcome::Found;
+            const quint8 byte = found ? static_cast<quint8>(0xE0 | channel | ((m_behaviour.canIdentifierCode & 1) << 3) |
+                                                            (m_behaviour.canSpeedCode & 7))
+                                      : static_cast<quint8>(0xA0 | channel);
+            value = QByteArray(1, static_cast<char>(byte));
+        }
+    } else if (m_memory.contains(did)) {
+        value = m_memory.value(did);
+    } else {
+        return negativeResponse(sid, kRequestOutOfRange);
+    }
+    return response(sid + kPositive, be(did, 2) + value);
+}
+
+ServiceFrame TachographModel::writeIdentifier(quint16 did, const QByteArray& value)
+{
+    constexpr quint8 sid = 0x2E;
+    if (!m_securityGranted)
+        return negativeResponse(sid, kSecurityAccessDenied);
+    if (m_behaviour.refusedWrites.contains(did))
+        return negativeResponse(sid, kConditionsNotCorrect);
+    if (kReadOnly.contains(did))
+        return negativeResponse(sid, kRequestOutOfRange);
+
+    if (did == kPulseCounter) {
+        m_counting = true;
+    } else if (did == kCanDetection) {
+        if (m_behaviour.canOutcome == CanOutcome::Refused)
+            return negativeResponse(sid, kRequestOutOfRange);
+        m_canChannel = value.isEmpty() ? 0 : static_cast<quint8>(value.at(0));
+        m_canReads = 0;
+    } else if (did == kSpeedSource && value == QByteArray::fromHex("00AA")) {
+        m_speedSearchReads = 0;
+    } else if (did == kClock) {
+        if (!writeClock(value))
+            return negativeResponse(sid, kIncorrectLength);
+        m_memory.recordWrite(did);
+    } else if (m_memory.contains(did)) {
+        m_memory.setValue(did, value);
+        m_memory.recordWrite(did);
+    } else {
+        return negativeResponse(sid, kRequestOutOfRange);
+    }
+    m_saveError.clear();
+    if (!m_behaviour.statePath.isEmpty())
+        m_memory.save(m_behaviour.statePath, &m_saveError);
+    return response(sid + kPositive, be(did, 2));
+}
+
+std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, int lineBaud)
+{
+    const quint8 sid = request.sid;
+    const QByteArray& data = request.data;
+    if (sid == kIdentifySid)
+        return {response(0x56, identityBlock(lineBaud))};
+    if (sid == 0x81) {
+        m_communicating = true;
+        m_session = 0x81;
+        m_securityGranted = false;
+        return {response(0xC1, QByteArray::fromHex("EA8F"))};
+    }
+    if (!m_communicating)
+        return {negativeResponse(sid, kConditionsNotCorrect)};
+
+    switch (sid) {
+    case 0x82:
+        m_communicating = false;
+        m_securityGranted = false;
+        m_counting = false;
+        m_speedSearchReads = m_canReads = -1;
+        return {response(0xC2, {})};
+    case 0x10: {
+        if (data.size() != 1)
+            return {negativeResponse(sid, kIncorrectLength)};
+        const auto mode = static_cast<quint8>(data.at(0));
+        if ((mode != 0x81 && mode != 0x85 && mode != 0x87) || m_behaviour.refusedSessions.contains(mode))
+            return {negativeResponse(sid, kSubFunctionNotSupported)};
+        m_session = mode;
+        m_securityGranted = false; // a new session starts locked
+        return {response(0x50, data)};
+    }
+    case 0x3E:
+        return {response(0x7E, {})};
+    case 0x27:
+        if (data.size() != 1 || static_cast<quint8>(data.at(0)) != 0x7D)
+            return {negativeResponse(sid, kSubFunctionNotSupported)};
+        if (m_session == 0x81)
+            return {negativeResponse(sid, kConditionsNotCorrect)};
+        m_securityGranted = true;
+        return {response(0x67, QByteArray::fromHex("7D0000"))};
+    case 0x22:
+        if (data.size() != 2)
+            return {negativeResponse(sid, kIncorrectLength)};
+        return {readIdentifier(static_cast<quint16>((static_cast<quint8>(data.at(0)) << 8) | static_cast<quint8>(data.at(1))))};
+    case 0x2E:
+        if (data.size() < 3)
+            return {negativeResponse(sid, kIncorrectLength)};
+        return {writeIdentifier(static_cast<quint16>((static_cast<quint8>(data.at(0)) << 8) | static_cast<quint8>(data.at(1))),
+                                data.mid(2))};
     default:
-        return {negativeResponse(request.sid, kServiceNotSupported)};
+        return {negativeResponse(sid, kServiceNotSupported)};
     }
 }
 

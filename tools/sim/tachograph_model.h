@@ -1,8 +1,11 @@
 #pragma once
 
+#include "calibration_memory.h"
 #include "protocol/service_frame.h"
 
 #include <QByteArray>
+#include <QDateTime>
+#include <QSet>
 #include <QString>
 
 #include <vector>
@@ -32,28 +35,74 @@ struct DeviceIdentity
     QByteArray cardNumber = "RUM0000012345600";
 };
 
-// The tachograph's side of the service protocol: one request in, its answers out.
+enum class CanOutcome
+{
+    Found,
+    NotFound,
+    Refused,
+};
+
+// How the device behaves beyond its identity: what it refuses and what its measurements find.
+struct DeviceBehaviour
+{
+    QSet<quint16> refusedReads;      // answered with a negative response
+    QSet<quint16> refusedWrites;
+    QSet<quint8> refusedSessions;
+    quint32 pulseCount = 48000;      // what the pulse counter shows when read
+    quint8 speedSource = 0x02;       // source the speed-source search settles on
+    CanOutcome canOutcome = CanOutcome::Found;
+    quint8 canSpeedCode = 0x02;
+    quint8 canIdentifierCode = 0x00;
+    int canReadsBeforeResult = 3;    // detection is "in progress" for this many reads
+    QString statePath;               // where the calibration memory lives between runs
+};
+
+// The tachograph's side of the service protocol: one request in, its answers out. It keeps the state a
+// real unit keeps: the communication and diagnostic session, security access, the calibration memory,
+// the clock, and the measurements under way.
 class TachographModel
 {
 public:
     static constexpr int kShortIdentityBytes = 276;
     static constexpr int kLongIdentityBytes = 1333;
 
-    explicit TachographModel(DeviceIdentity identity = {});
+    explicit TachographModel(DeviceIdentity identity = {}, DeviceBehaviour behaviour = {},
+                             CalibrationMemory memory = CalibrationMemory::factoryDefaults());
 
     const DeviceIdentity& identity() const { return m_identity; }
-    void setIdentity(const DeviceIdentity& identity) { m_identity = identity; }
+    const CalibrationMemory& memory() const { return m_memory; }
 
-    std::vector<protocol::ServiceFrame> handle(const protocol::ServiceFrame& request, int lineBaud) const;
+    std::vector<protocol::ServiceFrame> handle(const protocol::ServiceFrame& request, int lineBaud);
 
     // The data block of the 0x56 answer; 9600 and 10400 baud get the short layout.
     QByteArray identityBlock(int lineBaud) const;
+    QByteArray clockBytes() const;
 
     static protocol::ServiceFrame response(quint8 sid, const QByteArray& data);
     static protocol::ServiceFrame negativeResponse(quint8 requestSid, quint8 code);
 
+    // Set when the last request changed the calibration memory and could not be saved.
+    QString lastSaveError() const { return m_saveError; }
+
 private:
+    protocol::ServiceFrame readIdentifier(quint16 did);
+    protocol::ServiceFrame writeIdentifier(quint16 did, const QByteArray& value);
+    bool writeClock(const QByteArray& value);
+
     DeviceIdentity m_identity;
+    DeviceBehaviour m_behaviour;
+    CalibrationMemory m_memory;
+
+    bool m_communicating = false;
+    quint8 m_session = 0x81;
+    bool m_securityGranted = false;
+    qint64 m_clockOffsetSecs = 0;
+    QByteArray m_clockCorrection = QByteArray::fromHex("7D80"); // minute and hour offsets, +125
+    bool m_counting = false;
+    int m_speedSearchReads = -1; // -1: no search under way
+    int m_canReads = -1;         // -1: no detection under way
+    quint8 m_canChannel = 0;
+    QString m_saveError;
 };
 
 } // namespace tachoria::sim
