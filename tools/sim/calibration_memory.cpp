@@ -37,6 +37,7 @@ CalibrationMemory CalibrationMemory::factoryDefaults()
     auto set = [&memory](quint16 did, const QByteArray& bytes) { memory.setValue(did, bytes); };
     const auto verified = static_cast<quint32>(QDateTime(QDate(2025, 1, 15), QTime(9, 30), Qt::UTC).toSecsSinceEpoch());
 
+    // Values a workshop would find in a unit calibrated last year; all pass the program's own checks.
     // The clock (0xF90B) is not stored: it reads the host's time, shifted by what was last written.
     set(0xF18B, "20250115");
     set(0xF192, "47.9160000-2");
@@ -64,16 +65,16 @@ CalibrationMemory CalibrationMemory::factoryDefaults()
     set(0xFD08, QByteArray::fromHex("01010000"));
     set(0xFD09, QByteArray::fromHex("00000000"));
     set(0xFD0C, QByteArray(17, '\0'));
-    set(0xF920, QByteArray::fromHex("32"));
-    set(0xFD14, QByteArray::fromHex("32"));
+    set(0xF920, QByteArray::fromHex("01"));
+    set(0xFD14, QByteArray::fromHex("00"));
     set(0xF90F, QByteArray::fromHex("06"));
     set(0xFD13, QByteArray::fromHex("06"));
     set(0xFD05, QByteArray::fromHex("00011F40"));
     set(0xFD06, QByteArray::fromHex("00011F40"));
     set(0xFD07, QByteArray::fromHex("00001F40"));
-    set(0xFD0B, be(240, 2) + be(255, 2) + be(585, 2) + be(600, 2) + be(15, 2) + be(45, 2) + be(660, 2));
-    set(0xFD0F, QByteArray::fromHex("05"));
-    set(0xFD10, QByteArray::fromHex("0000"));
+    set(0xFD0B, be(255, 2) + be(270, 2) + be(525, 2) + be(540, 2) + be(15, 2) + be(45, 2) + be(540, 2));
+    set(0xFD0F, QByteArray::fromHex("01"));
+    set(0xFD10, QByteArray::fromHex("0100"));
     set(0xFD11, QByteArray::fromHex("01"));
     set(0xF103, QByteArray::fromHex("02"));
     return memory;
