@@ -66,10 +66,23 @@ int runPortProbe(const CommandLine& commandLine)
 
 std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& commandLine)
 {
-    if (commandLine.hasValue(kProbePort)) {
+    struct Probe
+    {
+        QString name;
+        bool setsOrganisation;
+        int (*run)(const CommandLine&);
+    };
+    // Checked in this order; the first present runs and nothing else of the program does.
+    const Probe probes[] = {
+        {QStringLiteral("--probe-download"), true, &runDownloadProbe},
+        {kProbePort, false, &runPortProbe},
+    };
+    for (const Probe& probe : probes) {
+        if (!commandLine.hasValue(probe.name))
+            continue;
         QCoreApplication application(argc, argv);
-        startProbe(false);
-        const int code = runPortProbe(commandLine);
+        startProbe(probe.setsOrganisation);
+        const int code = probe.run(commandLine);
         logging::ApplicationLogger::shutdown();
         return code;
     }

@@ -11,5 +11,6 @@ namespace tachoria::app {
 std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& commandLine);
 
 int runPortProbe(const CommandLine& commandLine);
+int runDownloadProbe(const CommandLine& commandLine);
 
 } // namespace tachoria::app

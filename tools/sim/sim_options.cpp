@@ -155,12 +155,28 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                                            QStringLiteral("32000"));
     const QCommandLineOption noKLineEcho(QStringLiteral("no-kline-echo"),
                                          QStringLiteral("The adapter's K-line does not echo requests."));
+    const QCommandLineOption maxLinkBaud(QStringLiteral("max-link-baud"),
+                                         QStringLiteral("Refuse LinkControl (0x31) above this speed."),
+                                         QStringLiteral("baud"), QStringLiteral("0"));
+    const QCommandLineOption pending(QStringLiteral("pending"),
+                                     QStringLiteral("Answer 'response pending' this many times before each block."),
+                                     QStringLiteral("n"), QStringLiteral("0"));
+    const QCommandLineOption silentAfter(QStringLiteral("silent-after"),
+                                         QStringLiteral("Fault: stop answering after this many requests."),
+                                         QStringLiteral("n"), QStringLiteral("-1"));
+    const QCommandLineOption archiveBlocks(QStringLiteral("archive-blocks"),
+                                           QStringLiteral("Blocks in the crypto module's archive."), QStringLiteral("n"),
+                                           QStringLiteral("3"));
+    const QCommandLineOption nkmCounter(QStringLiteral("nkm-counter"),
+                                        QStringLiteral("Answer to the crypto module's block counter: known, zero, "
+                                                       "refused or malformed."),
+                                        QStringLiteral("answer"), QStringLiteral("known"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
     parser.addOptions({link, partNumber, serial, software, skziNumber, skziStatus, mode, card, cardType, cardNumber,
                        bauds, noPace, noise, echo, delay, silent, badChecksum, zeroLength, state, refuse, refuseWrite,
                        refuseSession, pulses, speedSource, canResult, canSpeed, canIdType, adapterLink, adapterPulses,
-                       noKLineEcho, verbose});
+                       noKLineEcho, maxLinkBaud, pending, silentAfter, archiveBlocks, nkmCounter, verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -243,6 +259,30 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--can-speed: expected 0 to 7"));
     if (!parseByte(parser.value(canIdType), behaviour.canIdentifierCode) || behaviour.canIdentifierCode > 1)
         return fail(QStringLiteral("--can-id-type: expected 0 or 1"));
+    const auto integer = [&parser](const QCommandLineOption& option, int minimum, int& out) {
+        bool ok = false;
+        out = parser.value(option).toInt(&ok);
+        return ok && out >= minimum;
+    };
+    if (!integer(maxLinkBaud, 0, behaviour.maxLinkBaud))
+        return fail(QStringLiteral("--max-link-baud: expected a speed"));
+    if (!integer(pending, 0, behaviour.pendingReplies))
+        return fail(QStringLiteral("--pending: expected a count"));
+    if (!integer(silentAfter, -1, behaviour.silentAfterRequests))
+        return fail(QStringLiteral("--silent-after: expected a count"));
+    if (!integer(archiveBlocks, 0, behaviour.archiveBlocks))
+        return fail(QStringLiteral("--archive-blocks: expected a count"));
+    const QString counter = parser.value(nkmCounter).toLower();
+    if (counter == QLatin1String("known"))
+        behaviour.counterAnswer = CounterAnswer::Known;
+    else if (counter == QLatin1String("zero"))
+        behaviour.counterAnswer = CounterAnswer::Zero;
+    else if (counter == QLatin1String("refused"))
+        behaviour.counterAnswer = CounterAnswer::Refused;
+    else if (counter == QLatin1String("malformed"))
+        behaviour.counterAnswer = CounterAnswer::Malformed;
+    else
+        return fail(QStringLiteral("--nkm-counter: expected known, zero, refused or malformed"));
     options.adapterLinkPath = parser.value(adapterLink);
     options.adapterPulses = parser.value(adapterPulses).toUInt(&number);
     if (!number)

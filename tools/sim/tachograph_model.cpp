@@ -22,6 +22,8 @@ constexpr quint8 kIncorrectLength = 0x13;
 constexpr quint8 kConditionsNotCorrect = 0x22;
 constexpr quint8 kRequestOutOfRange = 0x31;
 constexpr quint8 kSecurityAccessDenied = 0x33;
+constexpr quint8 kResponsePending = 0x78;
+constexpr quint8 kArchiveEnd = 0xFA;
 
 constexpr quint16 kClock = 0xF90B;
 constexpr quint16 kPulseCounter = 0xFD04;
@@ -59,11 +61,17 @@ QByteArray be(quint32 value, int bytes)
 
 } // namespace
 
-TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behaviour, CalibrationMemory memory)
+TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behaviour, CalibrationMemory memory,
+                                 std::shared_ptr<const DownloadSource> download)
     : m_identity(std::move(identity))
     , m_behaviour(std::move(behaviour))
     , m_memory(std::move(memory))
-{}
+    , m_download(std::move(download))
+{
+    if (!m_download)
+        m_download = std::make_shared<BuiltInDownloadSource>(m_memory.value(0xF190), QByteArray("A123BC77"),
+                                                             m_identity.skziFirstHalf);
+}
 
 ServiceFrame TachographModel::response(quint8 sid, const QByteArray& data)
 {
@@ -209,10 +217,110 @@ ServiceFrame TachographModel::writeIdentifier(quint16 did, const QByteArray& val
     return response(sid + kPositive, be(did, 2));
 }
 
+std::vector<ServiceFrame> TachographModel::withPending(quint8 sid, ServiceFrame answer) const
+{
+    std::vector<ServiceFrame> frames(static_cast<size_t>(m_behaviour.pendingReplies),
+                                     negativeResponse(sid, kResponsePending));
+    frames.push_back(std::move(answer));
+    return frames;
+}
+
+void TachographModel::queueBlock(quint8 type, const QByteArray& payload)
+{
+    m_segments.clear();
+    const QByteArray typeByte(1, static_cast<char>(type));
+    // One frame carries at most 254 in its length: the SID, the type and 252 payload bytes.
+    if (payload.size() <= 252) {
+        m_segments.push_back(response(0x76, typeByte + payload));
+        return;
+    }
+    // Segments carry the type and a counter; a length above 254 tells the client another follows,
+    // so every segment but the last is full and the last holds at most 250 bytes (maybe none).
+    QByteArray rest = payload;
+    quint16 counter = 0;
+    const auto header = [&] {
+        return typeByte + QByteArray(1, static_cast<char>(counter >> 8)) + QByteArray(1, static_cast<char>(counter & 0xFF));
+    };
+    while (rest.size() > 250) {
+        const qsizetype take = std::min<qsizetype>(std::max(251, m_behaviour.segmentBytes), rest.size());
+        m_segments.push_back(response(0x76, header() + rest.left(take)));
+        rest.remove(0, take);
+        ++counter;
+    }
+    m_segments.push_back(response(0x76, header() + rest));
+}
+
+std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
+{
+    constexpr quint8 sid = 0x36;
+    if (!m_uploadRequested || request.isEmpty())
+        return {negativeResponse(sid, kConditionsNotCorrect)};
+    const auto type = static_cast<quint8>(request.at(0));
+    const auto date = [&request](int offset) {
+        quint32 seconds = 0;
+        for (int i = 0; i < 4; ++i)
+            seconds = (seconds << 8) | static_cast<quint8>(request.at(offset + i));
+        return QDateTime::fromSecsSinceEpoch(seconds, QTimeZone::utc()).date();
+    };
+    QByteArray payload;
+    switch (type) {
+    case 0x01:
+        payload = m_download->overview();
+        break;
+    case 0x02:
+        if (request.size() != 5)
+            return {negativeResponse(sid, kIncorrectLength)};
+        payload = m_download->activities(date(1));
+        break;
+    case 0x03:
+        payload = m_download->eventsAndFaults();
+        break;
+    case 0x04:
+        payload = m_download->detailedSpeed();
+        break;
+    case 0x05:
+        payload = m_download->technicalData();
+        break;
+    case 0x81:
+        payload = m_download->cryptoCertificate();
+        break;
+    case 0x82:
+        payload = m_download->authorityCertificate();
+        break;
+    case 0x84:
+        if (request.size() != 9)
+            return {negativeResponse(sid, kIncorrectLength)};
+        payload = m_download->cryptoData(date(1), date(5));
+        break;
+    case 0x85:
+        if (m_archiveIndex >= m_behaviour.archiveBlocks)
+            return withPending(sid, negativeResponse(sid, kArchiveEnd));
+        payload = m_download->archiveBlock(m_archiveIndex++);
+        break;
+    default:
+        return {negativeResponse(sid, kRequestOutOfRange)};
+    }
+    queueBlock(type, payload);
+    ServiceFrame first = m_segments.front();
+    m_segments.pop_front();
+    return withPending(sid, first);
+}
+
+std::vector<ServiceFrame> TachographModel::nextSegment(const QByteArray& request)
+{
+    if (request.size() != 3 || static_cast<quint8>(request.at(0)) != 0x76 || m_segments.empty())
+        return {negativeResponse(0x83, kConditionsNotCorrect)};
+    ServiceFrame frame = m_segments.front();
+    m_segments.pop_front();
+    return {frame};
+}
+
 std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, int lineBaud)
 {
     const quint8 sid = request.sid;
     const QByteArray& data = request.data;
+    if (m_behaviour.silentAfterRequests >= 0 && ++m_requests > m_behaviour.silentAfterRequests)
+        return {}; // the unit has gone quiet
     if (sid == kIdentifySid)
         return {response(0x56, identityBlock(lineBaud))};
     if (sid == 0x81) {
@@ -230,6 +338,8 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
         m_securityGranted = false;
         m_counting = false;
         m_speedSearchReads = m_canReads = -1;
+        m_uploadRequested = false;
+        m_segments.clear();
         return {response(0xC2, {})};
     case 0x10: {
         if (data.size() != 1)
@@ -243,6 +353,46 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
     }
     case 0x3E:
         return {response(0x7E, {})};
+    case 0x87: {
+        // LinkControl: 01 01 <index> asks whether a rate is possible, 02 03 switches to it silently.
+        if (data == QByteArray::fromHex("0203"))
+            return {};
+        static const QList<int> ladder = {10400, 9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
+        if (data.size() != 3 || !data.startsWith(QByteArray::fromHex("0101")))
+            return {negativeResponse(sid, kSubFunctionNotSupported)};
+        const int index = static_cast<quint8>(data.at(2));
+        const int rate = index < ladder.size() ? ladder.at(index) : 0;
+        if (rate == 0 || (m_behaviour.maxLinkBaud > 0 && rate > m_behaviour.maxLinkBaud))
+            return {negativeResponse(sid, kRequestOutOfRange)};
+        return {response(0xC7, {})};
+    }
+    case 0x35:
+        m_uploadRequested = true;
+        m_archiveIndex = 0;
+        return {response(0x75, QByteArray::fromHex("FF"))};
+    case 0x36:
+        return transfer(data);
+    case 0x83:
+        return nextSegment(data);
+    case 0x37:
+        m_uploadRequested = false;
+        m_segments.clear();
+        return {response(0x77, {})};
+    case 0xC7:
+        if (data != QByteArray::fromHex("1051"))
+            return {negativeResponse(sid, kSubFunctionNotSupported)};
+        switch (m_behaviour.counterAnswer) {
+        case CounterAnswer::Known:
+            // The data block and every archive block, one frame each.
+            return {response(0x67, be(static_cast<quint32>(m_behaviour.archiveBlocks + 1), 4))};
+        case CounterAnswer::Zero:
+            return {response(0x67, QByteArray(4, '\0'))};
+        case CounterAnswer::Refused:
+            return {negativeResponse(sid, kConditionsNotCorrect)};
+        case CounterAnswer::Malformed:
+            return {response(0x67, QByteArray::fromHex("0001"))};
+        }
+        return {};
     case 0x27:
         if (data.size() != 1 || static_cast<quint8>(data.at(0)) != 0x7D)
             return {negativeResponse(sid, kSubFunctionNotSupported)};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "calibration_memory.h"
+#include "download_source.h"
 #include "protocol/service_frame.h"
 
 #include <QByteArray>
@@ -8,6 +9,8 @@
 #include <QSet>
 #include <QString>
 
+#include <deque>
+#include <memory>
 #include <vector>
 
 namespace tachoria::sim {
@@ -35,6 +38,14 @@ struct DeviceIdentity
     QByteArray cardNumber = "RUM0000012345600";
 };
 
+enum class CounterAnswer
+{
+    Known,     // the number of crypto-module blocks
+    Zero,      // "nothing to download"
+    Refused,   // a negative response
+    Malformed, // a reply of the wrong size
+};
+
 enum class CanOutcome
 {
     Found,
@@ -55,6 +66,13 @@ struct DeviceBehaviour
     quint8 canIdentifierCode = 0x00;
     int canReadsBeforeResult = 3;    // detection is "in progress" for this many reads
     QString statePath;               // where the calibration memory lives between runs
+
+    int maxLinkBaud = 0;             // LinkControl above this speed is refused; 0: no limit
+    int pendingReplies = 0;          // "response pending" answers before each block
+    int silentAfterRequests = -1;    // the unit stops answering after this many requests; -1: never
+    int archiveBlocks = 3;           // blocks of the crypto module's archive before its end
+    CounterAnswer counterAnswer = CounterAnswer::Known;
+    int segmentBytes = 1021;         // payload bytes of a full segment of a long block
 };
 
 // The tachograph's side of the service protocol: one request in, its answers out. It keeps the state a
@@ -67,7 +85,8 @@ public:
     static constexpr int kLongIdentityBytes = 1333;
 
     explicit TachographModel(DeviceIdentity identity = {}, DeviceBehaviour behaviour = {},
-                             CalibrationMemory memory = CalibrationMemory::factoryDefaults());
+                             CalibrationMemory memory = CalibrationMemory::factoryDefaults(),
+                             std::shared_ptr<const DownloadSource> download = {});
 
     const DeviceIdentity& identity() const { return m_identity; }
     const CalibrationMemory& memory() const { return m_memory; }
@@ -88,6 +107,11 @@ private:
     protocol::ServiceFrame readIdentifier(quint16 did);
     protocol::ServiceFrame writeIdentifier(quint16 did, const QByteArray& value);
     bool writeClock(const QByteArray& value);
+    std::vector<protocol::ServiceFrame> transfer(const QByteArray& request);
+    std::vector<protocol::ServiceFrame> nextSegment(const QByteArray& request);
+    // Cuts a block into the frames of the wire: one when it fits, else full segments and a last one.
+    void queueBlock(quint8 type, const QByteArray& payload);
+    std::vector<protocol::ServiceFrame> withPending(quint8 sid, protocol::ServiceFrame answer) const;
 
     DeviceIdentity m_identity;
     DeviceBehaviour m_behaviour;
@@ -103,6 +127,12 @@ private:
     int m_canReads = -1;         // -1: no detection under way
     quint8 m_canChannel = 0;
     QString m_saveError;
+
+    std::shared_ptr<const DownloadSource> m_download;
+    int m_requests = 0;
+    bool m_uploadRequested = false;
+    int m_archiveIndex = 0;
+    std::deque<protocol::ServiceFrame> m_segments; // frames of a long block not yet asked for
 };
 
 } // namespace tachoria::sim
