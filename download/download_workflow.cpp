@@ -1,5 +1,6 @@
 #include "download/download_workflow.h"
 
+#include "cards/external_card_auth.h"
 #include "logging/application_logger.h"
 #include "protocol/ralona_client.h"
 #include "storage/app_paths.h"
@@ -84,6 +85,7 @@ private:
     const DownloadWorkflow::ProgressCallback& m_progress;
 
     TachographClient m_client;
+    cards::ExternalCardAuth m_cardAuth;
     QList<int> m_ladder = DownloadWorkflow::baudLadder();
     int m_rateIndex = 0;
     int m_maxIndex = 0;
@@ -105,6 +107,10 @@ DownloadResult DownloadRun::fail(const QString& text)
     m_result.errorText = text;
     status(text);
     log(Level::Error, text);
+    if (m_options.authenticateCard) {
+        m_cardAuth.eject(m_client);
+        m_cardAuth.disconnect();
+    }
     if (m_client.isOpen())
         m_client.stopCommunication();
     m_client.close();
@@ -339,6 +345,16 @@ DownloadResult DownloadRun::execute()
     status(QStringLiteral("Открываем соединение с тахографом"));
     m_client.setStopFlag(&m_stop);
 
+    QString failure;
+    if (m_options.authenticateCard) {
+        status(QStringLiteral("Подключаем внешнюю карту"));
+        if (!m_cardAuth.readForAuth(m_settings.cardReaderName, m_settings.cardPin, &failure)) {
+            m_cardAuth.disconnect();
+            if (!m_cardAuth.readForAuth(m_settings.cardReaderName, m_settings.cardPin, &failure))
+                return fail(failure);
+        }
+    }
+
     if (m_settings.useRalona) {
         protocol::RalonaClient ralona;
         ralona.configure(m_settings.ralonaPortName, 9600);
@@ -357,7 +373,6 @@ DownloadResult DownloadRun::execute()
         std::swap(m_rateIndex, m_maxIndex);
     m_port = m_settings.useRalona ? m_settings.ralonaPortName : m_settings.portName;
 
-    QString failure;
     if (!connect(failure))
         return fail(failure);
     const RequestResult session = DownloadWorkflow::sendService(m_client, 0x10, QByteArray(1, '\x81'), &m_stop, 1, kTimeoutMs);
@@ -367,6 +382,12 @@ DownloadResult DownloadRun::execute()
         log(Level::Info, QStringLiteral("LinkControl пропущен для Bluetooth-выгрузки Android"), QStringLiteral("skip-link-control"));
     else if (!raiseBaud(failure))
         return fail(failure);
+
+    if (m_options.authenticateCard) {
+        status(QStringLiteral("Авторизуем карту в СКЗИ"));
+        if (!m_cardAuth.authenticate(m_client, &failure))
+            return fail(failure);
+    }
 
     const RequestResult upload = DownloadWorkflow::sendService(m_client, 0x35, QByteArray::fromHex("00000000" "00FFFFFFFF"),
                                                                &m_stop, kAttempts, kTimeoutMs);
@@ -417,6 +438,10 @@ DownloadResult DownloadRun::execute()
     if (!writeFinalFile(failure))
         return fail(failure);
 
+    if (m_options.authenticateCard) {
+        m_cardAuth.eject(m_client);
+        m_cardAuth.disconnect();
+    }
     m_client.stopCommunication();
     m_client.close();
     m_result.success = true;

@@ -20,8 +20,8 @@ struct DownloadSettings
     bool useRalona = false;
     bool skipLinkControl = false;
     QString ralonaPortName;
-    QString cardReaderName;
-    QString cardReaderMode;
+    QString cardReaderName; // the PC's reader holding the workshop card
+    QString cardPin;
     QByteArray cardData;
     QString filePrefix;
 };

@@ -292,6 +292,15 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
             return {negativeResponse(sid, kIncorrectLength)};
         payload = m_download->cryptoData(date(1), date(5));
         break;
+    case 0x06: {
+        // A card's data goes out only to an authenticated workshop card.
+        if (!m_cardAuthenticated)
+            return {negativeResponse(sid, kSecurityAccessDenied)};
+        QByteArray identification = QByteArray::fromHex("052000008F2B") + m_cardNumber.leftJustified(16, ' ', true);
+        identification += QByteArray(143 - 17, '\0');
+        payload = QByteArray::fromHex("000200001900") + QByteArray(25, '\x01') + identification;
+        break;
+    }
     case 0x85:
         if (m_archiveIndex >= m_behaviour.archiveBlocks)
             return withPending(sid, negativeResponse(sid, kArchiveEnd));
@@ -304,6 +313,63 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
     ServiceFrame first = m_segments.front();
     m_segments.pop_front();
     return withPending(sid, first);
+}
+
+std::vector<ServiceFrame> TachographModel::cryptoModuleCommand(const QByteArray& request)
+{
+    constexpr quint8 sid = 0x01;
+    if (request.size() < 3)
+        return {negativeResponse(sid, kIncorrectLength)};
+    const int length = static_cast<quint8>(request.at(0)) | (static_cast<quint8>(request.at(1)) << 8);
+    if (length != request.size() - 2)
+        return {negativeResponse(sid, kIncorrectLength)};
+    const auto code = static_cast<quint8>(request.at(2));
+    const QByteArray payload = request.mid(3);
+    quint8 status = 0x00;
+    QByteArray reply;
+    switch (code) {
+    case 0x32: // state; byte 3 bit 0x20: a card counts as inserted
+        reply = QByteArray(3, '\0') + QByteArray(1, static_cast<char>(m_cardInserted ? 0x20 : 0x00));
+        break;
+    case 0x40:
+        if (payload.size() != 129)
+            return {negativeResponse(sid, kIncorrectLength)};
+        m_cardInserted = true;
+        m_cardNumber = payload.mid(74, 16);
+        break;
+    case 0x41:
+        m_cardInserted = false;
+        m_cardAuthenticated = false;
+        break;
+    case 0x4A:
+        status = m_cardKnown ? 0x00 : 0x70;
+        break;
+    case 0x42:
+        if (!payload.isEmpty() && payload.at(0) == 0x01)
+            m_cardKnown = true;
+        break;
+    case 0x4B:
+        reply = m_behaviour.nkmKeys;
+        break;
+    case 0x49:
+        reply = QByteArray(194, (!payload.isEmpty() && payload.at(0) == 0) ? '\x31' : '\x32');
+        break;
+    case 0x43:
+        reply = QByteArray(0x50, '\x5C');
+        break;
+    case 0x44:
+        m_cardAuthenticated = m_cardInserted;
+        break;
+    default:
+        return {negativeResponse(sid, kRequestOutOfRange)};
+    }
+    const int replyLength = static_cast<int>(reply.size()) + 1;
+    QByteArray data;
+    data.append(static_cast<char>(replyLength & 0xFF));
+    data.append(static_cast<char>((replyLength >> 8) & 0xFF));
+    data.append(static_cast<char>(status));
+    data.append(reply);
+    return withPending(sid, response(0x41, data));
 }
 
 std::vector<ServiceFrame> TachographModel::nextSegment(const QByteArray& request)
@@ -374,6 +440,8 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
         return transfer(data);
     case 0x83:
         return nextSegment(data);
+    case 0x01:
+        return cryptoModuleCommand(data);
     case 0x37:
         m_uploadRequested = false;
         m_segments.clear();

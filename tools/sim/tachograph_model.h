@@ -73,6 +73,8 @@ struct DeviceBehaviour
     int archiveBlocks = 3;           // blocks of the crypto module's archive before its end
     CounterAnswer counterAnswer = CounterAnswer::Known;
     int segmentBytes = 1021;         // payload bytes of a full segment of a long block
+    // The crypto module's key identifiers: current, authority, previous authority.
+    QByteArray nkmKeys = QByteArray(16, '\xAA') + QByteArray(16, '\xBB') + QByteArray(16, '\xCC');
 };
 
 // The tachograph's side of the service protocol: one request in, its answers out. It keeps the state a
@@ -112,6 +114,7 @@ private:
     // Cuts a block into the frames of the wire: one when it fits, else full segments and a last one.
     void queueBlock(quint8 type, const QByteArray& payload);
     std::vector<protocol::ServiceFrame> withPending(quint8 sid, protocol::ServiceFrame answer) const;
+    std::vector<protocol::ServiceFrame> cryptoModuleCommand(const QByteArray& request);
 
     DeviceIdentity m_identity;
     DeviceBehaviour m_behaviour;
@@ -133,6 +136,12 @@ private:
     bool m_uploadRequested = false;
     int m_archiveIndex = 0;
     std::deque<protocol::ServiceFrame> m_segments; // frames of a long block not yet asked for
+
+    // The crypto module's view of an external card.
+    bool m_cardInserted = false;
+    bool m_cardKnown = false;
+    bool m_cardAuthenticated = false;
+    QByteArray m_cardNumber;
 };
 
 } // namespace tachoria::sim
