@@ -50,7 +50,7 @@ QByteArray BuiltInDownloadSource::eventsAndFaults() const
 
 QByteArray BuiltInDownloadSource::detailedSpeed() const
 {
-    return filled(2400, 0x44);
+    return filled(m_speedBytes, 0x44);
 }
 
 QByteArray BuiltInDownloadSource::technicalData() const

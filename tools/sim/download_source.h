@@ -28,10 +28,11 @@ public:
 class BuiltInDownloadSource : public DownloadSource
 {
 public:
-    BuiltInDownloadSource(QByteArray vin, QByteArray registration, QByteArray skziSerial)
+    BuiltInDownloadSource(QByteArray vin, QByteArray registration, QByteArray skziSerial, int speedBytes = 2400)
         : m_vin(std::move(vin))
         , m_registration(std::move(registration))
         , m_skziSerial(std::move(skziSerial))
+        , m_speedBytes(speedBytes)
     {}
 
     QByteArray overview() const override;
@@ -48,6 +49,7 @@ private:
     QByteArray m_vin;
     QByteArray m_registration;
     QByteArray m_skziSerial;
+    int m_speedBytes;
 };
 
 } // namespace tachoria::sim

@@ -171,12 +171,15 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                                         QStringLiteral("Answer to the crypto module's block counter: known, zero, "
                                                        "refused or malformed."),
                                         QStringLiteral("answer"), QStringLiteral("known"));
+    const QCommandLineOption speedBytes(QStringLiteral("speed-block-bytes"),
+                                        QStringLiteral("Size of the detailed-speed block a download gets."),
+                                        QStringLiteral("n"), QStringLiteral("2400"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
     parser.addOptions({link, partNumber, serial, software, skziNumber, skziStatus, mode, card, cardType, cardNumber,
                        bauds, noPace, noise, echo, delay, silent, badChecksum, zeroLength, state, refuse, refuseWrite,
                        refuseSession, pulses, speedSource, canResult, canSpeed, canIdType, adapterLink, adapterPulses,
-                       noKLineEcho, maxLinkBaud, pending, silentAfter, archiveBlocks, nkmCounter, verbose});
+                       noKLineEcho, maxLinkBaud, pending, silentAfter, archiveBlocks, nkmCounter, speedBytes, verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -270,6 +273,8 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--pending: expected a count"));
     if (!integer(silentAfter, -1, behaviour.silentAfterRequests))
         return fail(QStringLiteral("--silent-after: expected a count"));
+    if (!integer(speedBytes, 0, behaviour.speedBlockBytes))
+        return fail(QStringLiteral("--speed-block-bytes: expected a size"));
     if (!integer(archiveBlocks, 0, behaviour.archiveBlocks))
         return fail(QStringLiteral("--archive-blocks: expected a count"));
     const QString counter = parser.value(nkmCounter).toLower();

@@ -70,7 +70,7 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
 {
     if (!m_download)
         m_download = std::make_shared<BuiltInDownloadSource>(m_memory.value(0xF190), QByteArray("A123BC77"),
-                                                             m_identity.skziFirstHalf);
+                                                             m_identity.skziFirstHalf, m_behaviour.speedBlockBytes);
 }
 
 ServiceFrame TachographModel::response(quint8 sid, const QByteArray& data)

@@ -73,6 +73,7 @@ struct DeviceBehaviour
     int archiveBlocks = 3;           // blocks of the crypto module's archive before its end
     CounterAnswer counterAnswer = CounterAnswer::Known;
     int segmentBytes = 1021;         // payload bytes of a full segment of a long block
+    int speedBlockBytes = 2400;      // size of the detailed-speed block
     // The crypto module's key identifiers: current, authority, previous authority.
     QByteArray nkmKeys = QByteArray(16, '\xAA') + QByteArray(16, '\xBB') + QByteArray(16, '\xCC');
 };
