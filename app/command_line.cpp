@@ -12,7 +12,8 @@ CommandLine::CommandLine(int argc, char** argv)
 
 CommandLine::CommandLine(QStringList arguments)
     : m_arguments(std::move(arguments))
-{}
+{
+}
 
 bool CommandLine::has(const QString& name) const
 {

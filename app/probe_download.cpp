@@ -1,6 +1,5 @@
 // The console probe of a download: a whole run against the port, with its status and progress lines.
 #include "app/probes.h"
-
 #include "download/download_workflow.h"
 
 #include <QDateTime>

@@ -54,12 +54,13 @@ int runPortProbe(const CommandLine& commandLine)
     const int baud = commandLine.number(kBaud, kDefaultBaud);
     const int parity = parityFromWord(commandLine.value(kParity));
 
-    const protocol::DownloadDeviceInfo info = protocol::DownloadDeviceDetector::probe(port, baud, nullptr, parity);
+    const protocol::DownloadDeviceInfo info =
+        protocol::DownloadDeviceDetector::probe(port, baud, nullptr, parity);
 
     QTextStream out(stdout);
-    out << "matched=" << yesNo(info.matched) << " port=" << protocol::displayPortName(port) << " baud=" << baud
-        << " diagnostic=" << info.diagnostic << " serial=" << info.serialNumber << " skzi=" << info.skziStatus
-        << '\n';
+    out << "matched=" << yesNo(info.matched) << " port=" << protocol::displayPortName(port)
+        << " baud=" << baud << " diagnostic=" << info.diagnostic << " serial=" << info.serialNumber
+        << " skzi=" << info.skziStatus << '\n';
     out.flush();
     return info.matched ? 0 : kPortProbeFailed;
 }

@@ -146,7 +146,8 @@ bool ExternalCardAuth::readCardFiles(QString* error)
     if (status != PcscCardReader::kSuccess || number.size() < 18)
         return fail(error, QStringLiteral("Не прочитан полный номер карты: 0x%1").arg(hex4(status)));
     m_data.fullCardNumber = number.left(18);
-    if (!readCertificate(0xC208, m_data.caCertificate, error) || !readCertificate(0xC200, m_data.cardCertificate, error) ||
+    if (!readCertificate(0xC208, m_data.caCertificate, error) ||
+        !readCertificate(0xC200, m_data.cardCertificate, error) ||
         !readFile(0xC201, 16, m_data.keyIdentifier, error))
         return false;
     if (static_cast<quint8>(m_data.fullCardNumber.at(0)) != 2)
@@ -170,7 +171,8 @@ bool ExternalCardAuth::readCardFiles(QString* error)
     m_data.codeString = identification.mid(17, 36).leftJustified(36, ' ', true);
     m_data.expiryDate = bigEndian(identification, 61, 4);
     m_data.cardFullNumberForRecord = QByteArray(1, static_cast<char>(m_data.cardType)) +
-                                     QByteArray(1, static_cast<char>(m_data.issuingNation)) + m_data.cardNumber;
+                                     QByteArray(1, static_cast<char>(m_data.issuingNation)) +
+                                     m_data.cardNumber;
 
     QByteArray vehicles;
     if (!readFile(0x0505, records * 31 + 2, vehicles, error))
@@ -185,7 +187,8 @@ bool ExternalCardAuth::readCardFiles(QString* error)
         if (start + 31 > vehicles.size())
             return fail(error, QStringLiteral("Повреждена история транспортных средств карты"));
         m_data.lastVehicleUse = bigEndian(vehicles, start + 10, 4);
-        m_data.lastVehicle = (vehicles.mid(start + 14, 1) + vehicles.mid(start + 15, 14)).leftJustified(15, ' ', true);
+        m_data.lastVehicle =
+            (vehicles.mid(start + 14, 1) + vehicles.mid(start + 15, 14)).leftJustified(15, ' ', true);
     }
     return true;
 }
@@ -224,8 +227,9 @@ QByteArray ExternalCardAuth::serializeTakingRecord(const QDateTime& now) const
     return record;
 }
 
-bool ExternalCardAuth::sendNkmCommand(protocol::TachographClient& client, quint8 code, const QByteArray& payload,
-                                      quint8& status, QByteArray& reply, QString* error)
+bool ExternalCardAuth::sendNkmCommand(protocol::TachographClient& client, quint8 code,
+                                      const QByteArray& payload, quint8& status, QByteArray& reply,
+                                      QString* error)
 {
     const int length = static_cast<int>(payload.size()) + 1;
     QByteArray data;
@@ -245,7 +249,8 @@ bool ExternalCardAuth::sendNkmCommand(protocol::TachographClient& client, quint8
         return fail(error, QStringLiteral("СКЗИ: неожиданный SID ответа 0x%1").arg(hex2(frame.sid)));
     if (frame.data.size() < 3)
         return fail(error, QStringLiteral("СКЗИ вернул короткий ответ на 0x%1").arg(hex2(code)));
-    const int replyLength = static_cast<quint8>(frame.data.at(0)) | (static_cast<quint8>(frame.data.at(1)) << 8);
+    const int replyLength =
+        static_cast<quint8>(frame.data.at(0)) | (static_cast<quint8>(frame.data.at(1)) << 8);
     if (replyLength == 0 || frame.data.size() < replyLength + 2)
         return fail(error, QStringLiteral("СКЗИ вернул повреждённый ответ на 0x%1").arg(hex2(code)));
     status = static_cast<quint8>(frame.data.at(2));
@@ -257,14 +262,16 @@ bool ExternalCardAuth::installCertificates(protocol::TachographClient& client, c
                                            const QString& caRefusal, QString* error)
 {
     quint8 status = 0;
-    if (!sendNkmCommand(client, kNkmGetCertificate, QByteArray(1, '\0'), status, m_data.nkmCaCertificate, error))
+    if (!sendNkmCommand(client, kNkmGetCertificate, QByteArray(1, '\0'), status, m_data.nkmCaCertificate,
+                        error))
         return false;
     // The reader reports an accepted certificate as 0; it is compared with 0x9000 all the same.
     if (m_reader.cardVerifyCert(m_data.nkmCaCertificate) != PcscCardReader::kSuccess)
         return fail(error, caRefusal);
     if (m_reader.cardMseSet(key) != PcscCardReader::kSuccess)
         return fail(error, QStringLiteral("Не установлен ключ CA карты"));
-    if (!sendNkmCommand(client, kNkmGetCertificate, QByteArray(1, '\x01'), status, m_data.nkmCertificate, error))
+    if (!sendNkmCommand(client, kNkmGetCertificate, QByteArray(1, '\x01'), status, m_data.nkmCertificate,
+                        error))
         return false;
     if (m_reader.cardVerifyCert(m_data.nkmCertificate) != PcscCardReader::kSuccess)
         return fail(error, QStringLiteral("Карта не приняла сертификат НКМ"));
@@ -287,20 +294,23 @@ bool ExternalCardAuth::authenticate(protocol::TachographClient& client, QString*
             m_data.nkmFlags = static_cast<quint8>(reply.at(3));
         return true;
     };
-    if (!refreshFlags() || !sendNkmCommand(client, kNkmCardEntering, serializeEnteringRecord(), status, reply, error))
+    if (!refreshFlags() ||
+        !sendNkmCommand(client, kNkmCardEntering, serializeEnteringRecord(), status, reply, error))
         return false;
     const QByteArray number = serializeFullCardNumber();
-    if (!sendNkmCommand(client, kNkmKeyIdentifier, QByteArray(1, '\x80') + number + m_data.keyIdentifier, status, reply,
-                        error))
+    if (!sendNkmCommand(client, kNkmKeyIdentifier, QByteArray(1, '\x80') + number + m_data.keyIdentifier,
+                        status, reply, error))
         return false;
     if (status != 0x70 && status != 0x00)
-        return fail(error, QStringLiteral("СКЗИ не принял идентификатор ключа карты: 0x%1").arg(hex2(status)));
+        return fail(error,
+                    QStringLiteral("СКЗИ не принял идентификатор ключа карты: 0x%1").arg(hex2(status)));
     // Only a module that does not know the card yet gets the authority's certificate first.
     if (status == 0x70 &&
-        !sendNkmCommand(client, kNkmCertificate, QByteArray(1, '\0') + number + m_data.caCertificate, status, reply, error))
+        !sendNkmCommand(client, kNkmCertificate, QByteArray(1, '\0') + number + m_data.caCertificate, status,
+                        reply, error))
         return false;
-    if (!sendNkmCommand(client, kNkmCertificate, QByteArray(1, '\x01') + number + m_data.cardCertificate, status, reply,
-                        error))
+    if (!sendNkmCommand(client, kNkmCertificate, QByteArray(1, '\x01') + number + m_data.cardCertificate,
+                        status, reply, error))
         return false;
     if (!sendNkmCommand(client, kNkmKeyList, {}, status, reply, error))
         return false;
@@ -312,7 +322,8 @@ bool ExternalCardAuth::authenticate(protocol::TachographClient& client, QString*
 
     if (m_reader.cardMseSet(m_data.nkmKeyCurrent) != PcscCardReader::kSuccess) {
         if (m_reader.cardMseSet(m_data.nkmKeyCa) == PcscCardReader::kSuccess) {
-            if (!installCertificates(client, m_data.nkmKeyCa, QStringLiteral("Карта не приняла сертификат CA НКМ"), error))
+            if (!installCertificates(client, m_data.nkmKeyCa,
+                                     QStringLiteral("Карта не приняла сертификат CA НКМ"), error))
                 return false;
         } else if (m_reader.cardMseSet(m_data.nkmKeyPreviousCa) == PcscCardReader::kSuccess) {
             if (!installCertificates(client, m_data.nkmKeyPreviousCa,

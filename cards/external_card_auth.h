@@ -12,7 +12,7 @@ namespace tachoria::cards {
 // What the card in the PC's reader tells about itself, and what the crypto module answered.
 struct CardData
 {
-    QByteArray fullCardNumber;          // 18 bytes
+    QByteArray fullCardNumber; // 18 bytes
     QByteArray caCertificate;
     QByteArray cardCertificate;
     QByteArray keyIdentifier;           // 16 bytes
@@ -21,10 +21,10 @@ struct CardData
     quint32 expiryDate = 0;
     quint8 cardType = 0;
     quint8 issuingNation = 0;
-    QByteArray cardNumber;              // 16 bytes
+    QByteArray cardNumber; // 16 bytes
     quint32 lastVehicleUse = 0xFFFFFFFF;
     QByteArray lastVehicle = QByteArray(15, ' ');
-    QByteArray pin;                     // 8 bytes
+    QByteArray pin; // 8 bytes
     QByteArray nkmKeyCurrent;
     QByteArray nkmKeyCa;
     QByteArray nkmKeyPreviousCa;
@@ -47,8 +47,8 @@ public:
     bool eject(protocol::TachographClient& client, QString* error = nullptr);
     void disconnect();
 
-    bool sendNkmCommand(protocol::TachographClient& client, quint8 code, const QByteArray& payload, quint8& status,
-                        QByteArray& reply, QString* error = nullptr);
+    bool sendNkmCommand(protocol::TachographClient& client, quint8 code, const QByteArray& payload,
+                        quint8& status, QByteArray& reply, QString* error = nullptr);
 
     QByteArray serializeFullCardNumber() const;
     QByteArray serializeEnteringRecord(const QDateTime& now = {}) const;
@@ -67,8 +67,8 @@ public:
 private:
     bool readFile(quint16 id, int length, QByteArray& out, QString* error);
     bool readCertificate(quint16 id, QByteArray& out, QString* error);
-    bool installCertificates(protocol::TachographClient& client, const QByteArray& key, const QString& caRefusal,
-                             QString* error);
+    bool installCertificates(protocol::TachographClient& client, const QByteArray& key,
+                             const QString& caRefusal, QString* error);
 
     PcscCardReader m_reader;
     CardData m_data;

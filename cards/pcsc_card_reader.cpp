@@ -25,7 +25,8 @@ bool readAtr(SCARDHANDLE card, QByteArray& atr)
     DWORD length = 0;
     if (SCardGetAttrib(card, kAttributeAtr, nullptr, &length) == SCARD_S_SUCCESS && length > 0) {
         atr.resize(static_cast<qsizetype>(length));
-        if (SCardGetAttrib(card, kAttributeAtr, reinterpret_cast<LPBYTE>(atr.data()), &length) == SCARD_S_SUCCESS) {
+        if (SCardGetAttrib(card, kAttributeAtr, reinterpret_cast<LPBYTE>(atr.data()), &length) ==
+            SCARD_S_SUCCESS) {
             atr.resize(static_cast<qsizetype>(length));
             return true;
         }
@@ -101,8 +102,8 @@ quint32 PcscCardReader::cardConnect(const QString& reader, QString& atrText)
     cardDisconnect(); // one card at a time
     SCARDHANDLE card = 0;
     DWORD protocol = 0;
-    if (SCardConnect(m_state->context, reader.toUtf8().constData(), SCARD_SHARE_EXCLUSIVE, SCARD_PROTOCOL_T0, &card,
-                     &protocol) != SCARD_S_SUCCESS)
+    if (SCardConnect(m_state->context, reader.toUtf8().constData(), SCARD_SHARE_EXCLUSIVE, SCARD_PROTOCOL_T0,
+                     &card, &protocol) != SCARD_S_SUCCESS)
         return 1;
     m_state->card = card;
     QByteArray atr;
@@ -135,9 +136,9 @@ quint32 PcscCardReader::transmit(const QByteArray& command, QByteArray& response
         return kInvalidHandle;
     QByteArray buffer(4096, '\0');
     DWORD length = static_cast<DWORD>(buffer.size());
-    const LONG result = SCardTransmit(m_state->card, SCARD_PCI_T0, reinterpret_cast<LPCBYTE>(command.constData()),
-                                      static_cast<DWORD>(command.size()), nullptr, reinterpret_cast<LPBYTE>(buffer.data()),
-                                      &length);
+    const LONG result = SCardTransmit(
+        m_state->card, SCARD_PCI_T0, reinterpret_cast<LPCBYTE>(command.constData()),
+        static_cast<DWORD>(command.size()), nullptr, reinterpret_cast<LPBYTE>(buffer.data()), &length);
     if (result != SCARD_S_SUCCESS)
         return static_cast<quint32>(result);
     response = buffer.left(static_cast<qsizetype>(length));
@@ -170,7 +171,8 @@ quint32 PcscCardReader::cardSelectCatalog(const QByteArray& name)
 
 quint32 PcscCardReader::cardSelectFileId(quint16 id)
 {
-    return transmitStatus(apdu({0x00, 0xA4, 0x02, 0x0C, 0x02, static_cast<quint8>(id >> 8), static_cast<quint8>(id & 0xFF)}));
+    return transmitStatus(
+        apdu({0x00, 0xA4, 0x02, 0x0C, 0x02, static_cast<quint8>(id >> 8), static_cast<quint8>(id & 0xFF)}));
 }
 
 quint32 PcscCardReader::cardGetFullCardNumber(QByteArray& out)
@@ -208,14 +210,16 @@ quint32 PcscCardReader::cardVerifyCert(const QByteArray& certificate)
     // A chain of PERFORM SECURITY OPERATION commands: full parts of 255 bytes, then the rest.
     qsizetype offset = 0;
     while (certificate.size() - offset > 254) {
-        const quint32 status = transmitStatus(apdu({0x10, 0x2A, 0x00, 0xAE, 0xFF}, certificate.mid(offset, 255)));
+        const quint32 status =
+            transmitStatus(apdu({0x10, 0x2A, 0x00, 0xAE, 0xFF}, certificate.mid(offset, 255)));
         if (status != kSuccess)
             return status;
         offset += 255;
     }
     if (offset < certificate.size()) {
         const QByteArray rest = certificate.mid(offset);
-        const quint32 status = transmitStatus(apdu({0x00, 0x2A, 0x00, 0xAE, static_cast<quint8>(rest.size())}, rest));
+        const quint32 status =
+            transmitStatus(apdu({0x00, 0x2A, 0x00, 0xAE, static_cast<quint8>(rest.size())}, rest));
         if (status != kSuccess)
             return status;
     }

@@ -51,14 +51,16 @@ void log(Level level, const QString& message, const QString& operation = QString
 class DownloadRun
 {
 public:
-    DownloadRun(const DownloadSettings& settings, const DownloadOptions& options, const std::atomic_bool& stop,
-                const DownloadWorkflow::StatusCallback& status, const DownloadWorkflow::ProgressCallback& progress)
+    DownloadRun(const DownloadSettings& settings, const DownloadOptions& options,
+                const std::atomic_bool& stop, const DownloadWorkflow::StatusCallback& status,
+                const DownloadWorkflow::ProgressCallback& progress)
         : m_settings(settings)
         , m_options(options)
         , m_stop(stop)
         , m_status(status)
         , m_progress(progress)
-    {}
+    {
+    }
 
     DownloadResult execute();
 
@@ -125,7 +127,8 @@ bool DownloadRun::connect(QString& failure)
             failure = QStringLiteral("Операция остановлена");
             return false;
         }
-        m_client.configure(m_port, m_ladder.at(index), QSerialPort::EvenParity, QSerialPort::Data8, QSerialPort::OneStop);
+        m_client.configure(m_port, m_ladder.at(index), QSerialPort::EvenParity, QSerialPort::Data8,
+                           QSerialPort::OneStop);
         if (!m_client.open(&lastText))
             continue;
         const RequestResult reply = DownloadWorkflow::sendService(m_client, 0x81, {}, &m_stop, 1, kTimeoutMs);
@@ -145,7 +148,8 @@ bool DownloadRun::raiseBaud(QString& failure)
 {
     for (int index = m_rateIndex + 1; index <= m_maxIndex; ++index) {
         const QByteArray request = QByteArray::fromHex("0101") + QByteArray(1, static_cast<char>(index));
-        const RequestResult reply = DownloadWorkflow::sendService(m_client, 0x87, request, &m_stop, kAttempts, kTimeoutMs);
+        const RequestResult reply =
+            DownloadWorkflow::sendService(m_client, 0x87, request, &m_stop, kAttempts, kTimeoutMs);
         if (reply.replied && reply.responseCode == 0xC7) {
             // The switch itself gets no answer: the unit changes its rate as soon as it has the frame.
             ServiceFrame transition;
@@ -157,23 +161,28 @@ bool DownloadRun::raiseBaud(QString& failure)
                 return false;
             }
             m_client.close();
-            m_client.configure(m_port, m_ladder.at(index), QSerialPort::EvenParity, QSerialPort::Data8, QSerialPort::OneStop);
+            m_client.configure(m_port, m_ladder.at(index), QSerialPort::EvenParity, QSerialPort::Data8,
+                               QSerialPort::OneStop);
             if (!m_client.open(&error)) {
-                failure = QStringLiteral("Не удалось открыть порт на скорости %1: %2").arg(m_ladder.at(index)).arg(error);
+                failure = QStringLiteral("Не удалось открыть порт на скорости %1: %2")
+                              .arg(m_ladder.at(index))
+                              .arg(error);
                 return false;
             }
             m_rateIndex = index;
             continue;
         }
         if (reply.replied && reply.responseCode == 0x31) {
-            log(Level::Warning, QStringLiteral("Тахограф не разрешил повышение скорости до %1 бод (ответ 0x31); "
-                                               "продолжаем на текущей скорости %2 бод")
-                                    .arg(m_ladder.at(index))
-                                    .arg(m_ladder.at(m_rateIndex)));
+            log(Level::Warning,
+                QStringLiteral("Тахограф не разрешил повышение скорости до %1 бод (ответ 0x31); "
+                               "продолжаем на текущей скорости %2 бод")
+                    .arg(m_ladder.at(index))
+                    .arg(m_ladder.at(m_rateIndex)));
             return true;
         }
         failure = QStringLiteral("Не выполнен LinkControlService1%1")
-                      .arg(reply.replied ? QStringLiteral(" (ответ 0x%1)").arg(hexUpper(reply.responseCode)) : QString());
+                      .arg(reply.replied ? QStringLiteral(" (ответ 0x%1)").arg(hexUpper(reply.responseCode))
+                                         : QString());
         return false;
     }
     return true;
@@ -184,7 +193,8 @@ void DownloadRun::takeIdentifiers(quint8 type, const QByteArray& block)
     if (type == REQUEST_OVERVIEW && block.size() > 421) {
         m_result.registration = registrationForFileName(block.mid(409, 13));
     } else if (type == REQUEST_DATA_NKM && block.size() > 91) {
-        m_result.nkmSerial = DownloadWorkflow::asciiWithQuestionMarks(block.mid(76, 16)).replace(QLatin1Char('?'), QLatin1Char('_'));
+        m_result.nkmSerial = DownloadWorkflow::asciiWithQuestionMarks(block.mid(76, 16))
+                                 .replace(QLatin1Char('?'), QLatin1Char('_'));
     } else if (type == REQUEST_CARD_DOWNLOAD) {
         static const QByteArray marker = QByteArray::fromHex("052000008F2B");
         const qsizetype at = block.indexOf(marker);
@@ -217,25 +227,29 @@ void DownloadRun::countNkmFrame(const ServiceFrame& frame)
         ++m_nkmBlocks;
     if (!m_nkmCounterAsked) {
         m_nkmCounterAsked = true;
-        status(QStringLiteral("Выгрузка СКЗИ: получено блоков %1; ожидаем общее количество от тахографа").arg(m_nkmBlocks));
-        const RequestResult reply =
-            DownloadWorkflow::sendService(m_client, 0xC7, QByteArray::fromHex("1051"), &m_stop, 1, kTimeoutMs);
+        status(QStringLiteral("Выгрузка СКЗИ: получено блоков %1; ожидаем общее количество от тахографа")
+                   .arg(m_nkmBlocks));
+        const RequestResult reply = DownloadWorkflow::sendService(m_client, 0xC7, QByteArray::fromHex("1051"),
+                                                                  &m_stop, 1, kTimeoutMs);
         QString why;
         if (!reply.replied)
             why = reply.errorText;
         else if (reply.frame.sid == 0x7F)
             why = QStringLiteral("тахограф отклонил запрос счётчика");
-        else if (reply.responseCode != 0x67 || !DownloadWorkflow::parseNkmDownloadCount(reply.frame.data, m_nkmTotal))
+        else if (reply.responseCode != 0x67 ||
+                 !DownloadWorkflow::parseNkmDownloadCount(reply.frame.data, m_nkmTotal))
             why = QStringLiteral("ответ имеет неверный формат");
         if (!why.isEmpty()) {
             log(Level::Warning, QStringLiteral("Не удалось получить количество блоков СКЗИ: %1").arg(why),
                 QStringLiteral("nkm-download-progress"));
-            status(QStringLiteral("Выгрузка СКЗИ продолжается без общего счётчика; точный процент недоступен"));
+            status(
+                QStringLiteral("Выгрузка СКЗИ продолжается без общего счётчика; точный процент недоступен"));
             return;
         }
         m_nkmCounterKnown = true;
         if (m_nkmTotal == 0) {
-            status(QStringLiteral("Выгрузка СКЗИ: тахограф сообщил, что блоков к загрузке нет; проверяем архив"));
+            status(QStringLiteral(
+                "Выгрузка СКЗИ: тахограф сообщил, что блоков к загрузке нет; проверяем архив"));
             return;
         }
     }
@@ -258,8 +272,8 @@ int DownloadRun::step(quint8 type)
     if (type == REQUEST_ACTIVITIES) {
         QByteArray buffer;
         for (qint64 day = m_begin; day <= m_end; day += 86400) {
-            const int code = DownloadWorkflow::transferData(m_client, type, bigEndian32(static_cast<quint32>(day)), &m_stop,
-                                                            payload, hook, m_status);
+            const int code = DownloadWorkflow::transferData(
+                m_client, type, bigEndian32(static_cast<quint32>(day)), &m_stop, payload, hook, m_status);
             if (code != 0)
                 return flush(type, buffer) ? code : kTempWriteFailed;
             buffer.append(payload);
@@ -277,9 +291,9 @@ int DownloadRun::step(quint8 type)
         }
         return code;
     }
-    const QByteArray dates = type == REQUEST_DATA_NKM
-                                 ? bigEndian32(static_cast<quint32>(m_begin)) + bigEndian32(static_cast<quint32>(m_end))
-                                 : QByteArray();
+    const QByteArray dates = type == REQUEST_DATA_NKM ? bigEndian32(static_cast<quint32>(m_begin)) +
+                                                            bigEndian32(static_cast<quint32>(m_end))
+                                                      : QByteArray();
     const int code = DownloadWorkflow::transferData(m_client, type, dates, &m_stop, payload, hook, m_status);
     if (!flush(type, code == 0 ? payload : QByteArray()))
         return kTempWriteFailed;
@@ -375,11 +389,13 @@ DownloadResult DownloadRun::execute()
 
     if (!connect(failure))
         return fail(failure);
-    const RequestResult session = DownloadWorkflow::sendService(m_client, 0x10, QByteArray(1, '\x81'), &m_stop, 1, kTimeoutMs);
+    const RequestResult session =
+        DownloadWorkflow::sendService(m_client, 0x10, QByteArray(1, '\x81'), &m_stop, 1, kTimeoutMs);
     if (!session.replied || session.responseCode != 0x50)
         return fail(QStringLiteral("Не выполнен StartDiagnosticSession"));
     if (m_settings.skipLinkControl)
-        log(Level::Info, QStringLiteral("LinkControl пропущен для Bluetooth-выгрузки Android"), QStringLiteral("skip-link-control"));
+        log(Level::Info, QStringLiteral("LinkControl пропущен для Bluetooth-выгрузки Android"),
+            QStringLiteral("skip-link-control"));
     else if (!raiseBaud(failure))
         return fail(failure);
 
@@ -389,7 +405,9 @@ DownloadResult DownloadRun::execute()
             return fail(failure);
     }
 
-    const RequestResult upload = DownloadWorkflow::sendService(m_client, 0x35, QByteArray::fromHex("00000000" "00FFFFFFFF"),
+    const RequestResult upload = DownloadWorkflow::sendService(m_client, 0x35,
+                                                               QByteArray::fromHex("00000000"
+                                                                                   "00FFFFFFFF"),
                                                                &m_stop, kAttempts, kTimeoutMs);
     if (!upload.replied || upload.responseCode != 0x75)
         return fail(QStringLiteral("Не выполнен RequestUpload"));
@@ -432,7 +450,8 @@ DownloadResult DownloadRun::execute()
     if (m_options.card && !stepSucceeds(REQUEST_CARD_DOWNLOAD, failure))
         return fail(failure);
 
-    const RequestResult exit = DownloadWorkflow::sendService(m_client, 0x37, {}, &m_stop, kAttempts, kTimeoutMs);
+    const RequestResult exit =
+        DownloadWorkflow::sendService(m_client, 0x37, {}, &m_stop, kAttempts, kTimeoutMs);
     if (!exit.replied || exit.responseCode != 0x77)
         return fail(QStringLiteral("Не выполнен RequestTransferExit"));
     if (!writeFinalFile(failure))
@@ -466,7 +485,8 @@ DownloadResult DownloadWorkflow::run(const DownloadSettings& settings, const Dow
 }
 
 RequestResult DownloadWorkflow::sendService(TachographClient& client, quint8 sid, const QByteArray& data,
-                                            const std::atomic_bool* stop, int attempts, int timeoutMs, bool longStep)
+                                            const std::atomic_bool* stop, int attempts, int timeoutMs,
+                                            bool longStep)
 {
     RequestResult result;
     for (int round = 0; round < std::max(attempts, 1); ++round) {
@@ -482,10 +502,12 @@ RequestResult DownloadWorkflow::sendService(TachographClient& client, quint8 sid
         }
         bool failedRound = false;
         const auto pending = [](const ServiceFrame& f) {
-            return f.sid == 0x7F && f.data.size() >= 2 && static_cast<quint8>(f.data.at(1)) == kResponsePending;
+            return f.sid == 0x7F && f.data.size() >= 2 &&
+                   static_cast<quint8>(f.data.at(1)) == kResponsePending;
         };
         while (pending(frame)) {
-            if (!client.transport().readService(frame, longStep ? kLongPendingWaitMs : kPendingWaitMs, &error, stop)) {
+            if (!client.transport().readService(frame, longStep ? kLongPendingWaitMs : kPendingWaitMs, &error,
+                                                stop)) {
                 result.errorText = error;
                 failedRound = true;
                 break;
@@ -495,8 +517,9 @@ RequestResult DownloadWorkflow::sendService(TachographClient& client, quint8 sid
             continue;
         result.replied = true;
         result.frame = frame;
-        result.responseCode =
-            frame.sid == 0x7F ? (frame.data.size() >= 2 ? static_cast<quint8>(frame.data.at(1)) : 0) : frame.sid;
+        result.responseCode = frame.sid == 0x7F
+                                  ? (frame.data.size() >= 2 ? static_cast<quint8>(frame.data.at(1)) : 0)
+                                  : frame.sid;
         result.errorText.clear();
         return result;
     }

@@ -98,14 +98,16 @@ public:
                               const ProgressCallback& progress = {});
 
     static RequestResult sendService(protocol::TachographClient& client, quint8 sid, const QByteArray& data,
-                                     const std::atomic_bool* stop, int attempts, int timeoutMs, bool longStep = false);
+                                     const std::atomic_bool* stop, int attempts, int timeoutMs,
+                                     bool longStep = false);
     // 0 on success; -1 no reply, -3 no reply to a segment, 127 refused, 250 end of the archive,
     // 0x12345678 an unexpected answer.
     static int transferData(protocol::TachographClient& client, quint8 type, const QByteArray& dates,
                             const std::atomic_bool* stop, QByteArray& payload, const FrameHook& hook = {},
                             const StatusCallback& status = {});
     static bool appendTemp(const QString& name, const QByteArray& bytes, QString* error = nullptr);
-    static void resolveDateRange(const DownloadOptions& options, QDate& begin, QDate& end, QDate today = QDate());
+    static void resolveDateRange(const DownloadOptions& options, QDate& begin, QDate& end,
+                                 QDate today = QDate());
     static qint64 unixDate(const QDate& date);
     static QString hexSafeName(const QString& text);
     static QString asciiWithQuestionMarks(const QByteArray& bytes);

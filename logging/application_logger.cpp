@@ -68,15 +68,14 @@ void writeUnlocked(Level level, const QString& category, const QString& message,
         return;
 
     QJsonObject record;
-    record.insert(QStringLiteral("timestamp"),
-                  QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs));
+    record.insert(QStringLiteral("timestamp"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs));
     record.insert(QStringLiteral("level"), ApplicationLogger::levelWord(level));
     record.insert(QStringLiteral("category"), category);
     record.insert(QStringLiteral("operation"), operation);
     record.insert(QStringLiteral("thread"),
                   QString::number(reinterpret_cast<quintptr>(QThread::currentThreadId()), 16));
-    record.insert(QStringLiteral("pid"), static_cast<qint64>(static_cast<qint32>(
-                                             QCoreApplication::applicationPid())));
+    record.insert(QStringLiteral("pid"),
+                  static_cast<qint64>(static_cast<qint32>(QCoreApplication::applicationPid())));
     record.insert(QStringLiteral("message"), message);
 
     QByteArray line = QJsonDocument(record).toJson(QJsonDocument::Compact);
@@ -116,8 +115,8 @@ void ApplicationLogger::initialize(const QString& directory, bool enabled)
         journal.handlerInstalled = true;
     }
     QDir().mkpath(directory);
-    writeUnlocked(Level::Info, QStringLiteral("application"),
-                  QStringLiteral("Журнал приложения запущен"), QString());
+    writeUnlocked(Level::Info, QStringLiteral("application"), QStringLiteral("Журнал приложения запущен"),
+                  QString());
 }
 
 void ApplicationLogger::shutdown()
@@ -163,8 +162,8 @@ void ApplicationLogger::write(Level level, const QString& category, const QStrin
     writeUnlocked(level, category, message, operation);
 }
 
-void ApplicationLogger::protocol(const QString& direction, const QString& operation, const QByteArray& payload,
-                                 const QString& port, const QString& category)
+void ApplicationLogger::protocol(const QString& direction, const QString& operation,
+                                 const QByteArray& payload, const QString& port, const QString& category)
 {
     const QString message = QStringLiteral("%1 %2 bytes: %3")
                                 .arg(direction)
@@ -195,7 +194,8 @@ void ApplicationLogger::messageHandler(QtMsgType type, const QMessageLogContext&
         break;
     }
     // Qt names an uncategorised message "default"; the journal files those under "qt".
-    const bool hasCategory = context.category && *context.category && qstrcmp(context.category, "default") != 0;
+    const bool hasCategory =
+        context.category && *context.category && qstrcmp(context.category, "default") != 0;
     const QString category = hasCategory ? QString::fromUtf8(context.category) : QStringLiteral("qt");
     write(level, category, text, QString());
 

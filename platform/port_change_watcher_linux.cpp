@@ -1,10 +1,9 @@
 #include "platform/port_change_watcher.h"
 
+#include <cstring>
 #include <libudev.h>
 #include <poll.h>
 #include <sys/stat.h>
-
-#include <cstring>
 #include <utility>
 
 namespace tachoria::platform {
@@ -38,7 +37,8 @@ void PortChangeWatcher::run()
         return;
     // Events come processed from the udev daemon; where none runs (containers), straight from the kernel.
     struct stat control
-    {};
+    {
+    };
     const bool daemon = ::stat("/run/udev/control", &control) == 0;
     udev_monitor* monitor = udev_monitor_new_from_netlink(context, daemon ? "udev" : "kernel");
     if (monitor && udev_monitor_filter_add_match_subsystem_devtype(monitor, "tty", nullptr) == 0 &&
@@ -54,7 +54,8 @@ void PortChangeWatcher::run()
             if (!device)
                 continue;
             const char* action = udev_device_get_action(device);
-            const bool arrivalOrRemoval = action && (std::strcmp(action, "add") == 0 || std::strcmp(action, "remove") == 0);
+            const bool arrivalOrRemoval =
+                action && (std::strcmp(action, "add") == 0 || std::strcmp(action, "remove") == 0);
             udev_device_unref(device);
             if (arrivalOrRemoval && !m_stop && m_callback)
                 m_callback();

@@ -8,8 +8,8 @@ namespace tachoria::platform {
 // What the operating system knows of one serial device, beyond what QSerialPortInfo gives.
 struct SerialDeviceRecord
 {
-    QString path;         // device node, e.g. /dev/ttyUSB0
-    QString bus;          // e.g. "usb", "bluetooth"
+    QString path; // device node, e.g. /dev/ttyUSB0
+    QString bus;  // e.g. "usb", "bluetooth"
     QString vendor;
     QString model;
 };

@@ -125,7 +125,8 @@ DownloadDeviceInfo DownloadDeviceDetector::probe(const QString& port, int baud, 
         return result;
     }
     if (expectedResponseSid >= 0 && response.sid != expectedResponseSid) {
-        result.diagnostic = QStringLiteral("unexpected SID in 0x16 response: 0x") + upperHexByte(response.sid);
+        result.diagnostic =
+            QStringLiteral("unexpected SID in 0x16 response: 0x") + upperHexByte(response.sid);
         return result;
     }
     if (response.format != 0x80 && response.format != 0x81 && response.format != 0xF0) {
@@ -140,15 +141,17 @@ DownloadDeviceInfo DownloadDeviceDetector::probe(const QString& port, int baud, 
     result = parseResponse(port, baud, response);
     result.parity = parity;
     if (!result.matched && result.diagnostic.isEmpty()) {
-        result.diagnostic = QStringLiteral("device signature mismatch; format=0x%1 sid=0x%2 data=%3 bytes first=%4")
-                                .arg(upperHexByte(response.format), upperHexByte(response.sid))
-                                .arg(response.data.size())
-                                .arg(hexString(response.data.left(24)));
+        result.diagnostic =
+            QStringLiteral("device signature mismatch; format=0x%1 sid=0x%2 data=%3 bytes first=%4")
+                .arg(upperHexByte(response.format), upperHexByte(response.sid))
+                .arg(response.data.size())
+                .arg(hexString(response.data.left(24)));
     }
     return result;
 }
 
-DownloadDeviceInfo DownloadDeviceDetector::parseResponse(const QString& port, int baud, const ServiceFrame& frame)
+DownloadDeviceInfo DownloadDeviceDetector::parseResponse(const QString& port, int baud,
+                                                         const ServiceFrame& frame)
 {
     using Layout = ProbeResponseLayout;
     DownloadDeviceInfo result;

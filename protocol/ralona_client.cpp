@@ -13,10 +13,12 @@ QString hexByte(quint8 byte)
 
 bool RalonaClient::configure(const QString& portName, int baudRate)
 {
-    return m_transport.configure(portName, baudRate, QSerialPort::NoParity, QSerialPort::Data8, QSerialPort::OneStop);
+    return m_transport.configure(portName, baudRate, QSerialPort::NoParity, QSerialPort::Data8,
+                                 QSerialPort::OneStop);
 }
 
-bool RalonaClient::sendCommand(quint8 code, const QByteArray& data, quint8 expectedCode, int timeoutMs, QString* error)
+bool RalonaClient::sendCommand(quint8 code, const QByteArray& data, quint8 expectedCode, int timeoutMs,
+                               QString* error)
 {
     RalonaFrame frame;
     frame.code = code;

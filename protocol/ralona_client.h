@@ -20,7 +20,8 @@ public:
     void close() { m_transport.close(); }
     bool isOpen() const { return m_transport.isOpen(); }
 
-    bool sendCommand(quint8 code, const QByteArray& data, quint8 expectedCode, int timeoutMs, QString* error = nullptr);
+    bool sendCommand(quint8 code, const QByteArray& data, quint8 expectedCode, int timeoutMs,
+                     QString* error = nullptr);
     bool probe(int timeoutMs, QString* error = nullptr);
     bool startCalibration(QString* error = nullptr);
     bool setKLine(QString* error = nullptr);

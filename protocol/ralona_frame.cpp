@@ -27,7 +27,8 @@ int RalonaFrameCodec::dataSizeForCode(quint8 code)
     return code <= 5 ? 0 : 4;
 }
 
-ServiceFrameCodec::DecodeStatus RalonaFrameCodec::decode(const QByteArray& bytes, RalonaFrame& frame, QString* error)
+ServiceFrameCodec::DecodeStatus RalonaFrameCodec::decode(const QByteArray& bytes, RalonaFrame& frame,
+                                                         QString* error)
 {
     using Status = ServiceFrameCodec::DecodeStatus;
     const auto fail = [error](const QString& text) {

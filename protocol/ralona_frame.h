@@ -24,7 +24,8 @@ public:
 
     static quint8 checksum(const RalonaFrame& frame);
     static QByteArray encode(RalonaFrame frame);
-    static ServiceFrameCodec::DecodeStatus decode(const QByteArray& bytes, RalonaFrame& frame, QString* error = nullptr);
+    static ServiceFrameCodec::DecodeStatus decode(const QByteArray& bytes, RalonaFrame& frame,
+                                                  QString* error = nullptr);
     // The data size is not on the wire: it follows from the code. Codes up to 5 carry none, all others
     // four; since every response code has bit 7 set, every response carries four.
     static int dataSizeForCode(quint8 code);

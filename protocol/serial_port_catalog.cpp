@@ -41,15 +41,17 @@ void SerialPortCatalog::sortAndDeduplicate(QList<SerialPortInfo>& ports)
             return na < nb;
         return a.name.toLower() < b.name.toLower();
     });
-    const auto last = std::unique(ports.begin(), ports.end(), [](const SerialPortInfo& a, const SerialPortInfo& b) {
-        return a.name.compare(b.name, Qt::CaseInsensitive) == 0;
-    });
+    const auto last =
+        std::unique(ports.begin(), ports.end(), [](const SerialPortInfo& a, const SerialPortInfo& b) {
+            return a.name.compare(b.name, Qt::CaseInsensitive) == 0;
+        });
     ports.erase(last, ports.end());
 }
 
 bool SerialPortCatalog::isDirectTransport(const QString& port)
 {
-    static const QRegularExpression comName(QStringLiteral("^COM[0-9]+$"), QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression comName(QStringLiteral("^COM[0-9]+$"),
+                                            QRegularExpression::CaseInsensitiveOption);
     if (comName.match(port).hasMatch())
         return true;
     // A path, or a link anywhere, that ends at a device node other than a Bluetooth one.
@@ -67,7 +69,8 @@ QList<SerialPortInfo> SerialPortCatalog::available(const QStringList& configured
     if (!known) {
         // Without the device manager: what Qt sees, as it is.
         for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts())
-            ports.append({info.systemLocation(), info.description(), info.manufacturer(), info.serialNumber()});
+            ports.append(
+                {info.systemLocation(), info.description(), info.manufacturer(), info.serialNumber()});
         return ports;
     }
     QHash<QString, platform::SerialDeviceRecord> byPath;
@@ -76,7 +79,8 @@ QList<SerialPortInfo> SerialPortCatalog::available(const QStringList& configured
 
     for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
         const auto device = byPath.value(info.systemLocation());
-        if (isExcluded(info.systemLocation(), {device.bus, device.vendor, device.model, info.description(), info.manufacturer()}))
+        if (isExcluded(info.systemLocation(),
+                       {device.bus, device.vendor, device.model, info.description(), info.manufacturer()}))
             continue;
         ports.append({info.systemLocation(), info.description(), info.manufacturer(), info.serialNumber()});
     }

@@ -42,7 +42,8 @@ QSerialPort& SerialTransport::ensurePort()
 }
 
 bool SerialTransport::configure(const QString& portName, int baudRate, QSerialPort::Parity parity,
-                                QSerialPort::DataBits dataBits, QSerialPort::StopBits stopBits, QString* error)
+                                QSerialPort::DataBits dataBits, QSerialPort::StopBits stopBits,
+                                QString* error)
 {
     close();
     QSerialPort& port = ensurePort();
@@ -74,8 +75,8 @@ bool SerialTransport::open(QString* error)
         ApplicationLogger::write(Level::Error, logCategory(QStringLiteral("serial")), reason, detail);
         return false;
     }
-    ApplicationLogger::write(Level::Info, logCategory(QStringLiteral("serial")), QStringLiteral("Порт открыт"),
-                             detail);
+    ApplicationLogger::write(Level::Info, logCategory(QStringLiteral("serial")),
+                             QStringLiteral("Порт открыт"), detail);
     return true;
 }
 
@@ -83,7 +84,8 @@ void SerialTransport::close()
 {
     if (!m_port || !m_port->isOpen())
         return;
-    ApplicationLogger::write(Level::Info, logCategory(QStringLiteral("serial")), QStringLiteral("Порт закрыт"),
+    ApplicationLogger::write(Level::Info, logCategory(QStringLiteral("serial")),
+                             QStringLiteral("Порт закрыт"),
                              QStringLiteral("close; port=") + m_port->portName());
     m_port->close();
 }
@@ -201,7 +203,8 @@ bool SerialTransport::readServiceWire(QByteArray& out, int timeoutMs, QString* e
     const auto fetch = [&](quint8& byte) {
         if (timer.elapsed() >= timeoutMs || isStopped(stop))
             return false;
-        const int wait = static_cast<int>(std::min<qint64>(kInterByteSliceMs, std::max<qint64>(1, remainingMs())));
+        const int wait =
+            static_cast<int>(std::min<qint64>(kInterByteSliceMs, std::max<qint64>(1, remainingMs())));
         if (!readByte(byte, wait, nullptr, stop))
             return false;
         received(byte);
@@ -227,7 +230,8 @@ bool SerialTransport::readServiceWire(QByteArray& out, int timeoutMs, QString* e
             format = pending;
             havePending = false;
         } else {
-            const int wait = static_cast<int>(std::max<qint64>(1, std::min<qint64>(remainingMs(), kInterByteSliceMs)));
+            const int wait =
+                static_cast<int>(std::max<qint64>(1, std::min<qint64>(remainingMs(), kInterByteSliceMs)));
             if (!readByte(format, wait, nullptr, stop))
                 continue;
             received(format);
@@ -252,7 +256,8 @@ bool SerialTransport::readServiceWire(QByteArray& out, int timeoutMs, QString* e
             if (fetchInto(1 + lengthBytes)) {
                 quint16 length = 0;
                 if (format == 0xF0)
-                    length = static_cast<quint16>((static_cast<quint8>(out.at(3)) << 8) | static_cast<quint8>(out.at(4)));
+                    length = static_cast<quint16>((static_cast<quint8>(out.at(3)) << 8) |
+                                                  static_cast<quint8>(out.at(4)));
                 else if (format != 0x81)
                     length = static_cast<quint8>(out.at(3));
                 if (length == 0 && format != 0x81) {
@@ -274,18 +279,20 @@ bool SerialTransport::readServiceWire(QByteArray& out, int timeoutMs, QString* e
         // A gap inside a frame loses that frame, not the call: hunt again until the time-out.
     }
 
-    const QString text = QStringLiteral("service frame timeout; elapsedMs=%1; rawBytes=%2; partialFrameBytes=%3; rxTail=%4")
-                             .arg(timer.elapsed())
-                             .arg(rawBytes)
-                             .arg(out.size())
-                             .arg(QString::fromLatin1(rxTail.toHex(' ').toUpper()));
+    const QString text =
+        QStringLiteral("service frame timeout; elapsedMs=%1; rawBytes=%2; partialFrameBytes=%3; rxTail=%4")
+            .arg(timer.elapsed())
+            .arg(rawBytes)
+            .arg(out.size())
+            .arg(QString::fromLatin1(rxTail.toHex(' ').toUpper()));
     setError(error, text);
     ApplicationLogger::write(Level::Warning, logCategory(QStringLiteral("serial.io")), text,
                              QStringLiteral("service-frame-timeout; endpoint=") + portName());
     return false;
 }
 
-bool SerialTransport::readService(ServiceFrame& frame, int timeoutMs, QString* error, const std::atomic_bool* stop)
+bool SerialTransport::readService(ServiceFrame& frame, int timeoutMs, QString* error,
+                                  const std::atomic_bool* stop)
 {
     QByteArray wire;
     if (!readServiceWire(wire, timeoutMs, error, stop))
@@ -324,7 +331,8 @@ bool SerialTransport::readRalonaWire(QByteArray& out, int timeoutMs, QString* er
     while (timer.elapsed() < timeoutMs) {
         out.clear();
         quint8 byte = 0;
-        const int wait = static_cast<int>(std::max<qint64>(1, std::min<qint64>(kByteWaitMs, timeoutMs - timer.elapsed())));
+        const int wait =
+            static_cast<int>(std::max<qint64>(1, std::min<qint64>(kByteWaitMs, timeoutMs - timer.elapsed())));
         if (!readByte(byte, wait) || byte != RalonaFrameCodec::kPrefix0)
             continue;
         out.append(static_cast<char>(byte));

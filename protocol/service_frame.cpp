@@ -44,7 +44,8 @@ bool ServiceFrameCodec::isTarget(quint8 byte)
 
 quint8 ServiceFrameCodec::checksum8(const ServiceFrame& frame)
 {
-    quint8 sum = static_cast<quint8>(frame.format + frame.target + frame.source + (frame.length & 0xFF) + frame.sid);
+    quint8 sum =
+        static_cast<quint8>(frame.format + frame.target + frame.source + (frame.length & 0xFF) + frame.sid);
     if (frame.format != 0x81)
         sum = static_cast<quint8>(sum + sumData(frame.data));
     return sum;

@@ -114,8 +114,8 @@ bool TachographClient::expectPositive(const ServiceFrame& frame, quint8 expected
     return false;
 }
 
-bool TachographClient::requestPayload(quint8 sid, const QByteArray& data, quint8 expectedSid, QByteArray& payload,
-                                      int timeoutMs, QString* error)
+bool TachographClient::requestPayload(quint8 sid, const QByteArray& data, quint8 expectedSid,
+                                      QByteArray& payload, int timeoutMs, QString* error)
 {
     ServiceFrame response;
     if (!request(sid, data, response, timeoutMs, error) || !expectPositive(response, expectedSid, error))

@@ -38,8 +38,8 @@ public:
     bool request(quint8 sid, const QByteArray& data, ServiceFrame& response, int timeoutMs,
                  QString* error = nullptr);
     bool expectPositive(const ServiceFrame& frame, quint8 expectedSid, QString* error = nullptr) const;
-    bool requestPayload(quint8 sid, const QByteArray& data, quint8 expectedSid, QByteArray& payload, int timeoutMs,
-                        QString* error = nullptr);
+    bool requestPayload(quint8 sid, const QByteArray& data, quint8 expectedSid, QByteArray& payload,
+                        int timeoutMs, QString* error = nullptr);
 
     bool startCommunication(QByteArray* response = nullptr, QString* error = nullptr);
     bool stopCommunication(QByteArray* response = nullptr, QString* error = nullptr);
@@ -49,7 +49,8 @@ public:
     bool readDataByIdentifier(quint16 identifier, QByteArray& value, QString* error = nullptr);
     bool writeDataByIdentifier(quint16 identifier, const QByteArray& value, QString* error = nullptr);
     bool readMemoryByAddress(quint16 length, quint32 address, QByteArray& value, QString* error = nullptr);
-    bool writeMemoryByAddress(quint16 length, quint32 address, const QByteArray& value, QString* error = nullptr);
+    bool writeMemoryByAddress(quint16 length, quint32 address, const QByteArray& value,
+                              QString* error = nullptr);
     bool requestUpload(const QByteArray& data, QByteArray* payload = nullptr, QString* error = nullptr);
     bool transferData(const QByteArray& data, QByteArray* payload = nullptr, QString* error = nullptr);
     bool requestTransferExit(const QByteArray& data, QByteArray* payload = nullptr, QString* error = nullptr);

@@ -1,9 +1,8 @@
 // A long TransferData sequence at 115200 baud against the simulator, which paces its bytes at the
 // line's speed: the effective throughput against the wire's limit (8E1: 11 bits a byte), and the
 // CPU the reading thread spends meanwhile.
-#include "download/download_workflow.h"
-
 #include "../../tests/support/simulator_process.h"
+#include "download/download_workflow.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -21,7 +20,8 @@ double threadCpuSeconds()
 {
     rusage usage{};
     getrusage(RUSAGE_THREAD, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
+           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 void longTransfer(benchmark::State& state)

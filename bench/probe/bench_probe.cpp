@@ -1,9 +1,8 @@
 // How long one probe takes against the simulator, and whether a probe that waits for a silent device
 // sleeps rather than spins.
-#include "protocol/download_detector.h"
-
 #include "../../tests/support/process_runner.h"
 #include "../../tests/support/simulator_process.h"
+#include "protocol/download_detector.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -20,7 +19,8 @@ double cpuSeconds(int who)
 {
     rusage usage{};
     getrusage(who, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
+           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 void probeRoundTrip(benchmark::State& state)

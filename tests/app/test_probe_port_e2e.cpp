@@ -33,23 +33,31 @@ private Q_SLOTS:
         };
         QTest::newRow("115200, even parity by default")
             << QStringList{} << QStringList{} << 0
-            << QStringLiteral("^matched=true port=LINK baud=115200 diagnostic= serial=%1 skzi=Активированный$").arg(sn) << 2;
+            << QStringLiteral(
+                   "^matched=true port=LINK baud=115200 diagnostic= serial=%1 skzi=Активированный$")
+                   .arg(sn)
+            << 2;
         QTest::newRow("9600, even parity, short layout")
             << QStringList{} << args({"--baud", "9600"}) << 0
-            << QStringLiteral("^matched=true port=LINK baud=9600 diagnostic= serial=%1 skzi=Активированный$").arg(sn) << 2;
+            << QStringLiteral("^matched=true port=LINK baud=9600 diagnostic= serial=%1 skzi=Активированный$")
+                   .arg(sn)
+            << 2;
         QTest::newRow("10400, no parity")
             << QStringList{} << args({"--baud", "10400"}) << 0
-            << QStringLiteral("^matched=true port=LINK baud=10400 diagnostic= serial=%1 skzi=Активированный$").arg(sn) << 0;
+            << QStringLiteral("^matched=true port=LINK baud=10400 diagnostic= serial=%1 skzi=Активированный$")
+                   .arg(sn)
+            << 0;
         QTest::newRow("parity word overrides, in any case")
-            << QStringList{} << args({"--parity", "ODD"}) << 0 << QStringLiteral("^matched=true port=LINK baud=115200 ")
-            << 3;
+            << QStringList{} << args({"--parity", "ODD"}) << 0
+            << QStringLiteral("^matched=true port=LINK baud=115200 ") << 3;
         QTest::newRow("unknown parity word keeps the default")
             << QStringList{} << args({"--baud", "10400", "--parity", "mark"}) << 0
             << QStringLiteral("^matched=true port=LINK baud=10400 ") << 0;
         QTest::newRow("wrong part number")
             << args({"--part-number", "47.1234567-1"}) << QStringList{} << 2
-            << QStringLiteral("^matched=false port=LINK baud=115200 diagnostic=part number: 47.1234567-1 serial= "
-                              "skzi=Неизвестен$")
+            << QStringLiteral(
+                   "^matched=false port=LINK baud=115200 diagnostic=part number: 47.1234567-1 serial= "
+                   "skzi=Неизвестен$")
             << -1;
         QTest::newRow("expired crypto module still matches")
             << args({"--skzi-status", "expired"}) << QStringList{} << 0
@@ -58,28 +66,34 @@ private Q_SLOTS:
             << args({"--skzi-status", "faulty"}) << args({"--baud", "9600"}) << 0
             << QStringLiteral("^matched=true .* skzi=Проверьте СКЗИ. Статус: 0x02000000$") << -1;
         QTest::newRow("active crypto module without a card")
-            << args({"--card", "none"}) << QStringList{} << 0 << QStringLiteral("^matched=true .* skzi=Активированный$") << -1;
+            << args({"--card", "none"}) << QStringList{} << 0
+            << QStringLiteral("^matched=true .* skzi=Активированный$") << -1;
         QTest::newRow("silent device")
             << args({"--silent"}) << QStringList{} << 2
-            << QStringLiteral("^matched=false port=LINK baud=115200 diagnostic=read: service frame timeout; "
-                              "elapsedMs=\\d+; rawBytes=0; partialFrameBytes=0; rxTail= serial= skzi=Неизвестен$")
+            << QStringLiteral(
+                   "^matched=false port=LINK baud=115200 diagnostic=read: service frame timeout; "
+                   "elapsedMs=\\d+; rawBytes=0; partialFrameBytes=0; rxTail= serial= skzi=Неизвестен$")
             << -1;
         QTest::newRow("noise and echo before the answer")
             << args({"--noise", "00 55 AA 13 37", "--echo"}) << QStringList{} << 0
             << QStringLiteral("^matched=true port=LINK baud=115200 diagnostic= serial=%1 ").arg(sn) << -1;
         QTest::newRow("zero-length frame before the answer")
-            << args({"--zero-length-frame"}) << args({"--baud", "9600"}) << 0 << QStringLiteral("^matched=true ") << -1;
+            << args({"--zero-length-frame"}) << args({"--baud", "9600"}) << 0
+            << QStringLiteral("^matched=true ") << -1;
         QTest::newRow("slow answer inside the time-out")
             << args({"--delay", "100"}) << QStringList{} << 0 << QStringLiteral("^matched=true ") << -1;
         QTest::newRow("bad checksum")
             << args({"--bad-checksum"}) << QStringList{} << 2
-            << QStringLiteral("^matched=false port=LINK baud=115200 diagnostic=read: checksum mismatch serial= ") << -1;
+            << QStringLiteral(
+                   "^matched=false port=LINK baud=115200 diagnostic=read: checksum mismatch serial= ")
+            << -1;
         QTest::newRow("speed the device does not use")
             << QStringList{} << args({"--baud", "4800"}) << 2
-            << QStringLiteral("^matched=false port=LINK baud=4800 diagnostic=read: service frame timeout; ") << -1;
-        QTest::newRow("bad speed argument")
-            << QStringList{} << args({"--baud", "x"}) << 2 << QStringLiteral("^matched=false port=LINK baud=0 diagnostic=open: \\S")
+            << QStringLiteral("^matched=false port=LINK baud=4800 diagnostic=read: service frame timeout; ")
             << -1;
+        QTest::newRow("bad speed argument")
+            << QStringList{} << args({"--baud", "x"}) << 2
+            << QStringLiteral("^matched=false port=LINK baud=0 diagnostic=open: \\S") << -1;
     }
 
     void probe()
@@ -97,7 +111,8 @@ private Q_SLOTS:
                                        QStringList{QStringLiteral("--probe-port"), sim.link()} + probe);
         QVERIFY(result.finished);
         const QString output = result.standardOutput;
-        QVERIFY2(output.endsWith(QLatin1Char('\n')) && output.count(QLatin1Char('\n')) == 1, qPrintable(output));
+        QVERIFY2(output.endsWith(QLatin1Char('\n')) && output.count(QLatin1Char('\n')) == 1,
+                 qPrintable(output));
         const QString pattern = line.replace(QStringLiteral("LINK"), QRegularExpression::escape(sim.link()));
         QVERIFY2(QRegularExpression(pattern).match(output.trimmed()).hasMatch(),
                  qPrintable(output + QStringLiteral("\nexpected: ") + pattern));
@@ -105,21 +120,24 @@ private Q_SLOTS:
 
         if (parity >= 0) {
             // A pseudo-terminal drops the parity bit, so the journal is where the chosen parity shows.
-            const auto records = journalRecords(QDir(binaryPath({})).filePath(QStringLiteral("Tachoria.log")), result.pid);
+            const auto records =
+                journalRecords(QDir(binaryPath({})).filePath(QStringLiteral("Tachoria.log")), result.pid);
             QStringList configured;
             for (const auto& record : records) {
                 if (record.value(QStringLiteral("operation")) == QLatin1String("configure"))
                     configured << record.value(QStringLiteral("message")).toString();
             }
             QCOMPARE(configured.size(), 1);
-            QVERIFY2(configured.first().endsWith(QStringLiteral(", parity=%1").arg(parity)), qPrintable(configured.first()));
+            QVERIFY2(configured.first().endsWith(QStringLiteral(", parity=%1").arg(parity)),
+                     qPrintable(configured.first()));
         }
         QVERIFY(sim.stop());
     }
 
     void withoutPortTheProbeIsAbsent()
     {
-        const auto result = runProcess(binaryPath(QStringLiteral("tachoria")), {QStringLiteral("--probe-port")});
+        const auto result =
+            runProcess(binaryPath(QStringLiteral("tachoria")), {QStringLiteral("--probe-port")});
         QVERIFY(result.finished);
         QCOMPARE(result.standardOutput, QString());
         QVERIFY(!result.standardError.isEmpty());

@@ -1,9 +1,8 @@
 // The card dialogue between the virtual workshop card (real pcscd) and the simulated crypto module.
-#include "cards/external_card_auth.h"
-#include "download/download_workflow.h"
-
 #include "../support/pcsc_stand_in.h"
 #include "../support/simulator_process.h"
+#include "cards/external_card_auth.h"
+#include "download/download_workflow.h"
 
 #include <QDateTime>
 #include <QTest>
@@ -79,7 +78,7 @@ private Q_SLOTS:
         QVERIFY2(auth.readCardFiles(&error), qPrintable(error));
         const auto& data = auth.data();
         QCOMPARE(data.fullCardNumber, QByteArray::fromHex("024A") + "RUW0000012345678");
-        QCOMPARE(data.caCertificate.size(), 244);  // header 30 82 00 F0 and 240 bytes
+        QCOMPARE(data.caCertificate.size(), 244); // header 30 82 00 F0 and 240 bytes
         QCOMPARE(data.cardCertificate.size(), 256);
         QCOMPARE(data.keyIdentifier, QByteArray::fromHex("00112233445566778899AABBCCDDEEFF"));
         QCOMPARE(data.cardType, quint8(2));
@@ -87,7 +86,8 @@ private Q_SLOTS:
         QCOMPARE(data.cardNumber, QByteArray("RUW0000012345678"));
         QCOMPARE(data.expiryDate, 1893456000u);
         QCOMPARE(data.lastVehicleUse, 1767225600u);
-        QCOMPARE(data.lastVehicle, QByteArray("\x4A" "A123BC77      "));
+        QCOMPARE(data.lastVehicle, QByteArray("\x4A"
+                                              "A123BC77      "));
 
         const QDateTime now(QDate(2026, 11, 23), QTime(10, 0), QTimeZone::utc());
         const QByteArray entering = auth.serializeEnteringRecord(now);
@@ -99,7 +99,8 @@ private Q_SLOTS:
         QCOMPARE(entering.mid(72, 18), QByteArray::fromHex("024A") + "RUW0000012345678");
         QCOMPARE(entering.mid(90, 4).toHex(), QByteArray("70dbd880"));
         QCOMPARE(entering.mid(98, 11).toHex(), QByteArray("00000002ffffffffffffff"));
-        QCOMPARE(entering.mid(109, 15), QByteArray("\x4A" "A123BC77      "));
+        QCOMPARE(entering.mid(109, 15), QByteArray("\x4A"
+                                                   "A123BC77      "));
         QCOMPARE(entering.mid(124, 5).toHex(), QByteArray("6955b90000"));
         const QByteArray taking = auth.serializeTakingRecord(now);
         QCOMPARE(taking.mid(102, 7), entering.mid(94, 4) + QByteArray(3, '\0'));
@@ -115,7 +116,8 @@ private Q_SLOTS:
         ExternalCardAuth auth;
         QVERIFY(connectCard(auth));
         auth.data().connected = true;
-        QCOMPARE(auth.reader().cardVerifyPin(QByteArray("1234") + QByteArray(4, '\xFF')), PcscCardReader::kSuccess);
+        QCOMPARE(auth.reader().cardVerifyPin(QByteArray("1234") + QByteArray(4, '\xFF')),
+                 PcscCardReader::kSuccess);
         QVERIFY2(auth.readCardFiles(&error), qPrintable(error));
 
         TachographClient client;
@@ -125,14 +127,18 @@ private Q_SLOTS:
         QCOMPARE(auth.data().nkmKeyCurrent, QByteArray(16, '\xAA'));
         QVERIFY(auth.data().nkmFlags & 0x20); // the module counts the card as inserted
 
-        QVERIFY(client.requestUpload(QByteArray::fromHex("00000000" "00FFFFFFFF"), nullptr, &error));
+        QVERIFY(client.requestUpload(QByteArray::fromHex("00000000"
+                                                         "00FFFFFFFF"),
+                                     nullptr, &error));
         QByteArray card;
         QCOMPARE(DownloadWorkflow::transferData(client, 0x06, {}, nullptr, card), 0);
         QVERIFY(card.contains(QByteArray::fromHex("052000008F2B") + "RUW0000012345678"));
 
         QVERIFY2(auth.eject(client, &error), qPrintable(error));
         QVERIFY(!(auth.data().nkmFlags & 0x20));
-        QVERIFY(!client.requestUpload(QByteArray::fromHex("00000000" "00FFFFFFFF"), nullptr, &error) ||
+        QVERIFY(!client.requestUpload(QByteArray::fromHex("00000000"
+                                                          "00FFFFFFFF"),
+                                      nullptr, &error) ||
                 DownloadWorkflow::transferData(client, 0x06, {}, nullptr, card) == 127); // no card, no data
         auth.disconnect();
         QVERIFY(sim.stop());
@@ -142,7 +148,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("command");
         QTest::addColumn<QString>("error");
-        QTest::newRow("unknown command") << QByteArray::fromHex("77") << QStringLiteral("СКЗИ: неожиданный SID ответа 0x7F");
+        QTest::newRow("unknown command")
+            << QByteArray::fromHex("77") << QStringLiteral("СКЗИ: неожиданный SID ответа 0x7F");
     }
 
     void cryptoModuleReplies()
@@ -157,7 +164,8 @@ private Q_SLOTS:
         ExternalCardAuth auth;
         quint8 status = 0;
         QByteArray reply;
-        QVERIFY(!auth.sendNkmCommand(client, static_cast<quint8>(command.at(0)), command.mid(1), status, reply, &error));
+        QVERIFY(!auth.sendNkmCommand(client, static_cast<quint8>(command.at(0)), command.mid(1), status,
+                                     reply, &error));
         QTEST(error, "error");
         QVERIFY(auth.sendNkmCommand(client, 0x32, {}, status, reply, &error));
         QCOMPARE(reply.size(), 4);

@@ -1,7 +1,6 @@
 // The card reader against a real pcscd, vsmartcard's virtual reader and the project's virtual card.
-#include "cards/pcsc_card_reader.h"
-
 #include "../support/pcsc_stand_in.h"
+#include "cards/pcsc_card_reader.h"
 
 #include <QTest>
 
@@ -103,10 +102,10 @@ private Q_SLOTS:
         QTest::addColumn<int>("length");
         QTest::addColumn<QStringList>("commands");
         QTest::newRow("240 bytes: one read") << 0 << 240 << QStringList{QStringLiteral("00B00000F0")};
-        QTest::newRow("241 bytes: two reads") << 0 << 241
-                                              << QStringList{QStringLiteral("00B00000F0"), QStringLiteral("00B000F001")};
-        QTest::newRow("from a 2-byte offset") << 0x100 << 250
-                                              << QStringList{QStringLiteral("00B00100F0"), QStringLiteral("00B001F00A")};
+        QTest::newRow("241 bytes: two reads")
+            << 0 << 241 << QStringList{QStringLiteral("00B00000F0"), QStringLiteral("00B000F001")};
+        QTest::newRow("from a 2-byte offset")
+            << 0x100 << 250 << QStringList{QStringLiteral("00B00100F0"), QStringLiteral("00B001F00A")};
     }
 
     void readsInPartsOf240()
@@ -117,7 +116,8 @@ private Q_SLOTS:
         selectFile(0x0506);
         m_standIn.clearCardLog();
         QByteArray out;
-        QCOMPARE(m_reader->cardReadBinary2B(static_cast<quint8>(offset >> 8), static_cast<quint8>(offset & 0xFF), length, out),
+        QCOMPARE(m_reader->cardReadBinary2B(static_cast<quint8>(offset >> 8),
+                                            static_cast<quint8>(offset & 0xFF), length, out),
                  PcscCardReader::kSuccess);
         QByteArray expected;
         for (int i = offset; i < offset + length; ++i)
@@ -142,8 +142,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("size");
         QTest::addColumn<QStringList>("headers");
-        QTest::newRow("255 bytes: one chained part, no final one") << 255 << QStringList{QStringLiteral("102A00AEFF")};
-        QTest::newRow("256 bytes") << 256 << QStringList{QStringLiteral("102A00AEFF"), QStringLiteral("002A00AE01")};
+        QTest::newRow("255 bytes: one chained part, no final one")
+            << 255 << QStringList{QStringLiteral("102A00AEFF")};
+        QTest::newRow("256 bytes") << 256
+                                   << QStringList{QStringLiteral("102A00AEFF"), QStringLiteral("002A00AE01")};
         QTest::newRow("194 bytes") << 194 << QStringList{QStringLiteral("002A00AEC2")};
     }
 
@@ -164,7 +166,8 @@ private Q_SLOTS:
         const quint32 status = m_reader->cardMutualAuth(QByteArray(0x50, '\x01'));
         QCOMPARE(status >> 8, 0x61u);
         QByteArray cryptogram;
-        QCOMPARE(m_reader->cardGetResponse(static_cast<quint8>(status & 0xFF), cryptogram), PcscCardReader::kSuccess);
+        QCOMPARE(m_reader->cardGetResponse(static_cast<quint8>(status & 0xFF), cryptogram),
+                 PcscCardReader::kSuccess);
         QCOMPARE(cryptogram.size(), 128);
     }
 
@@ -172,7 +175,8 @@ private Q_SLOTS:
     {
         QCOMPARE(PcscCardReader::statusWord(QByteArray(1, '\x90')), PcscCardReader::kShortAnswer);
         QByteArray data;
-        QCOMPARE(PcscCardReader::statusWord(QByteArray::fromHex("0102039000"), &data), PcscCardReader::kSuccess);
+        QCOMPARE(PcscCardReader::statusWord(QByteArray::fromHex("0102039000"), &data),
+                 PcscCardReader::kSuccess);
         QCOMPARE(data, QByteArray::fromHex("010203"));
     }
 

@@ -1,6 +1,5 @@
-#include "download/download_workflow.h"
-
 #include "../support/simulator_process.h"
+#include "download/download_workflow.h"
 #include "storage/app_paths.h"
 
 #include <QDir>
@@ -20,7 +19,8 @@ QDir downloadFolder()
 void clearDownloadFolder()
 {
     QDir folder = downloadFolder();
-    for (const QString& name : folder.entryList({QStringLiteral("*.tmp"), QStringLiteral("*.ddd")}, QDir::Files))
+    for (const QString& name :
+         folder.entryList({QStringLiteral("*.tmp"), QStringLiteral("*.ddd")}, QDir::Files))
         folder.remove(name);
 }
 
@@ -80,10 +80,13 @@ private Q_SLOTS:
 
     void helpers()
     {
-        QCOMPARE(registrationForFileName(QByteArray("\xC0\x31\x32\x33\xC2\xD1 77 ")), QStringLiteral("A123BC 77"));
+        QCOMPARE(registrationForFileName(QByteArray("\xC0\x31\x32\x33\xC2\xD1 77 ")),
+                 QStringLiteral("A123BC 77"));
         QCOMPARE(registrationForFileName(QByteArray("\xE0\xA8\xB8\x01z")), QStringLiteral("AЁЁ_Z"));
-        QCOMPARE(DownloadWorkflow::hexSafeName(QStringLiteral("a/b\\c:d*e?f\"g<h>i|j")), QStringLiteral("a_b_c_d_e_f_g_h_i_j"));
-        QCOMPARE(DownloadWorkflow::asciiWithQuestionMarks(QByteArray("A\x01~\x7f", 4)), QStringLiteral("A?~?"));
+        QCOMPARE(DownloadWorkflow::hexSafeName(QStringLiteral("a/b\\c:d*e?f\"g<h>i|j")),
+                 QStringLiteral("a_b_c_d_e_f_g_h_i_j"));
+        QCOMPARE(DownloadWorkflow::asciiWithQuestionMarks(QByteArray("A\x01~\x7f", 4)),
+                 QStringLiteral("A?~?"));
         quint32 count = 0;
         QVERIFY(DownloadWorkflow::parseNkmDownloadCount(QByteArray::fromHex("00000104"), count));
         QCOMPARE(count, 260u);
@@ -104,12 +107,16 @@ private Q_SLOTS:
         QTest::addColumn<QDate>("expectedEnd");
         const QDate today(2026, 11, 23);
         QTest::newRow("defaults") << 2 << QDate() << QDate() << QDate() << QDate(2026, 11, 16) << today;
-        QTest::newRow("given") << 2 << QDate(2026, 1, 5) << QDate(2026, 1, 9) << QDate() << QDate(2026, 1, 5) << QDate(2026, 1, 9);
-        QTest::newRow("reversed") << 2 << QDate(2026, 1, 9) << QDate(2026, 1, 5) << QDate() << QDate(2026, 1, 5) << QDate(2026, 1, 9);
-        QTest::newRow("everything") << 0 << QDate(2026, 1, 9) << QDate() << QDate() << QDate(2000, 1, 1) << today;
-        QTest::newRow("since") << 1 << QDate() << QDate() << QDate(2026, 10, 1) << QDate(2026, 10, 1) << today;
-        QTest::newRow("since without a date") << 1 << QDate() << QDate(2026, 11, 20) << QDate() << QDate(2026, 11, 16)
-                                              << QDate(2026, 11, 20);
+        QTest::newRow("given") << 2 << QDate(2026, 1, 5) << QDate(2026, 1, 9) << QDate() << QDate(2026, 1, 5)
+                               << QDate(2026, 1, 9);
+        QTest::newRow("reversed") << 2 << QDate(2026, 1, 9) << QDate(2026, 1, 5) << QDate()
+                                  << QDate(2026, 1, 5) << QDate(2026, 1, 9);
+        QTest::newRow("everything") << 0 << QDate(2026, 1, 9) << QDate() << QDate() << QDate(2000, 1, 1)
+                                    << today;
+        QTest::newRow("since") << 1 << QDate() << QDate() << QDate(2026, 10, 1) << QDate(2026, 10, 1)
+                               << today;
+        QTest::newRow("since without a date")
+            << 1 << QDate() << QDate(2026, 11, 20) << QDate() << QDate(2026, 11, 16) << QDate(2026, 11, 20);
     }
 
     void dateRange()
@@ -138,13 +145,14 @@ private Q_SLOTS:
         QTest::addColumn<int>("finalBaud");
 
         QTest::newRow("up the whole ladder") << QStringList{} << 9600 << 115200 << 115200;
-        QTest::newRow("refused above 57600") << QStringList{QStringLiteral("--max-link-baud"), QStringLiteral("57600")}
-                                             << 9600 << 115200 << 57600;
+        QTest::newRow("refused above 57600")
+            << QStringList{QStringLiteral("--max-link-baud"), QStringLiteral("57600")} << 9600 << 115200
+            << 57600;
         QTest::newRow("start speed not on the ladder starts at 10400")
             << QStringList{QStringLiteral("--bauds"), QStringLiteral("10400")} << 12345 << 10400 << 10400;
         QTest::newRow("reversed limits are swapped") << QStringList{} << 115200 << 9600 << 115200;
-        QTest::newRow("a reply pending twice just waits") << QStringList{QStringLiteral("--pending"), QStringLiteral("2")}
-                                                          << 9600 << 115200 << 115200;
+        QTest::newRow("a reply pending twice just waits")
+            << QStringList{QStringLiteral("--pending"), QStringLiteral("2")} << 9600 << 115200 << 115200;
     }
 
     void vehicleUnitDownload()
@@ -188,9 +196,10 @@ private Q_SLOTS:
 
     void silenceInTheMiddle()
     {
-                // Start, session, four rises of the rate (two frames each), upload, the overview in two
+        // Start, session, four rises of the rate (two frames each), upload, the overview in two
         // frames, the first day of activities in two: the second day's second frame never comes.
-        SimulatorProcess sim({QStringLiteral("--silent-after"), QStringLiteral("16"), QStringLiteral("--verbose")});
+        SimulatorProcess sim(
+            {QStringLiteral("--silent-after"), QStringLiteral("16"), QStringLiteral("--verbose")});
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
         const Run run = download(sim.link(), vehicleUnit(true));
@@ -199,8 +208,9 @@ private Q_SLOTS:
         QCOMPARE(run.statuses.last(), run.result.errorText);
         QCOMPARE(downloadFolder().entryList({QStringLiteral("*.ddd")}), QStringList());
         // What arrived stays in its temporary file for the next run to append to.
-        QCOMPARE(downloadFolder().entryList({QStringLiteral("*.tmp")}, QDir::Files, QDir::Name),
-                 (QStringList{QStringLiteral("REQUEST_ACTIVITIES.tmp"), QStringLiteral("REQUEST_OVERVIEW.tmp")}));
+        QCOMPARE(
+            downloadFolder().entryList({QStringLiteral("*.tmp")}, QDir::Files, QDir::Name),
+            (QStringList{QStringLiteral("REQUEST_ACTIVITIES.tmp"), QStringLiteral("REQUEST_OVERVIEW.tmp")}));
         QVERIFY(sim.stop());
         // The session was closed all the same: StopCommunication went out.
         QVERIFY(sim.standardError().trimmed().endsWith(QStringLiteral("RX 80 EE F0 01 82 E1")));
@@ -213,7 +223,8 @@ private Q_SLOTS:
         QVERIFY2(sim.start(&error), qPrintable(error));
         const Run run = download(sim.link(), vehicleUnit(false), 57600, 115200);
         QVERIFY(!run.result.success);
-        QVERIFY(run.result.errorText.startsWith(QStringLiteral("Нет ответа тахографа: service frame timeout; ")));
+        QVERIFY(
+            run.result.errorText.startsWith(QStringLiteral("Нет ответа тахографа: service frame timeout; ")));
         QVERIFY(sim.stop());
     }
 
@@ -222,15 +233,19 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("simulator");
         QTest::addColumn<QString>("counterStatus");
         QTest::addColumn<QList<int>>("percents");
-        QTest::newRow("counter known") << QStringList{} << QStringLiteral("Выгрузка СКЗИ: 4 из 4 блоков") << QList<int>{25, 50, 75, 99};
-        QTest::newRow("counter zero") << QStringList{QStringLiteral("--nkm-counter"), QStringLiteral("zero")}
-                                      << QStringLiteral("Выгрузка СКЗИ: тахограф сообщил, что блоков к загрузке нет; проверяем архив")
-                                      << QList<int>{};
-        QTest::newRow("counter refused") << QStringList{QStringLiteral("--nkm-counter"), QStringLiteral("refused")}
-                                         << QStringLiteral("Выгрузка СКЗИ продолжается без общего счётчика; точный процент недоступен")
-                                         << QList<int>{};
-        QTest::newRow("archive ends at once") << QStringList{QStringLiteral("--archive-blocks"), QStringLiteral("0")}
-                                              << QStringLiteral("Выгрузка СКЗИ: 1 из 1 блоков") << QList<int>{99};
+        QTest::newRow("counter known")
+            << QStringList{} << QStringLiteral("Выгрузка СКЗИ: 4 из 4 блоков") << QList<int>{25, 50, 75, 99};
+        QTest::newRow("counter zero")
+            << QStringList{QStringLiteral("--nkm-counter"), QStringLiteral("zero")}
+            << QStringLiteral("Выгрузка СКЗИ: тахограф сообщил, что блоков к загрузке нет; проверяем архив")
+            << QList<int>{};
+        QTest::newRow("counter refused")
+            << QStringList{QStringLiteral("--nkm-counter"), QStringLiteral("refused")}
+            << QStringLiteral("Выгрузка СКЗИ продолжается без общего счётчика; точный процент недоступен")
+            << QList<int>{};
+        QTest::newRow("archive ends at once")
+            << QStringList{QStringLiteral("--archive-blocks"), QStringLiteral("0")}
+            << QStringLiteral("Выгрузка СКЗИ: 1 из 1 блоков") << QList<int>{99};
     }
 
     void cryptoModule()

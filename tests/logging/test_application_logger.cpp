@@ -91,15 +91,19 @@ private Q_SLOTS:
         QCOMPARE(records.size(), 1);
         const QJsonObject first = records.first();
         QStringList keys = first.keys();
-        QCOMPARE(keys, (QStringList{QStringLiteral("category"), QStringLiteral("level"), QStringLiteral("message"),
-                                    QStringLiteral("operation"), QStringLiteral("pid"), QStringLiteral("thread"),
-                                    QStringLiteral("timestamp")}));
+        QCOMPARE(keys,
+                 (QStringList{QStringLiteral("category"), QStringLiteral("level"), QStringLiteral("message"),
+                              QStringLiteral("operation"), QStringLiteral("pid"), QStringLiteral("thread"),
+                              QStringLiteral("timestamp")}));
         QCOMPARE(first.value(QStringLiteral("category")).toString(), QStringLiteral("application"));
         QCOMPARE(first.value(QStringLiteral("level")).toString(), QStringLiteral("info"));
-        QCOMPARE(first.value(QStringLiteral("message")).toString(), QStringLiteral("Журнал приложения запущен"));
+        QCOMPARE(first.value(QStringLiteral("message")).toString(),
+                 QStringLiteral("Журнал приложения запущен"));
         QCOMPARE(first.value(QStringLiteral("operation")).toString(), QString());
         QCOMPARE(first.value(QStringLiteral("pid")).toInteger(), QCoreApplication::applicationPid());
-        QVERIFY(QRegularExpression(QStringLiteral("^[0-9a-f]+$")).match(first.value(QStringLiteral("thread")).toString()).hasMatch());
+        QVERIFY(QRegularExpression(QStringLiteral("^[0-9a-f]+$"))
+                    .match(first.value(QStringLiteral("thread")).toString())
+                    .hasMatch());
         QVERIFY(QRegularExpression(QStringLiteral("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z$"))
                     .match(first.value(QStringLiteral("timestamp")).toString())
                     .hasMatch());
@@ -116,14 +120,16 @@ private Q_SLOTS:
         QTest::newRow("warning") << 2 << QStringLiteral("w") << QStringLiteral("warning");
         QTest::newRow("critical") << 4 << QStringLiteral("c") << QStringLiteral("critical");
         QTest::newRow("out of range writes info") << 9 << QStringLiteral("x") << QStringLiteral("info");
-        QTest::newRow("line break stays on one line") << 3 << QStringLiteral("a\nb\r\nc") << QStringLiteral("error");
+        QTest::newRow("line break stays on one line")
+            << 3 << QStringLiteral("a\nb\r\nc") << QStringLiteral("error");
     }
 
     void records()
     {
         QFETCH(int, level);
         QFETCH(QString, message);
-        ApplicationLogger::write(static_cast<Level>(level), QStringLiteral("calibration"), message, QStringLiteral("write"));
+        ApplicationLogger::write(static_cast<Level>(level), QStringLiteral("calibration"), message,
+                                 QStringLiteral("write"));
         const QList<QByteArray> lines = readFile(m_log).split('\n');
         QCOMPARE(lines.size(), 3); // two records and the empty rest after the last "\n"
         const auto records = readRecords(m_log);
@@ -140,17 +146,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("message");
         QTest::addColumn<QString>("operation");
         QTest::newRow("with port") << QByteArray::fromHex("80ee0a") << QStringLiteral("COM3")
-                                   << QStringLiteral("TX 3 bytes: 80 EE 0A") << QStringLiteral("read; port=COM3");
-        QTest::newRow("without port") << QByteArray::fromHex("ff") << QString() << QStringLiteral("TX 1 bytes: FF")
-                                      << QStringLiteral("read");
-        QTest::newRow("empty payload") << QByteArray() << QString() << QStringLiteral("TX 0 bytes: ") << QStringLiteral("read");
+                                   << QStringLiteral("TX 3 bytes: 80 EE 0A")
+                                   << QStringLiteral("read; port=COM3");
+        QTest::newRow("without port") << QByteArray::fromHex("ff") << QString()
+                                      << QStringLiteral("TX 1 bytes: FF") << QStringLiteral("read");
+        QTest::newRow("empty payload")
+            << QByteArray() << QString() << QStringLiteral("TX 0 bytes: ") << QStringLiteral("read");
     }
 
     void protocolDumps()
     {
         QFETCH(QByteArray, payload);
         QFETCH(QString, port);
-        ApplicationLogger::protocol(QStringLiteral("TX"), QStringLiteral("read"), payload, port, QStringLiteral("protocol"));
+        ApplicationLogger::protocol(QStringLiteral("TX"), QStringLiteral("read"), payload, port,
+                                    QStringLiteral("protocol"));
         const QJsonObject record = readRecords(m_log).last();
         QCOMPARE(record.value(QStringLiteral("level")).toString(), QStringLiteral("debug"));
         QCOMPARE(record.value(QStringLiteral("category")).toString(), QStringLiteral("protocol"));
@@ -187,7 +196,8 @@ private Q_SLOTS:
 
         QCOMPARE(readFile(m_log + QStringLiteral(".1")).size(), ApplicationLogger::kRotateSizeBytes);
         for (int i = 2; i <= 7; ++i)
-            QCOMPARE(readFile(m_log + QLatin1Char('.') + QString::number(i)), "archive " + QByteArray::number(i - 1));
+            QCOMPARE(readFile(m_log + QLatin1Char('.') + QString::number(i)),
+                     "archive " + QByteArray::number(i - 1));
         QVERIFY(!QFile::exists(m_log + QStringLiteral(".8")));
         const auto records = readRecords(m_log);
         QCOMPARE(records.size(), 1);
@@ -202,8 +212,9 @@ private Q_SLOTS:
         for (int t = 0; t < kThreads; ++t) {
             writers.emplace_back([t] {
                 for (int i = 0; i < kRecords; ++i) {
-                    ApplicationLogger::write(Level::Debug, QStringLiteral("thread"),
-                                             QStringLiteral("t%1 r%2 %3").arg(t).arg(i).arg(QString(100, QLatin1Char('z'))));
+                    ApplicationLogger::write(
+                        Level::Debug, QStringLiteral("thread"),
+                        QStringLiteral("t%1 r%2 %3").arg(t).arg(i).arg(QString(100, QLatin1Char('z'))));
                 }
             });
         }
@@ -269,7 +280,8 @@ private Q_SLOTS:
         QCOMPARE(records.at(2).value(QStringLiteral("category")).toString(), QStringLiteral("qt"));
         QCOMPARE(records.at(2).value(QStringLiteral("level")).toString(), QStringLiteral("warning"));
         QCOMPARE(records.at(2).value(QStringLiteral("message")).toString(), QStringLiteral("plain warning"));
-        QCOMPARE(records.at(3).value(QStringLiteral("category")).toString(), QStringLiteral("tachoria.probe"));
+        QCOMPARE(records.at(3).value(QStringLiteral("category")).toString(),
+                 QStringLiteral("tachoria.probe"));
         QCOMPARE(records.at(3).value(QStringLiteral("level")).toString(), QStringLiteral("debug"));
         QCOMPARE(records.at(4).value(QStringLiteral("level")).toString(), QStringLiteral("critical"));
     }

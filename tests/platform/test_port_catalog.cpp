@@ -1,7 +1,6 @@
+#include "../support/simulator_process.h"
 #include "platform/port_change_watcher.h"
 #include "protocol/serial_port_catalog.h"
-
-#include "../support/simulator_process.h"
 
 #include <QFile>
 #include <QTest>
@@ -34,12 +33,17 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QStringList>("descriptions");
         QTest::addColumn<bool>("excluded");
-        QTest::newRow("usb serial") << QStringLiteral("/dev/ttyUSB0") << QStringList{QStringLiteral("usb"), QStringLiteral("FT232R")} << false;
+        QTest::newRow("usb serial") << QStringLiteral("/dev/ttyUSB0")
+                                    << QStringList{QStringLiteral("usb"), QStringLiteral("FT232R")} << false;
         QTest::newRow("rfcomm by name") << QStringLiteral("/dev/rfcomm0") << QStringList{} << true;
-        QTest::newRow("bluetooth by bus") << QStringLiteral("/dev/ttyACM3") << QStringList{QStringLiteral("bluetooth")} << true;
-        QTest::newRow("bluetooth only in the description") << QStringLiteral("/dev/ttyACM1")
-                                                           << QStringList{QString(), QStringLiteral("Standard Serial over BLUETOOTH link")} << true;
-        QTest::newRow("ATLink device class") << QStringLiteral("/dev/ttyUSB4") << QStringList{QStringLiteral("usb"), QStringLiteral("AtLink Interface")} << true;
+        QTest::newRow("bluetooth by bus")
+            << QStringLiteral("/dev/ttyACM3") << QStringList{QStringLiteral("bluetooth")} << true;
+        QTest::newRow("bluetooth only in the description")
+            << QStringLiteral("/dev/ttyACM1")
+            << QStringList{QString(), QStringLiteral("Standard Serial over BLUETOOTH link")} << true;
+        QTest::newRow("ATLink device class")
+            << QStringLiteral("/dev/ttyUSB4")
+            << QStringList{QStringLiteral("usb"), QStringLiteral("AtLink Interface")} << true;
     }
 
     void excludes()
@@ -52,12 +56,14 @@ private Q_SLOTS:
     void sortsByTrailingNumber()
     {
         QList<SerialPortInfo> ports;
-        for (const char* name : {"COM10", "/dev/ttyUSB10", "COM2", "/dev/ttyUSB2", "com2", "/dev/ttyS0", "/dev/tacho"})
+        for (const char* name :
+             {"COM10", "/dev/ttyUSB10", "COM2", "/dev/ttyUSB2", "com2", "/dev/ttyS0", "/dev/tacho"})
             ports.append({QString::fromLatin1(name), {}, {}, {}});
         SerialPortCatalog::sortAndDeduplicate(ports);
         // Equal numbers fall back to the lower-cased name; "com2" goes as a duplicate of "COM2".
-        QCOMPARE(names(ports), (QStringList{QStringLiteral("/dev/tacho"), QStringLiteral("/dev/ttyS0"), QStringLiteral("/dev/ttyUSB2"),
-                                            QStringLiteral("COM2"), QStringLiteral("/dev/ttyUSB10"), QStringLiteral("COM10")}));
+        QCOMPARE(names(ports), (QStringList{QStringLiteral("/dev/tacho"), QStringLiteral("/dev/ttyS0"),
+                                            QStringLiteral("/dev/ttyUSB2"), QStringLiteral("COM2"),
+                                            QStringLiteral("/dev/ttyUSB10"), QStringLiteral("COM10")}));
     }
 
     void directTransport_data()
@@ -86,7 +92,8 @@ private Q_SLOTS:
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
         QVERIFY(!names(SerialPortCatalog::available()).contains(sim.link()));
-        const QStringList listed = names(SerialPortCatalog::available({sim.link(), QStringLiteral("/dev/ttyUSB97"), QString()}));
+        const QStringList listed =
+            names(SerialPortCatalog::available({sim.link(), QStringLiteral("/dev/ttyUSB97"), QString()}));
         QCOMPARE(listed.count(sim.link()), 1);
         QVERIFY(!listed.contains(QStringLiteral("/dev/ttyUSB97"))); // configured but absent
         QVERIFY(SerialPortCatalog::isDirectTransport(sim.link()));
@@ -103,7 +110,8 @@ private Q_SLOTS:
         QVERIFY(watcher.isRunning());
         QFile uevent(QStringLiteral("/sys/class/tty/ttyS0/uevent"));
         if (!uevent.open(QIODevice::WriteOnly))
-            QSKIP("this machine does not let the test announce a device (/sys/class/tty/ttyS0/uevent is not writable)");
+            QSKIP("this machine does not let the test announce a device (/sys/class/tty/ttyS0/uevent is not "
+                  "writable)");
         // The monitor needs a moment to subscribe; announce until it hears.
         for (int i = 0; i < 50 && calls == 0; ++i) {
             uevent.write("add\n");

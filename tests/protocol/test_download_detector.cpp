@@ -1,6 +1,5 @@
-#include "protocol/download_detector.h"
-
 #include "../support/simulator_process.h"
+#include "protocol/download_detector.h"
 
 #include <QSerialPort>
 #include <QTest>
@@ -79,22 +78,27 @@ private Q_SLOTS:
         const QString unknown = QStringLiteral("Неизвестен");
         const QString insert = QStringLiteral("Вставьте карту мастера");
         const QString active = QStringLiteral("Активированный");
-        QTest::newRow("active, master card left") << 115200 << 0x0F << 2 << 2 << 0 << active
-                                                  << QStringLiteral("Левый слот. №: RUM00000123456") << true << true;
-        QTest::newRow("active, left not a master card, right is") << 9600 << 0x0F << 2 << 1 << 2 << active
-                                                  << QStringLiteral("Правый слот. №: RUM0000099999900") << true << true;
-        QTest::newRow("active without card") << 10400 << 0x0F << 2 << 0 << 0 << active << insert << false << false;
-        QTest::newRow("active, mode other than 2 reads no slot") << 115200 << 0x0F << 1 << 2 << 2 << active << insert
-                                                                  << false << false;
-        QTest::newRow("inactive") << 19200 << 0x01 << 2 << 0 << 0 << QStringLiteral("Неактивированный") << unknown << true
-                                  << true;
-        QTest::newRow("expired") << 115200 << 0x10 << 2 << 0 << 0 << QStringLiteral("Истек срок") << unknown << false
-                                 << true;
-        QTest::newRow("0x1F is expired, not active") << 115200 << 0x1F << 2 << 0 << 0 << QStringLiteral("Истек срок")
-                                                      << unknown << false << true;
-        QTest::newRow("faulty") << 9600 << 0x02 << 2 << 0 << 0 << QStringLiteral("Проверьте СКЗИ. Статус: 0x02000000")
-                                << unknown << false << false;
-        QTest::newRow("unknown status byte") << 115200 << 0x05 << 2 << 0 << 0 << unknown << unknown << true << true;
+        QTest::newRow("active, master card left")
+            << 115200 << 0x0F << 2 << 2 << 0 << active << QStringLiteral("Левый слот. №: RUM00000123456")
+            << true << true;
+        QTest::newRow("active, left not a master card, right is")
+            << 9600 << 0x0F << 2 << 1 << 2 << active << QStringLiteral("Правый слот. №: RUM0000099999900")
+            << true << true;
+        QTest::newRow("active without card")
+            << 10400 << 0x0F << 2 << 0 << 0 << active << insert << false << false;
+        QTest::newRow("active, mode other than 2 reads no slot")
+            << 115200 << 0x0F << 1 << 2 << 2 << active << insert << false << false;
+        QTest::newRow("inactive") << 19200 << 0x01 << 2 << 0 << 0 << QStringLiteral("Неактивированный")
+                                  << unknown << true << true;
+        QTest::newRow("expired") << 115200 << 0x10 << 2 << 0 << 0 << QStringLiteral("Истек срок") << unknown
+                                 << false << true;
+        QTest::newRow("0x1F is expired, not active")
+            << 115200 << 0x1F << 2 << 0 << 0 << QStringLiteral("Истек срок") << unknown << false << true;
+        QTest::newRow("faulty") << 9600 << 0x02 << 2 << 0 << 0
+                                << QStringLiteral("Проверьте СКЗИ. Статус: 0x02000000") << unknown << false
+                                << false;
+        QTest::newRow("unknown status byte")
+            << 115200 << 0x05 << 2 << 0 << 0 << unknown << unknown << true << true;
     }
 
     void parseResponse()
@@ -111,7 +115,8 @@ private Q_SLOTS:
         answer.leftNumber = " RUM00000123456\x02";
         answer.rightType = static_cast<quint8>(rightType);
         answer.rightNumber = "RUM0000099999900\x01";
-        const DownloadDeviceInfo info = DownloadDeviceDetector::parseResponse(QStringLiteral("COM3"), baud, answer.frame(baud));
+        const DownloadDeviceInfo info =
+            DownloadDeviceDetector::parseResponse(QStringLiteral("COM3"), baud, answer.frame(baud));
 
         QVERIFY(info.matched);
         QCOMPARE(info.diagnostic, QString());
@@ -135,15 +140,18 @@ private Q_SLOTS:
         QTest::addColumn<bool>("matched");
         QTest::addColumn<QString>("diagnostic");
 
-        QTest::newRow("too short for part number") << QByteArray("47.9160000-2") << 10 << false
-                                                   << QStringLiteral("response too short for part number: 10 bytes");
-        QTest::newRow("wrong part number") << QByteArray("47.1234567-1 X") << -1 << false
-                                           << QStringLiteral("part number: 47.1234567-1 X");
-        QTest::newRow("unprintable bytes shown as ?") << QByteArray("47.9\x01\x7f") << -1 << false
-                                                      << QStringLiteral("part number: 47.9??");
-        QTest::newRow("16 bytes: no serial or mode") << QByteArray("47.9160000-2") << 16 << false
-                                                     << QStringLiteral("response too short for serial/mode: 16 bytes");
-        QTest::newRow("spaced part number accepted") << QByteArray("47.9160 000-2 03") << -1 << true << QString();
+        QTest::newRow("too short for part number")
+            << QByteArray("47.9160000-2") << 10 << false
+            << QStringLiteral("response too short for part number: 10 bytes");
+        QTest::newRow("wrong part number")
+            << QByteArray("47.1234567-1 X") << -1 << false << QStringLiteral("part number: 47.1234567-1 X");
+        QTest::newRow("unprintable bytes shown as ?")
+            << QByteArray("47.9\x01\x7f") << -1 << false << QStringLiteral("part number: 47.9??");
+        QTest::newRow("16 bytes: no serial or mode")
+            << QByteArray("47.9160000-2") << 16 << false
+            << QStringLiteral("response too short for serial/mode: 16 bytes");
+        QTest::newRow("spaced part number accepted")
+            << QByteArray("47.9160 000-2 03") << -1 << true << QString();
     }
 
     void parseResponseFailures()
@@ -153,7 +161,8 @@ private Q_SLOTS:
         Answer answer;
         answer.part = part;
         answer.size = size;
-        const DownloadDeviceInfo info = DownloadDeviceDetector::parseResponse(QStringLiteral("COM1"), 9600, answer.frame(9600));
+        const DownloadDeviceInfo info =
+            DownloadDeviceDetector::parseResponse(QStringLiteral("COM1"), 9600, answer.frame(9600));
         QTEST(info.matched, "matched");
         QTEST(info.diagnostic, "diagnostic");
     }
@@ -162,19 +171,23 @@ private Q_SLOTS:
     {
         Answer answer;
         answer.software = QByteArray(4, '\0');
-        QCOMPARE(DownloadDeviceDetector::parseResponse({}, 115200, answer.frame(115200)).softwareVersion, QString());
+        QCOMPARE(DownloadDeviceDetector::parseResponse({}, 115200, answer.frame(115200)).softwareVersion,
+                 QString());
     }
 
     void helpers()
     {
-        QCOMPARE(DownloadDeviceDetector::asciiString(QByteArray("a\tb\n\r\x1f\x7f~", 8)), QStringLiteral("a\tb\n\r??~"));
+        QCOMPARE(DownloadDeviceDetector::asciiString(QByteArray("a\tb\n\r\x1f\x7f~", 8)),
+                 QStringLiteral("a\tb\n\r??~"));
         QCOMPARE(DownloadDeviceDetector::hexString(QByteArray::fromHex("00ab10")), QStringLiteral("00AB10"));
         QByteArray out;
         QVERIFY(DownloadDeviceDetector::readBytes("abcd", 2, 2, out));
         QCOMPARE(out, QByteArray("cd"));
         QVERIFY(!DownloadDeviceDetector::readBytes("abcd", 3, 2, out));
-        QCOMPARE(tachoria::protocol::displayPortName(QStringLiteral("\\\\.\\COM12")), QStringLiteral("COM12"));
-        QCOMPARE(tachoria::protocol::displayPortName(QStringLiteral("/dev/ttyUSB0")), QStringLiteral("/dev/ttyUSB0"));
+        QCOMPARE(tachoria::protocol::displayPortName(QStringLiteral("\\\\.\\COM12")),
+                 QStringLiteral("COM12"));
+        QCOMPARE(tachoria::protocol::displayPortName(QStringLiteral("/dev/ttyUSB0")),
+                 QStringLiteral("/dev/ttyUSB0"));
     }
 
     // The whole road through a real pseudo-terminal to the simulated tachograph.
@@ -188,15 +201,18 @@ private Q_SLOTS:
         QTest::addColumn<bool>("permitted");
 
         const QString active = QStringLiteral("Активированный");
-        QTest::newRow("115200, master card left") << QStringList{} << 115200 << true << active
-                                                  << QStringLiteral("Левый слот. №: RUM0000012345600") << true;
-        QTest::newRow("9600, card right") << QStringList{QStringLiteral("--card"), QStringLiteral("right")} << 9600 << true
-                                          << active << QStringLiteral("Правый слот. №: RUM0000012345600") << true;
-        QTest::newRow("10400 without card") << QStringList{QStringLiteral("--card"), QStringLiteral("none")} << 10400
-                                            << true << active << QStringLiteral("Вставьте карту мастера") << false;
+        QTest::newRow("115200, master card left")
+            << QStringList{} << 115200 << true << active << QStringLiteral("Левый слот. №: RUM0000012345600")
+            << true;
+        QTest::newRow("9600, card right")
+            << QStringList{QStringLiteral("--card"), QStringLiteral("right")} << 9600 << true << active
+            << QStringLiteral("Правый слот. №: RUM0000012345600") << true;
+        QTest::newRow("10400 without card")
+            << QStringList{QStringLiteral("--card"), QStringLiteral("none")} << 10400 << true << active
+            << QStringLiteral("Вставьте карту мастера") << false;
         QTest::newRow("inactive crypto module")
-            << QStringList{QStringLiteral("--skzi-status"), QStringLiteral("inactive"), QStringLiteral("--card"),
-                           QStringLiteral("none")}
+            << QStringList{QStringLiteral("--skzi-status"), QStringLiteral("inactive"),
+                           QStringLiteral("--card"), QStringLiteral("none")}
             << 115200 << true << QStringLiteral("Неактивированный") << QStringLiteral("Неизвестен") << true;
     }
 
@@ -223,7 +239,8 @@ private Q_SLOTS:
     void probeHonoursStopFlag()
     {
         std::atomic_bool stop{true};
-        const DownloadDeviceInfo info = DownloadDeviceDetector::probe(QStringLiteral("/dev/null"), 115200, &stop);
+        const DownloadDeviceInfo info =
+            DownloadDeviceDetector::probe(QStringLiteral("/dev/null"), 115200, &stop);
         QVERIFY(!info.matched);
         QCOMPARE(info.diagnostic, QStringLiteral("probe stopped"));
     }

@@ -1,7 +1,6 @@
+#include "../support/pty_far_end.h"
 #include "protocol/ralona_frame.h"
 #include "protocol/serial_transport.h"
-
-#include "../support/pty_far_end.h"
 
 #include <QTest>
 
@@ -40,13 +39,16 @@ private Q_SLOTS:
         const auto hex = [](const char* text) { return QByteArray::fromHex(text); };
         QTest::newRow("identification") << hex("55AA8759657321 16") << Status::Complete << QString();
         QTest::newRow("three bytes") << hex("55AA87") << Status::NeedMoreData << QString();
-        QTest::newRow("bad prefix") << hex("55AB8700") << Status::Invalid << QStringLiteral("invalid Ralona prefix");
+        QTest::newRow("bad prefix") << hex("55AB8700") << Status::Invalid
+                                    << QStringLiteral("invalid Ralona prefix");
         QTest::newRow("bit 7 clear") << hex("55AA07F8") << Status::Invalid
                                      << QStringLiteral("Ralona response code must have bit 7 set");
-        QTest::newRow("every response carries four bytes") << hex("55AA827D") << Status::NeedMoreData << QString();
+        QTest::newRow("every response carries four bytes")
+            << hex("55AA827D") << Status::NeedMoreData << QString();
         QTest::newRow("trailing byte") << hex("55AA87596573211600") << Status::Invalid
                                        << QStringLiteral("trailing bytes after Ralona frame");
-        QTest::newRow("checksum") << hex("55AA8759657321 17") << Status::Invalid << QStringLiteral("Ralona checksum mismatch");
+        QTest::newRow("checksum") << hex("55AA8759657321 17") << Status::Invalid
+                                  << QStringLiteral("Ralona checksum mismatch");
     }
 
     void decodes()
@@ -66,9 +68,11 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("frame"); // empty: time-out
         const QByteArray yes = QByteArray::fromHex("55AA875965732116");
         QTest::newRow("plain") << yes << yes;
-        QTest::newRow("55 55 AA is no start, the next frame is") << QByteArray::fromHex("55") + yes + yes << yes;
+        QTest::newRow("55 55 AA is no start, the next frame is")
+            << QByteArray::fromHex("55") + yes + yes << yes;
         QTest::newRow("bit 7 clear is skipped") << QByteArray::fromHex("55AA07F8") + yes << yes;
-        QTest::newRow("short answer runs into the time-out") << QByteArray::fromHex("55AA827D") << QByteArray();
+        QTest::newRow("short answer runs into the time-out")
+            << QByteArray::fromHex("55AA827D") << QByteArray();
     }
 
     void wireReader()

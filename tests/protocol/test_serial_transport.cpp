@@ -1,6 +1,5 @@
-#include "protocol/serial_transport.h"
-
 #include "../support/pty_far_end.h"
+#include "protocol/serial_transport.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -44,11 +43,14 @@ private Q_SLOTS:
 
         QTest::newRow("plain frame") << kResponse << true << kResponse << QString();
         QTest::newRow("noise before") << hex("0055AA1337") + kResponse << true << kResponse << QString();
-        QTest::newRow("echoed request before") << hex("80EEF0011675") + kResponse << true << kResponse << QString();
-        QTest::newRow("doubled FMT resynchronises") << hex("80") + kResponse << true << kResponse << QString();
-        QTest::newRow("zero-length frame dropped") << hex("80F0EE00") + kResponse << true << kResponse << QString();
-        QTest::newRow("bad checksum still leaves the wire") << hex("80F0EE03C1EA8F00") << true << hex("80F0EE03C1EA8F00")
-                                                             << QString();
+        QTest::newRow("echoed request before")
+            << hex("80EEF0011675") + kResponse << true << kResponse << QString();
+        QTest::newRow("doubled FMT resynchronises")
+            << hex("80") + kResponse << true << kResponse << QString();
+        QTest::newRow("zero-length frame dropped")
+            << hex("80F0EE00") + kResponse << true << kResponse << QString();
+        QTest::newRow("bad checksum still leaves the wire")
+            << hex("80F0EE03C1EA8F00") << true << hex("80F0EE03C1EA8F00") << QString();
         QTest::newRow("long form") << hex("F0F0EE0003560102") + QByteArray(1, '\x8C') << true
                                    << hex("F0F0EE0003560102") + QByteArray(1, '\x8C') << QString();
         QTest::newRow("silence") << QByteArray() << false << QByteArray()
@@ -59,7 +61,8 @@ private Q_SLOTS:
             noise.append(static_cast<char>(i));
         QTest::newRow("noise only keeps the last 32 bytes")
             << noise << false << QByteArray()
-            << QStringLiteral("^service frame timeout; elapsedMs=\\d+; rawBytes=40; partialFrameBytes=0; rxTail=%1$")
+            << QStringLiteral(
+                   "^service frame timeout; elapsedMs=\\d+; rawBytes=40; partialFrameBytes=0; rxTail=%1$")
                    .arg(QString::fromLatin1(noise.right(32).toHex(' ').toUpper()));
         QTest::newRow("a frame cut short")
             << hex("80F0EE05C1") << false << QByteArray()
@@ -110,7 +113,8 @@ private Q_SLOTS:
         FarEnd end;
         SerialTransport transport;
         QVERIFY(configured(transport, end));
-        const QByteArray second = hex("80F0EE025612") + QByteArray(1, static_cast<char>(0x80 + 0xF0 + 0xEE + 0x02 + 0x56 + 0x12));
+        const QByteArray second =
+            hex("80F0EE025612") + QByteArray(1, static_cast<char>(0x80 + 0xF0 + 0xEE + 0x02 + 0x56 + 0x12));
         std::thread writer([&] {
             end.send(kResponse.left(3));
             std::this_thread::sleep_for(std::chrono::milliseconds(150));
@@ -164,7 +168,8 @@ private Q_SLOTS:
     void missingPortFailsWithTheReason()
     {
         SerialTransport transport;
-        QVERIFY(transport.configure(QStringLiteral("/dev/tachoria-no-such-port"), 115200, QSerialPort::EvenParity));
+        QVERIFY(transport.configure(QStringLiteral("/dev/tachoria-no-such-port"), 115200,
+                                    QSerialPort::EvenParity));
         QString reason;
         QVERIFY(!transport.open(&reason));
         QVERIFY(!reason.isEmpty());

@@ -1,8 +1,7 @@
-#include "protocol/ralona_client.h"
-#include "protocol/tachograph_client.h"
-
 #include "../support/pty_far_end.h"
 #include "../support/simulator_process.h"
+#include "protocol/ralona_client.h"
+#include "protocol/tachograph_client.h"
 
 #include <QTest>
 
@@ -43,20 +42,23 @@ private Q_SLOTS:
         QTest::addColumn<QString>("error");
 
         QTest::newRow("positive") << answer(0x62, hex("F190")) << true << QString();
-        QTest::newRow("wrong source") << answer(0x62, {}, 0xF0, 0x11) << false
-                                      << QStringLiteral("unexpected tachograph frame address");
-        QTest::newRow("wrong target") << answer(0x62, {}, 0xFF) << false << QStringLiteral("unexpected tachograph frame address");
-        QTest::newRow("negative with explanation") << answer(0x7F, hex("2E13")) << false
-                                                   << QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0X2E NRC=0X13 "
-                                                                     "(INCORRECT MESSAGE LENGTH/FORMAT)");
+        QTest::newRow("wrong source")
+            << answer(0x62, {}, 0xF0, 0x11) << false << QStringLiteral("unexpected tachograph frame address");
+        QTest::newRow("wrong target")
+            << answer(0x62, {}, 0xFF) << false << QStringLiteral("unexpected tachograph frame address");
+        QTest::newRow("negative with explanation")
+            << answer(0x7F, hex("2E13")) << false
+            << QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0X2E NRC=0X13 "
+                              "(INCORRECT MESSAGE LENGTH/FORMAT)");
         QTest::newRow("negative") << answer(0x7F, hex("2233")) << false
                                   << QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0X22 NRC=0X33");
-        QTest::newRow("negative with only the code") << answer(0x7F, hex("31")) << false
-                                                     << QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0X00 NRC=0X31");
-        QTest::newRow("negative without data") << answer(0x7F, {}) << false
-                                               << QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0X00 NRC=0X00");
-        QTest::newRow("other service") << answer(0x6E, {}) << false
-                                       << QStringLiteral("unexpected response SID: 0x6e, expected 0x62");
+        QTest::newRow("negative with only the code")
+            << answer(0x7F, hex("31")) << false
+            << QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0X00 NRC=0X31");
+        QTest::newRow("negative without data")
+            << answer(0x7F, {}) << false << QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0X00 NRC=0X00");
+        QTest::newRow("other service")
+            << answer(0x6E, {}) << false << QStringLiteral("unexpected response SID: 0x6e, expected 0x62");
     }
 
     void expectPositive()
@@ -81,9 +83,11 @@ private Q_SLOTS:
                                                  << QStringLiteral("RDBI response identifier mismatch");
         QTest::newRow("RDBI of another identifier") << answer(0x62, hex("F19100")) << QStringLiteral("rdbi")
                                                     << QStringLiteral("RDBI response identifier mismatch");
-        QTest::newRow("RDBI with just the identifier") << answer(0x62, hex("F190")) << QStringLiteral("rdbi") << QString();
-        QTest::newRow("start with another payload") << answer(0xC1, hex("EA8E")) << QStringLiteral("start")
-                                                    << QStringLiteral("unexpected StartCommunication payload");
+        QTest::newRow("RDBI with just the identifier")
+            << answer(0x62, hex("F190")) << QStringLiteral("rdbi") << QString();
+        QTest::newRow("start with another payload")
+            << answer(0xC1, hex("EA8E")) << QStringLiteral("start")
+            << QStringLiteral("unexpected StartCommunication payload");
         QTest::newRow("stop with 21") << answer(0xC2, hex("21")) << QStringLiteral("stop") << QString();
         QTest::newRow("stop with nothing") << answer(0xC2, {}) << QStringLiteral("stop") << QString();
         QTest::newRow("stop with 22") << answer(0xC2, hex("22")) << QStringLiteral("stop")

@@ -15,14 +15,16 @@ const QString kDriver = QStringLiteral("/usr/lib/pcsc/drivers/serial/libifdvpcd.
 
 QString cardScript()
 {
-    return QDir(QStringLiteral(TACHORIA_SOURCE_DIR)).filePath(QStringLiteral("tests/cards/virtual_tachograph_card.py"));
+    return QDir(QStringLiteral(TACHORIA_SOURCE_DIR))
+        .filePath(QStringLiteral("tests/cards/virtual_tachograph_card.py"));
 }
 
 QString pcscdPath()
 {
     const QString onPath = QStandardPaths::findExecutable(QStringLiteral("pcscd"));
-    return onPath.isEmpty() ? QStandardPaths::findExecutable(QStringLiteral("pcscd"), {QStringLiteral("/usr/sbin")})
-                            : onPath;
+    return onPath.isEmpty()
+               ? QStandardPaths::findExecutable(QStringLiteral("pcscd"), {QStringLiteral("/usr/sbin")})
+               : onPath;
 }
 
 } // namespace
@@ -89,7 +91,8 @@ bool PcscStandIn::insertCard(QString* error)
     if (!m_card.waitForStarted(5000) || !m_card.waitForReadyRead(10000) ||
         !m_card.readLine().startsWith("CARD READY")) {
         if (error)
-            *error = QStringLiteral("the virtual card did not come up: ") + QString::fromUtf8(m_card.readAllStandardError());
+            *error = QStringLiteral("the virtual card did not come up: ") +
+                     QString::fromUtf8(m_card.readAllStandardError());
         return false;
     }
     return true;

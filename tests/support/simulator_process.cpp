@@ -38,7 +38,8 @@ bool SimulatorProcess::start(QString* error)
     const QDeadlineTimer deadline(15000);
     QByteArray output;
     while (!deadline.hasExpired()) {
-        if (m_process.canReadLine() || m_process.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
+        if (m_process.canReadLine() ||
+            m_process.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
             output += m_process.readLine();
             if (output.startsWith("READY ") && output.endsWith('\n') &&
                 (!m_arguments.contains(QStringLiteral("--adapter-link")) || output.contains("\nADAPTER ")))

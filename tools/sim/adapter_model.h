@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+
 #include <optional>
 
 namespace tachoria::sim {
@@ -12,7 +13,8 @@ class AdapterModel
 public:
     explicit AdapterModel(quint32 pulseCount = 32000)
         : m_pulseCount(pulseCount)
-    {}
+    {
+    }
 
     bool kLine() const { return m_kLine; }
     bool calibrationMode() const { return m_calibrationMode; }

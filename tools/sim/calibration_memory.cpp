@@ -35,7 +35,8 @@ CalibrationMemory CalibrationMemory::factoryDefaults()
 {
     CalibrationMemory memory;
     auto set = [&memory](quint16 did, const QByteArray& bytes) { memory.setValue(did, bytes); };
-    const auto verified = static_cast<quint32>(QDateTime(QDate(2025, 1, 15), QTime(9, 30), Qt::UTC).toSecsSinceEpoch());
+    const auto verified =
+        static_cast<quint32>(QDateTime(QDate(2025, 1, 15), QTime(9, 30), Qt::UTC).toSecsSinceEpoch());
 
     // Values a workshop would find in a unit calibrated last year; all pass the program's own checks.
     // The clock (0xF90B) is not stored: it reads the host's time, shifted by what was last written.

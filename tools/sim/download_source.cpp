@@ -39,7 +39,8 @@ QByteArray BuiltInDownloadSource::overview() const
 
 QByteArray BuiltInDownloadSource::activities(const QDate& day) const
 {
-    const auto seconds = static_cast<quint32>(QDateTime(day, QTime(0, 0), QTimeZone::utc()).toSecsSinceEpoch());
+    const auto seconds =
+        static_cast<quint32>(QDateTime(day, QTime(0, 0), QTimeZone::utc()).toSecsSinceEpoch());
     return be32(seconds) + filled(300, static_cast<quint8>(day.day()));
 }
 

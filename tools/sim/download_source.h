@@ -28,12 +28,14 @@ public:
 class BuiltInDownloadSource : public DownloadSource
 {
 public:
-    BuiltInDownloadSource(QByteArray vin, QByteArray registration, QByteArray skziSerial, int speedBytes = 2400)
+    BuiltInDownloadSource(QByteArray vin, QByteArray registration, QByteArray skziSerial,
+                          int speedBytes = 2400)
         : m_vin(std::move(vin))
         , m_registration(std::move(registration))
         , m_skziSerial(std::move(skziSerial))
         , m_speedBytes(speedBytes)
-    {}
+    {
+    }
 
     QByteArray overview() const override;
     QByteArray activities(const QDate& day) const override;

@@ -2,17 +2,17 @@
 #include "pty_line.h"
 
 #include <asm/termbits.h>
-#include <sys/ioctl.h>
-
 #include <cerrno>
 #include <cstring>
+#include <sys/ioctl.h>
 
 namespace tachoria::sim {
 
 bool readLineSettings(int slaveFd, LineSettings& settings, QString* error)
 {
     struct termios2 tio
-    {};
+    {
+    };
     if (::ioctl(slaveFd, TCGETS2, &tio) != 0) {
         if (error)
             *error = QString::fromLocal8Bit(std::strerror(errno));

@@ -47,7 +47,8 @@ public:
         : m_options(options)
         , m_model(model)
         , m_err(stderr)
-    {}
+    {
+    }
 
     void serve(Line& line, const QByteArray& incoming)
     {
@@ -55,13 +56,18 @@ public:
         // A real UART at a speed the device does not use delivers garbage, and the device answers
         // nothing. (A pseudo-terminal carries no parity bit, so only the speed can be told apart.)
         if (!m_options.bauds.contains(settings.baud)) {
-            log(QStringLiteral("%1: garbled %2 bytes (speed %3 not supported)").arg(line.name).arg(incoming.size()).arg(settings.baud));
+            log(QStringLiteral("%1: garbled %2 bytes (speed %3 not supported)")
+                    .arg(line.name)
+                    .arg(incoming.size())
+                    .arg(settings.baud));
             return;
         }
         if (line.adapter) {
             line.adapterBuffer.append(incoming);
             while (const auto code = AdapterModel::takeCommand(line.adapterBuffer)) {
-                log(QStringLiteral("%1: adapter command %2").arg(line.name).arg(*code, 2, 16, QLatin1Char('0')));
+                log(QStringLiteral("%1: adapter command %2")
+                        .arg(line.name)
+                        .arg(*code, 2, 16, QLatin1Char('0')));
                 const QByteArray answer = line.adapter->handle(*code);
                 if (!answer.isEmpty())
                     send(line, answer, settings);

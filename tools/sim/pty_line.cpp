@@ -41,7 +41,8 @@ bool PtyLine::open(const QString& linkPath, QString* error)
     // answers straight back to us.
     for (int fd : {m_master, m_slave}) {
         struct termios tio
-        {};
+        {
+        };
         if (::tcgetattr(fd, &tio) == 0) {
             ::cfmakeraw(&tio);
             ::tcsetattr(fd, TCSANOW, &tio);
@@ -110,7 +111,8 @@ bool PtyLine::write(const QByteArray& bytes, bool paced)
     const double usPerByte = pacing ? 1e6 * line.deviceBitsPerByte() / line.baud : 0.0;
     // Hand over about 5 ms of line time at once: close to a UART's pace, well inside any
     // inter-byte time-out.
-    const qsizetype chunk = pacing ? std::max<qsizetype>(1, static_cast<qsizetype>(5000.0 / usPerByte)) : bytes.size();
+    const qsizetype chunk =
+        pacing ? std::max<qsizetype>(1, static_cast<qsizetype>(5000.0 / usPerByte)) : bytes.size();
 
     QElapsedTimer clock;
     clock.start();

@@ -48,7 +48,8 @@ std::optional<Request> RequestReader::next()
             frame.data = m_buffer.mid(header + 1, length - 1);
         frame.checksum = at(total - 1);
         const bool wide = format == 0xF0 || format == 0xF1;
-        const quint8 expected = wide ? ServiceFrameCodec::checksum16(frame) : ServiceFrameCodec::checksum8(frame);
+        const quint8 expected =
+            wide ? ServiceFrameCodec::checksum16(frame) : ServiceFrameCodec::checksum8(frame);
         if (expected != frame.checksum) {
             m_buffer.remove(0, 1);
             continue;

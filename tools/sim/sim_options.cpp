@@ -12,7 +12,7 @@ bool parseByte(const QString& text, quint8& out)
 {
     bool ok = false;
     const uint value = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? text.mid(2).toUInt(&ok, 16)
-                                                                                   : text.toUInt(&ok, 10);
+                                                                                 : text.toUInt(&ok, 10);
     if (!ok || value > 0xFF)
         return false;
     out = static_cast<quint8>(value);
@@ -24,7 +24,8 @@ bool parseHex(const QString& text, int bytes, QByteArray& out)
     QString compact = text;
     compact.remove(QLatin1Char(' '));
     static const QRegularExpression hex(QStringLiteral("^[0-9A-Fa-f]*$"));
-    if (!hex.match(compact).hasMatch() || compact.size() % 2 != 0 || (bytes > 0 && compact.size() != bytes * 2))
+    if (!hex.match(compact).hasMatch() || compact.size() % 2 != 0 ||
+        (bytes > 0 && compact.size() != bytes * 2))
         return false;
     out = QByteArray::fromHex(compact.toLatin1());
     return true;
@@ -79,107 +80,127 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
 
     const QCommandLineOption link(QStringLiteral("link"), QStringLiteral("Path of the link to the line."),
                                   QStringLiteral("path"), defaultLink);
-    const QCommandLineOption partNumber(QStringLiteral("part-number"),
-                                        QStringLiteral("Part number the device reports (16 characters at most)."),
-                                        QStringLiteral("text"), defaults.partNumber);
-    const QCommandLineOption serial(QStringLiteral("serial"), QStringLiteral("Serial number, 8 bytes in hex."),
-                                    QStringLiteral("hex"), QString::fromLatin1(defaults.serialNumber.toHex().toUpper()));
-    const QCommandLineOption software(QStringLiteral("software"),
-                                      QStringLiteral("Software version as shown to the user, 4 bytes in hex."),
-                                      QStringLiteral("hex"),
-                                      QString::fromLatin1(defaults.softwareVersion.toHex().toUpper()));
+    const QCommandLineOption partNumber(
+        QStringLiteral("part-number"),
+        QStringLiteral("Part number the device reports (16 characters at most)."), QStringLiteral("text"),
+        defaults.partNumber);
+    const QCommandLineOption serial(QStringLiteral("serial"),
+                                    QStringLiteral("Serial number, 8 bytes in hex."), QStringLiteral("hex"),
+                                    QString::fromLatin1(defaults.serialNumber.toHex().toUpper()));
+    const QCommandLineOption software(
+        QStringLiteral("software"), QStringLiteral("Software version as shown to the user, 4 bytes in hex."),
+        QStringLiteral("hex"), QString::fromLatin1(defaults.softwareVersion.toHex().toUpper()));
     const QCommandLineOption skziNumber(
-        QStringLiteral("skzi-number"), QStringLiteral("Number of the crypto module, two 16-character halves joined by '-'."),
+        QStringLiteral("skzi-number"),
+        QStringLiteral("Number of the crypto module, two 16-character halves joined by '-'."),
         QStringLiteral("first-second"),
         QString::fromLatin1(defaults.skziFirstHalf + '-' + defaults.skziSecondHalf));
     const QCommandLineOption skziStatus(
         QStringLiteral("skzi-status"),
-        QStringLiteral("Crypto module status: active (0x0F), inactive (0x01), expired (0x1F), faulty (0x02) or a byte."),
+        QStringLiteral(
+            "Crypto module status: active (0x0F), inactive (0x01), expired (0x1F), faulty (0x02) or a byte."),
         QStringLiteral("status"), QStringLiteral("active"));
-    const QCommandLineOption mode(QStringLiteral("mode"), QStringLiteral("Mode byte (2: card slots are reported)."),
+    const QCommandLineOption mode(QStringLiteral("mode"),
+                                  QStringLiteral("Mode byte (2: card slots are reported)."),
                                   QStringLiteral("n"), QString::number(defaults.mode));
-    const QCommandLineOption card(QStringLiteral("card"), QStringLiteral("Card in the left or right slot, or none."),
+    const QCommandLineOption card(QStringLiteral("card"),
+                                  QStringLiteral("Card in the left or right slot, or none."),
                                   QStringLiteral("left|right|none"), QStringLiteral("left"));
     const QCommandLineOption cardType(QStringLiteral("card-type"),
                                       QStringLiteral("Type byte of the inserted card (2: master card)."),
                                       QStringLiteral("n"), QString::number(defaults.cardType));
-    const QCommandLineOption cardNumber(QStringLiteral("card-number"),
-                                        QStringLiteral("Number of the inserted card (16 characters at most)."),
-                                        QStringLiteral("text"), QString::fromLatin1(defaults.cardNumber));
-    const QCommandLineOption bauds(QStringLiteral("bauds"), QStringLiteral("Line speeds the device understands."),
-                                   QStringLiteral("list"), QStringLiteral("9600,10400,19200,38400,57600,115200"));
+    const QCommandLineOption cardNumber(
+        QStringLiteral("card-number"), QStringLiteral("Number of the inserted card (16 characters at most)."),
+        QStringLiteral("text"), QString::fromLatin1(defaults.cardNumber));
+    const QCommandLineOption bauds(
+        QStringLiteral("bauds"), QStringLiteral("Line speeds the device understands."),
+        QStringLiteral("list"), QStringLiteral("9600,10400,19200,38400,57600,115200"));
     const QCommandLineOption noPace(QStringLiteral("no-pace"),
                                     QStringLiteral("Send answers at once instead of at the line's speed."));
-    const QCommandLineOption noise(QStringLiteral("noise"), QStringLiteral("Fault: these bytes before every answer."),
+    const QCommandLineOption noise(QStringLiteral("noise"),
+                                   QStringLiteral("Fault: these bytes before every answer."),
                                    QStringLiteral("hex"));
-    const QCommandLineOption echo(QStringLiteral("echo"), QStringLiteral("Fault: echo every request, as a K-line does."));
-    const QCommandLineOption delay(QStringLiteral("delay"), QStringLiteral("Fault: wait before every answer."),
-                                   QStringLiteral("ms"), QStringLiteral("0"));
+    const QCommandLineOption echo(QStringLiteral("echo"),
+                                  QStringLiteral("Fault: echo every request, as a K-line does."));
+    const QCommandLineOption delay(QStringLiteral("delay"),
+                                   QStringLiteral("Fault: wait before every answer."), QStringLiteral("ms"),
+                                   QStringLiteral("0"));
     const QCommandLineOption silent(QStringLiteral("silent"), QStringLiteral("Fault: never answer."));
     const QCommandLineOption badChecksum(QStringLiteral("bad-checksum"),
                                          QStringLiteral("Fault: a wrong checksum on every answer."));
-    const QCommandLineOption zeroLength(QStringLiteral("zero-length-frame"),
-                                        QStringLiteral("Fault: a frame header with length 0 before every answer."));
-    const QCommandLineOption state(QStringLiteral("state"),
-                                   QStringLiteral("Calibration memory file (JSON): loaded at start when it exists, "
-                                                  "saved after every write, with the order of writes."),
-                                   QStringLiteral("file"));
-    const QCommandLineOption refuse(QStringLiteral("refuse"),
-                                    QStringLiteral("Identifiers (hex) the device refuses to read, e.g. F103,FD0F."),
-                                    QStringLiteral("list"));
+    const QCommandLineOption zeroLength(
+        QStringLiteral("zero-length-frame"),
+        QStringLiteral("Fault: a frame header with length 0 before every answer."));
+    const QCommandLineOption state(
+        QStringLiteral("state"),
+        QStringLiteral("Calibration memory file (JSON): loaded at start when it exists, "
+                       "saved after every write, with the order of writes."),
+        QStringLiteral("file"));
+    const QCommandLineOption refuse(
+        QStringLiteral("refuse"),
+        QStringLiteral("Identifiers (hex) the device refuses to read, e.g. F103,FD0F."),
+        QStringLiteral("list"));
     const QCommandLineOption refuseWrite(QStringLiteral("refuse-write"),
                                          QStringLiteral("Identifiers (hex) the device refuses to write."),
                                          QStringLiteral("list"));
-    const QCommandLineOption refuseSession(QStringLiteral("refuse-session"),
-                                           QStringLiteral("Diagnostic sessions (hex) the device refuses, e.g. 87."),
-                                           QStringLiteral("list"));
+    const QCommandLineOption refuseSession(
+        QStringLiteral("refuse-session"),
+        QStringLiteral("Diagnostic sessions (hex) the device refuses, e.g. 87."), QStringLiteral("list"));
     const QCommandLineOption pulses(QStringLiteral("pulse-count"),
-                                    QStringLiteral("What the pulse counter shows once started."), QStringLiteral("n"),
-                                    QString::number(DeviceBehaviour().pulseCount));
+                                    QStringLiteral("What the pulse counter shows once started."),
+                                    QStringLiteral("n"), QString::number(DeviceBehaviour().pulseCount));
     const QCommandLineOption speedSource(QStringLiteral("speed-source"),
                                          QStringLiteral("Source code the speed-source search settles on."),
                                          QStringLiteral("n"), QString::number(DeviceBehaviour().speedSource));
-    const QCommandLineOption canResult(QStringLiteral("can-result"),
-                                       QStringLiteral("Outcome of CAN speed detection: found, not-found or refused."),
-                                       QStringLiteral("outcome"), QStringLiteral("found"));
-    const QCommandLineOption canSpeed(QStringLiteral("can-speed"), QStringLiteral("Detected CAN speed code, 0 to 7."),
-                                      QStringLiteral("n"), QString::number(DeviceBehaviour().canSpeedCode));
+    const QCommandLineOption canResult(
+        QStringLiteral("can-result"),
+        QStringLiteral("Outcome of CAN speed detection: found, not-found or refused."),
+        QStringLiteral("outcome"), QStringLiteral("found"));
+    const QCommandLineOption canSpeed(QStringLiteral("can-speed"),
+                                      QStringLiteral("Detected CAN speed code, 0 to 7."), QStringLiteral("n"),
+                                      QString::number(DeviceBehaviour().canSpeedCode));
     const QCommandLineOption canIdType(QStringLiteral("can-id-type"),
-                                       QStringLiteral("Detected CAN identifier code, 0 or 1."), QStringLiteral("n"),
-                                       QStringLiteral("0"));
-    const QCommandLineOption adapterLink(QStringLiteral("adapter-link"),
-                                         QStringLiteral("Also serve the external adapter on a second line at this path."),
-                                         QStringLiteral("path"));
+                                       QStringLiteral("Detected CAN identifier code, 0 or 1."),
+                                       QStringLiteral("n"), QStringLiteral("0"));
+    const QCommandLineOption adapterLink(
+        QStringLiteral("adapter-link"),
+        QStringLiteral("Also serve the external adapter on a second line at this path."),
+        QStringLiteral("path"));
     const QCommandLineOption adapterPulses(QStringLiteral("adapter-pulses"),
-                                           QStringLiteral("What the adapter's pulse counter shows."), QStringLiteral("n"),
-                                           QStringLiteral("32000"));
+                                           QStringLiteral("What the adapter's pulse counter shows."),
+                                           QStringLiteral("n"), QStringLiteral("32000"));
     const QCommandLineOption noKLineEcho(QStringLiteral("no-kline-echo"),
                                          QStringLiteral("The adapter's K-line does not echo requests."));
     const QCommandLineOption maxLinkBaud(QStringLiteral("max-link-baud"),
                                          QStringLiteral("Refuse LinkControl (0x31) above this speed."),
                                          QStringLiteral("baud"), QStringLiteral("0"));
-    const QCommandLineOption pending(QStringLiteral("pending"),
-                                     QStringLiteral("Answer 'response pending' this many times before each block."),
-                                     QStringLiteral("n"), QStringLiteral("0"));
+    const QCommandLineOption pending(
+        QStringLiteral("pending"),
+        QStringLiteral("Answer 'response pending' this many times before each block."), QStringLiteral("n"),
+        QStringLiteral("0"));
     const QCommandLineOption silentAfter(QStringLiteral("silent-after"),
                                          QStringLiteral("Fault: stop answering after this many requests."),
                                          QStringLiteral("n"), QStringLiteral("-1"));
     const QCommandLineOption archiveBlocks(QStringLiteral("archive-blocks"),
-                                           QStringLiteral("Blocks in the crypto module's archive."), QStringLiteral("n"),
-                                           QStringLiteral("3"));
-    const QCommandLineOption nkmCounter(QStringLiteral("nkm-counter"),
-                                        QStringLiteral("Answer to the crypto module's block counter: known, zero, "
-                                                       "refused or malformed."),
-                                        QStringLiteral("answer"), QStringLiteral("known"));
+                                           QStringLiteral("Blocks in the crypto module's archive."),
+                                           QStringLiteral("n"), QStringLiteral("3"));
+    const QCommandLineOption nkmCounter(
+        QStringLiteral("nkm-counter"),
+        QStringLiteral("Answer to the crypto module's block counter: known, zero, "
+                       "refused or malformed."),
+        QStringLiteral("answer"), QStringLiteral("known"));
     const QCommandLineOption speedBytes(QStringLiteral("speed-block-bytes"),
                                         QStringLiteral("Size of the detailed-speed block a download gets."),
                                         QStringLiteral("n"), QStringLiteral("2400"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
-    parser.addOptions({link, partNumber, serial, software, skziNumber, skziStatus, mode, card, cardType, cardNumber,
-                       bauds, noPace, noise, echo, delay, silent, badChecksum, zeroLength, state, refuse, refuseWrite,
-                       refuseSession, pulses, speedSource, canResult, canSpeed, canIdType, adapterLink, adapterPulses,
-                       noKLineEcho, maxLinkBaud, pending, silentAfter, archiveBlocks, nkmCounter, speedBytes, verbose});
+    parser.addOptions({link,        partNumber, serial,      software,      skziNumber,    skziStatus,
+                       mode,        card,       cardType,    cardNumber,    bauds,         noPace,
+                       noise,       echo,       delay,       silent,        badChecksum,   zeroLength,
+                       state,       refuse,     refuseWrite, refuseSession, pulses,        speedSource,
+                       canResult,   canSpeed,   canIdType,   adapterLink,   adapterPulses, noKLineEcho,
+                       maxLinkBaud, pending,    silentAfter, archiveBlocks, nkmCounter,    speedBytes,
+                       verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -199,7 +220,8 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--software: expected 4 bytes in hex, e.g. 02050189"));
     const QStringList halves = parser.value(skziNumber).split(QLatin1Char('-'));
     if (halves.size() != 2 || halves[0].toUtf8().size() > 16 || halves[1].toUtf8().size() > 16)
-        return fail(QStringLiteral("--skzi-number: expected two halves of at most 16 characters joined by '-'"));
+        return fail(
+            QStringLiteral("--skzi-number: expected two halves of at most 16 characters joined by '-'"));
     id.skziFirstHalf = halves[0].toUtf8();
     id.skziSecondHalf = halves[1].toUtf8();
     if (!parseSkziStatus(parser.value(skziStatus), id.skziStatus))

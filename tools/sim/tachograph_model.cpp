@@ -69,8 +69,9 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
     , m_download(std::move(download))
 {
     if (!m_download)
-        m_download = std::make_shared<BuiltInDownloadSource>(m_memory.value(0xF190), QByteArray("A123BC77"),
-                                                             m_identity.skziFirstHalf, m_behaviour.speedBlockBytes);
+        m_download =
+            std::make_shared<BuiltInDownloadSource>(m_memory.value(0xF190), QByteArray("A123BC77"),
+                                                    m_identity.skziFirstHalf, m_behaviour.speedBlockBytes);
 }
 
 ServiceFrame TachographModel::response(quint8 sid, const QByteArray& data)
@@ -137,8 +138,8 @@ bool TachographModel::writeClock(const QByteArray& value)
     if (value.size() != 8)
         return false;
     const auto at = [&value](int i) { return static_cast<quint8>(value.at(i)); };
-    const QDateTime written(QDate(1985 + at(5), at(3), std::max(1, at(4) / 4)), QTime(at(2), at(1), at(0) / 4),
-                            QTimeZone::utc());
+    const QDateTime written(QDate(1985 + at(5), at(3), std::max(1, at(4) / 4)),
+                            QTime(at(2), at(1), at(0) / 4), QTimeZone::utc());
     if (!written.isValid())
         return false;
     m_clockOffsetSecs = QDateTime::currentDateTimeUtc().secsTo(written);
@@ -159,7 +160,8 @@ ServiceFrame TachographModel::readIdentifier(quint16 did)
     } else if (did == kSpeedSource && m_speedSearchReads >= 0) {
         // The mask of sources seen grows one bit a read until all four are seen.
         const int seen = std::min(4, ++m_speedSearchReads);
-        value = QByteArray(1, static_cast<char>(m_behaviour.speedSource)) + QByteArray(1, static_cast<char>((1 << seen) - 1));
+        value = QByteArray(1, static_cast<char>(m_behaviour.speedSource)) +
+                QByteArray(1, static_cast<char>((1 << seen) - 1));
         m_memory.setValue(kSpeedSource, value);
     } else if (did == kCanDetection) {
         if (m_canReads < 0)
@@ -169,9 +171,10 @@ ServiceFrame TachographModel::readIdentifier(quint16 did)
         } else {
             const quint8 channel = static_cast<quint8>((m_canChannel & 1) << 4);
             const quint8 found = m_behaviour.canOutcome == CanOutcome::Found;
-            const quint8 byte = found ? static_cast<quint8>(0xE0 | channel | ((m_behaviour.canIdentifierCode & 1) << 3) |
-                                                            (m_behaviour.canSpeedCode & 7))
-                                      : static_cast<quint8>(0xA0 | channel);
+            const quint8 byte =
+                found ? static_cast<quint8>(0xE0 | channel | ((m_behaviour.canIdentifierCode & 1) << 3) |
+                                            (m_behaviour.canSpeedCode & 7))
+                      : static_cast<quint8>(0xA0 | channel);
             value = QByteArray(1, static_cast<char>(byte));
         }
     } else if (m_memory.contains(did)) {
@@ -239,7 +242,8 @@ void TachographModel::queueBlock(quint8 type, const QByteArray& payload)
     QByteArray rest = payload;
     quint16 counter = 0;
     const auto header = [&] {
-        return typeByte + QByteArray(1, static_cast<char>(counter >> 8)) + QByteArray(1, static_cast<char>(counter & 0xFF));
+        return typeByte + QByteArray(1, static_cast<char>(counter >> 8)) +
+               QByteArray(1, static_cast<char>(counter & 0xFF));
     };
     while (rest.size() > 250) {
         const qsizetype take = std::min<qsizetype>(std::max(251, m_behaviour.segmentBytes), rest.size());
@@ -296,7 +300,8 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
         // A card's data goes out only to an authenticated workshop card.
         if (!m_cardAuthenticated)
             return {negativeResponse(sid, kSecurityAccessDenied)};
-        QByteArray identification = QByteArray::fromHex("052000008F2B") + m_cardNumber.leftJustified(16, ' ', true);
+        QByteArray identification =
+            QByteArray::fromHex("052000008F2B") + m_cardNumber.leftJustified(16, ' ', true);
         identification += QByteArray(143 - 17, '\0');
         payload = QByteArray::fromHex("000200001900") + QByteArray(25, '\x01') + identification;
         break;
@@ -471,12 +476,14 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
     case 0x22:
         if (data.size() != 2)
             return {negativeResponse(sid, kIncorrectLength)};
-        return {readIdentifier(static_cast<quint16>((static_cast<quint8>(data.at(0)) << 8) | static_cast<quint8>(data.at(1))))};
+        return {readIdentifier(
+            static_cast<quint16>((static_cast<quint8>(data.at(0)) << 8) | static_cast<quint8>(data.at(1))))};
     case 0x2E:
         if (data.size() < 3)
             return {negativeResponse(sid, kIncorrectLength)};
-        return {writeIdentifier(static_cast<quint16>((static_cast<quint8>(data.at(0)) << 8) | static_cast<quint8>(data.at(1))),
-                                data.mid(2))};
+        return {writeIdentifier(
+            static_cast<quint16>((static_cast<quint8>(data.at(0)) << 8) | static_cast<quint8>(data.at(1))),
+            data.mid(2))};
     default:
         return {negativeResponse(sid, kServiceNotSupported)};
     }

@@ -56,24 +56,24 @@ enum class CanOutcome
 // How the device behaves beyond its identity: what it refuses and what its measurements find.
 struct DeviceBehaviour
 {
-    QSet<quint16> refusedReads;      // answered with a negative response
+    QSet<quint16> refusedReads; // answered with a negative response
     QSet<quint16> refusedWrites;
     QSet<quint8> refusedSessions;
-    quint32 pulseCount = 48000;      // what the pulse counter shows when read
-    quint8 speedSource = 0x02;       // source the speed-source search settles on
+    quint32 pulseCount = 48000; // what the pulse counter shows when read
+    quint8 speedSource = 0x02;  // source the speed-source search settles on
     CanOutcome canOutcome = CanOutcome::Found;
     quint8 canSpeedCode = 0x02;
     quint8 canIdentifierCode = 0x00;
-    int canReadsBeforeResult = 3;    // detection is "in progress" for this many reads
-    QString statePath;               // where the calibration memory lives between runs
+    int canReadsBeforeResult = 3; // detection is "in progress" for this many reads
+    QString statePath;            // where the calibration memory lives between runs
 
-    int maxLinkBaud = 0;             // LinkControl above this speed is refused; 0: no limit
-    int pendingReplies = 0;          // "response pending" answers before each block
-    int silentAfterRequests = -1;    // the unit stops answering after this many requests; -1: never
-    int archiveBlocks = 3;           // blocks of the crypto module's archive before its end
+    int maxLinkBaud = 0;          // LinkControl above this speed is refused; 0: no limit
+    int pendingReplies = 0;       // "response pending" answers before each block
+    int silentAfterRequests = -1; // the unit stops answering after this many requests; -1: never
+    int archiveBlocks = 3;        // blocks of the crypto module's archive before its end
     CounterAnswer counterAnswer = CounterAnswer::Known;
-    int segmentBytes = 1021;         // payload bytes of a full segment of a long block
-    int speedBlockBytes = 2400;      // size of the detailed-speed block
+    int segmentBytes = 1021;    // payload bytes of a full segment of a long block
+    int speedBlockBytes = 2400; // size of the detailed-speed block
     // The crypto module's key identifiers: current, authority, previous authority.
     QByteArray nkmKeys = QByteArray(16, '\xAA') + QByteArray(16, '\xBB') + QByteArray(16, '\xCC');
 };
