@@ -1,6 +1,7 @@
 #include "cards/external_card_auth.h"
 
 #include "logging/application_logger.h"
+#include "protocol/byte_order.h"
 
 #include <QDateTime>
 #include <QTimeZone>
@@ -9,9 +10,21 @@ namespace tachoria::cards {
 
 using logging::ApplicationLogger;
 using logging::Level;
+using protocol::bigEndianBytes;
+using protocol::readBigEndian;
 using protocol::ServiceFrame;
 
 namespace {
+
+QString hex4(quint32 value)
+{
+    return protocol::hexDigits(value, 4, true);
+}
+
+QString hex2(quint32 value)
+{
+    return protocol::hexDigits(value, 2, true);
+}
 
 const QString kCategory = QStringLiteral("cards");
 const QByteArray kTachographApplication = QByteArray::fromHex("FF544143484F");
@@ -24,32 +37,6 @@ constexpr quint8 kNkmCryptogram = 0x44;
 constexpr quint8 kNkmGetCertificate = 0x49;
 constexpr quint8 kNkmKeyIdentifier = 0x4A;
 constexpr quint8 kNkmKeyList = 0x4B;
-
-QString hex4(quint32 value)
-{
-    return QStringLiteral("%1").arg(value, 4, 16, QLatin1Char('0')).toUpper();
-}
-
-QString hex2(quint32 value)
-{
-    return QStringLiteral("%1").arg(value, 2, 16, QLatin1Char('0')).toUpper();
-}
-
-quint32 bigEndian(const QByteArray& bytes, int offset, int size)
-{
-    quint32 value = 0;
-    for (int i = 0; i < size; ++i)
-        value = (value << 8) | static_cast<quint8>(bytes.at(offset + i));
-    return value;
-}
-
-QByteArray bigEndian32(quint32 value)
-{
-    QByteArray out;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        out.append(static_cast<char>((value >> shift) & 0xFF));
-    return out;
-}
 
 // The module keeps local time: the wall clock's fields are sent as if they were UTC.
 quint32 localTimeAsUtc(const QDateTime& now)
@@ -133,7 +120,7 @@ bool ExternalCardAuth::readCertificate(quint16 id, QByteArray& out, QString* err
         return false;
     int length = 4;
     if (header.size() >= 4 && header.startsWith(QByteArray::fromHex("3082")))
-        length = static_cast<int>(bigEndian(header, 2, 2));
+        length = static_cast<int>(readBigEndian(header, 2, 2));
     if (length >= 5)
         length += 4; // the header itself
     return readFile(id, length, out, error);
@@ -159,7 +146,7 @@ bool ExternalCardAuth::readCardFiles(QString* error)
     if (application.size() < 9)
         return fail(error, QStringLiteral("Файл 0501 карты имеет неверную длину"));
     m_data.cardType = static_cast<quint8>(application.at(0));
-    const int records = static_cast<int>(bigEndian(application, 7, 2));
+    const int records = static_cast<int>(readBigEndian(application, 7, 2));
 
     QByteArray identification;
     if (!readFile(0x0520, 211, identification, error))
@@ -169,7 +156,7 @@ bool ExternalCardAuth::readCardFiles(QString* error)
     m_data.issuingNation = static_cast<quint8>(identification.at(0));
     m_data.cardNumber = identification.mid(1, 16);
     m_data.codeString = identification.mid(17, 36).leftJustified(36, ' ', true);
-    m_data.expiryDate = bigEndian(identification, 61, 4);
+    m_data.expiryDate = readBigEndian(identification, 61, 4);
     m_data.cardFullNumberForRecord = QByteArray(1, static_cast<char>(m_data.cardType)) +
                                      QByteArray(1, static_cast<char>(m_data.issuingNation)) +
                                      m_data.cardNumber;
@@ -180,13 +167,13 @@ bool ExternalCardAuth::readCardFiles(QString* error)
     m_data.lastVehicleUse = 0xFFFFFFFF;
     m_data.lastVehicle = QByteArray(15, ' ');
     if (vehicles.size() >= 2 && records > 0) {
-        const int pointer = static_cast<int>(bigEndian(vehicles, 0, 2));
+        const int pointer = static_cast<int>(readBigEndian(vehicles, 0, 2));
         if (pointer >= records)
             return fail(error, QStringLiteral("Указатель последней записи карты выходит за границы"));
         const int start = pointer * 31 + 2;
         if (start + 31 > vehicles.size())
             return fail(error, QStringLiteral("Повреждена история транспортных средств карты"));
-        m_data.lastVehicleUse = bigEndian(vehicles, start + 10, 4);
+        m_data.lastVehicleUse = readBigEndian(vehicles, start + 10, 4);
         m_data.lastVehicle =
             (vehicles.mid(start + 14, 1) + vehicles.mid(start + 15, 14)).leftJustified(15, ' ', true);
     }
@@ -205,14 +192,14 @@ QByteArray ExternalCardAuth::serializeEnteringRecord(const QDateTime& now) const
     record += QByteArray(1, '\0');
     record += QByteArray(35, ' ');
     record += m_data.cardFullNumberForRecord.leftJustified(18, '\0', true);
-    record += bigEndian32(m_data.expiryDate);
-    record += bigEndian32(localTimeAsUtc(now));
+    record += bigEndianBytes(m_data.expiryDate, 4);
+    record += bigEndianBytes(localTimeAsUtc(now), 4);
     record += QByteArray(3, '\0');
     record += QByteArray(1, '\x02');
     record += QByteArray(4, '\xFF');
     record += QByteArray(3, '\xFF');
     record += m_data.lastVehicle.leftJustified(15, ' ', true);
-    record += bigEndian32(m_data.lastVehicleUse);
+    record += bigEndianBytes(m_data.lastVehicleUse, 4);
     record += QByteArray(1, '\0');
     return record;
 }
@@ -221,7 +208,7 @@ QByteArray ExternalCardAuth::serializeTakingRecord(const QDateTime& now) const
 {
     QByteArray record = serializeEnteringRecord(now);
     if (record.size() > 105) {
-        record.replace(102, 4, bigEndian32(localTimeAsUtc(now)));
+        record.replace(102, 4, bigEndianBytes(localTimeAsUtc(now), 4));
         record.replace(106, 3, QByteArray(3, '\0'));
     }
     return record;

@@ -2,6 +2,7 @@
 
 #include "cards/external_card_auth.h"
 #include "logging/application_logger.h"
+#include "protocol/byte_order.h"
 #include "protocol/ralona_client.h"
 #include "storage/app_paths.h"
 
@@ -28,19 +29,6 @@ constexpr int kAttempts = 3;
 constexpr int kTimeoutMs = 2000;
 constexpr int kUnexpectedAnswer = 0x12345678;
 constexpr int kTempWriteFailed = -2;
-
-QByteArray bigEndian32(quint32 value)
-{
-    QByteArray out;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        out.append(static_cast<char>((value >> shift) & 0xFF));
-    return out;
-}
-
-QString hexUpper(quint8 byte)
-{
-    return QStringLiteral("%1").arg(byte, 2, 16, QLatin1Char('0')).toUpper();
-}
 
 void log(Level level, const QString& message, const QString& operation = QStringLiteral("run"))
 {
@@ -181,7 +169,8 @@ bool DownloadRun::raiseBaud(QString& failure)
             return true;
         }
         failure = QStringLiteral("Не выполнен LinkControlService1%1")
-                      .arg(reply.replied ? QStringLiteral(" (ответ 0x%1)").arg(hexUpper(reply.responseCode))
+                      .arg(reply.replied ? QStringLiteral(" (ответ 0x%1)")
+                                               .arg(protocol::hexDigits(reply.responseCode, 2, true))
                                          : QString());
         return false;
     }
@@ -273,7 +262,8 @@ int DownloadRun::step(quint8 type)
         QByteArray buffer;
         for (qint64 day = m_begin; day <= m_end; day += 86400) {
             const int code = DownloadWorkflow::transferData(
-                m_client, type, bigEndian32(static_cast<quint32>(day)), &m_stop, payload, hook, m_status);
+                m_client, type, protocol::bigEndianBytes(static_cast<quint32>(day), 4), &m_stop, payload,
+                hook, m_status);
             if (code != 0)
                 return flush(type, buffer) ? code : kTempWriteFailed;
             buffer.append(payload);
@@ -291,9 +281,10 @@ int DownloadRun::step(quint8 type)
         }
         return code;
     }
-    const QByteArray dates = type == REQUEST_DATA_NKM ? bigEndian32(static_cast<quint32>(m_begin)) +
-                                                            bigEndian32(static_cast<quint32>(m_end))
-                                                      : QByteArray();
+    const QByteArray dates = type == REQUEST_DATA_NKM
+                                 ? protocol::bigEndianBytes(static_cast<quint32>(m_begin), 4) +
+                                       protocol::bigEndianBytes(static_cast<quint32>(m_end), 4)
+                                 : QByteArray();
     const int code = DownloadWorkflow::transferData(m_client, type, dates, &m_stop, payload, hook, m_status);
     if (!flush(type, code == 0 ? payload : QByteArray()))
         return kTempWriteFailed;
@@ -664,7 +655,7 @@ QString DownloadWorkflow::requestName(quint8 type)
     case REQUEST_ARHIV_NKM:
         return QStringLiteral("REQUEST_ARHIV_NKM");
     default:
-        return QStringLiteral("REQUEST_%1").arg(hexUpper(type));
+        return QStringLiteral("REQUEST_%1").arg(protocol::hexDigits(type, 2, true));
     }
 }
 

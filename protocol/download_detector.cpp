@@ -1,5 +1,6 @@
 #include "protocol/download_detector.h"
 
+#include "protocol/byte_order.h"
 #include "protocol/serial_transport.h"
 
 #include <QEventLoop>
@@ -16,11 +17,6 @@ namespace {
 bool isShortLayoutBaud(int baud)
 {
     return baud == 9600 || baud == 10400;
-}
-
-QString upperHexByte(quint8 byte)
-{
-    return QStringLiteral("%1").arg(byte, 2, 16, QLatin1Char('0')).toUpper();
 }
 
 const QString kPartNumberPrefix = QStringLiteral("47.9160000-2");
@@ -126,11 +122,11 @@ DownloadDeviceInfo DownloadDeviceDetector::probe(const QString& port, int baud, 
     }
     if (expectedResponseSid >= 0 && response.sid != expectedResponseSid) {
         result.diagnostic =
-            QStringLiteral("unexpected SID in 0x16 response: 0x") + upperHexByte(response.sid);
+            QStringLiteral("unexpected SID in 0x16 response: 0x") + hexDigits(response.sid, 2, true);
         return result;
     }
     if (response.format != 0x80 && response.format != 0x81 && response.format != 0xF0) {
-        result.diagnostic = QStringLiteral("unexpected format 0x") + upperHexByte(response.format);
+        result.diagnostic = QStringLiteral("unexpected format 0x") + hexDigits(response.format, 2, true);
         return result;
     }
     if (stop && stop->load()) {
@@ -143,7 +139,7 @@ DownloadDeviceInfo DownloadDeviceDetector::probe(const QString& port, int baud, 
     if (!result.matched && result.diagnostic.isEmpty()) {
         result.diagnostic =
             QStringLiteral("device signature mismatch; format=0x%1 sid=0x%2 data=%3 bytes first=%4")
-                .arg(upperHexByte(response.format), upperHexByte(response.sid))
+                .arg(hexDigits(response.format, 2, true), hexDigits(response.sid, 2, true))
                 .arg(response.data.size())
                 .arg(hexString(response.data.left(24)));
     }

@@ -1,15 +1,8 @@
 #include "protocol/ralona_client.h"
 
+#include "protocol/byte_order.h"
+
 namespace tachoria::protocol {
-
-namespace {
-
-QString hexByte(quint8 byte)
-{
-    return QStringLiteral("%1").arg(byte, 2, 16, QLatin1Char('0'));
-}
-
-} // namespace
 
 bool RalonaClient::configure(const QString& portName, int baudRate)
 {
@@ -30,7 +23,7 @@ bool RalonaClient::sendCommand(quint8 code, const QByteArray& data, quint8 expec
     if (m_lastResponse.code != expectedCode) {
         if (error)
             *error = QStringLiteral("unexpected Ralona response: 0x%1, expected 0x%2")
-                         .arg(hexByte(m_lastResponse.code), hexByte(expectedCode));
+                         .arg(hexDigits(m_lastResponse.code, 2, false), hexDigits(expectedCode, 2, false));
         return false;
     }
     return true;

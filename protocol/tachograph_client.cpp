@@ -1,5 +1,7 @@
 #include "protocol/tachograph_client.h"
 
+#include "protocol/byte_order.h"
+
 #include <algorithm>
 
 namespace tachoria::protocol {
@@ -14,17 +16,6 @@ void setError(QString* error, const QString& text)
 {
     if (error)
         *error = text;
-}
-
-QString hexByte(quint8 byte)
-{
-    return QStringLiteral("%1").arg(byte, 2, 16, QLatin1Char('0'));
-}
-
-void appendBigEndian(QByteArray& out, quint32 value, int bytes)
-{
-    for (int shift = (bytes - 1) * 8; shift >= 0; shift -= 8)
-        out.append(static_cast<char>((value >> shift) & 0xFF));
 }
 
 } // namespace
@@ -102,7 +93,7 @@ bool TachographClient::expectPositive(const ServiceFrame& frame, quint8 expected
             const QString explanation =
                 code == 0x13 ? QStringLiteral(" (incorrect message length/format)") : QString();
             *error = QStringLiteral("TACHOGRAPH NEGATIVE RESPONSE: SID=0x%1 NRC=0x%2%3")
-                         .arg(hexByte(rejected), hexByte(code), explanation)
+                         .arg(hexDigits(rejected, 2, false), hexDigits(code, 2, false), explanation)
                          .toUpper();
         }
         return false;
@@ -110,7 +101,7 @@ bool TachographClient::expectPositive(const ServiceFrame& frame, quint8 expected
     if (frame.sid == expectedSid)
         return true;
     setError(error, QStringLiteral("unexpected response SID: 0x%1, expected 0x%2")
-                        .arg(hexByte(frame.sid), hexByte(expectedSid)));
+                        .arg(hexDigits(frame.sid, 2, false), hexDigits(expectedSid, 2, false)));
     return false;
 }
 
@@ -190,8 +181,7 @@ bool TachographClient::securityAccess(quint8 subFunction, QByteArray* payload, Q
 
 bool TachographClient::readDataByIdentifier(quint16 identifier, QByteArray& value, QString* error)
 {
-    QByteArray id;
-    appendBigEndian(id, identifier, 2);
+    const QByteArray id = bigEndianBytes(identifier, 2);
     QByteArray payload;
     if (!service(0x22, id, kReadIdentifierTimeoutMs, &payload, error))
         return false;
@@ -205,17 +195,14 @@ bool TachographClient::readDataByIdentifier(quint16 identifier, QByteArray& valu
 
 bool TachographClient::writeDataByIdentifier(quint16 identifier, const QByteArray& value, QString* error)
 {
-    QByteArray data;
-    appendBigEndian(data, identifier, 2);
-    data.append(value);
+    const QByteArray data = bigEndianBytes(identifier, 2) + value;
     return service(0x2E, data, kDefaultTimeoutMs, nullptr, error);
 }
 
 bool TachographClient::readMemoryByAddress(quint16 length, quint32 address, QByteArray& value, QString* error)
 {
     QByteArray data(1, static_cast<char>(kAddressAndLengthFormat));
-    appendBigEndian(data, address, 4);
-    appendBigEndian(data, length, 2);
+    data += bigEndianBytes(address, 4) + bigEndianBytes(length, 2);
     return service(0x23, data, kDefaultTimeoutMs, &value, error);
 }
 
@@ -227,8 +214,7 @@ bool TachographClient::writeMemoryByAddress(quint16 length, quint32 address, con
         return false;
     }
     QByteArray data(1, static_cast<char>(kAddressAndLengthFormat));
-    appendBigEndian(data, address, 4);
-    appendBigEndian(data, length, 2);
+    data += bigEndianBytes(address, 4) + bigEndianBytes(length, 2);
     data.append(value);
     return service(0x3D, data, kDefaultTimeoutMs, nullptr, error);
 }
