@@ -2,27 +2,16 @@
 // line's speed: the effective throughput against the wire's limit (8E1: 11 bits a byte), and the
 // CPU the reading thread spends meanwhile.
 #include "../../tests/support/simulator_process.h"
+#include "../bench_common.h"
 #include "download/download_workflow.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
-
-#include <benchmark/benchmark.h>
-#include <sys/resource.h>
 
 using tachoria::download::DownloadWorkflow;
 using tachoria::protocol::TachographClient;
 using tachoria::test::SimulatorProcess;
 
 namespace {
-
-double threadCpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_THREAD, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
 
 void longTransfer(benchmark::State& state)
 {
@@ -46,13 +35,13 @@ void longTransfer(benchmark::State& state)
     for (auto _ : state) {
         QElapsedTimer timer;
         timer.start();
-        const double before = threadCpuSeconds();
+        const double before = tachoria::bench::cpuSeconds(RUSAGE_THREAD);
         QByteArray payload;
         if (DownloadWorkflow::transferData(client, 0x04, {}, nullptr, payload) != 0) {
             state.SkipWithError("transfer failed");
             return;
         }
-        cpu += threadCpuSeconds() - before;
+        cpu += tachoria::bench::cpuSeconds(RUSAGE_THREAD) - before;
         wall += timer.nsecsElapsed() / 1e9;
         received += payload.size();
     }
@@ -68,9 +57,5 @@ BENCHMARK(longTransfer)->Arg(64 * 1024)->Unit(benchmark::kMillisecond)->UseRealT
 
 int main(int argc, char** argv)
 {
-    QCoreApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return tachoria::bench::runBenchmarks(argc, argv);
 }

@@ -2,26 +2,15 @@
 // sleeps rather than spins.
 #include "../../tests/support/process_runner.h"
 #include "../../tests/support/simulator_process.h"
+#include "../bench_common.h"
 #include "protocol/download_detector.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
-
-#include <benchmark/benchmark.h>
-#include <sys/resource.h>
 
 using tachoria::protocol::DownloadDeviceDetector;
 using tachoria::test::SimulatorProcess;
 
 namespace {
-
-double cpuSeconds(int who)
-{
-    rusage usage{};
-    getrusage(who, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
 
 void probeRoundTrip(benchmark::State& state)
 {
@@ -56,9 +45,9 @@ void silentProbeThreadCpu(benchmark::State& state)
     for (auto _ : state) {
         QElapsedTimer timer;
         timer.start();
-        const double before = cpuSeconds(RUSAGE_THREAD);
+        const double before = tachoria::bench::cpuSeconds(RUSAGE_THREAD);
         benchmark::DoNotOptimize(DownloadDeviceDetector::probe(sim.link(), 115200));
-        cpu += cpuSeconds(RUSAGE_THREAD) - before;
+        cpu += tachoria::bench::cpuSeconds(RUSAGE_THREAD) - before;
         wall += timer.nsecsElapsed() / 1e9;
     }
     state.counters["cpu_percent_of_core"] = 100.0 * cpu / wall;
@@ -77,10 +66,10 @@ void silentProbeProcessCpu(benchmark::State& state)
     for (auto _ : state) {
         QElapsedTimer timer;
         timer.start();
-        const double before = cpuSeconds(RUSAGE_CHILDREN);
+        const double before = tachoria::bench::cpuSeconds(RUSAGE_CHILDREN);
         const auto result = tachoria::test::runProcess(tachoria::test::binaryPath(QStringLiteral("tachoria")),
                                                        {QStringLiteral("--probe-port"), sim.link()});
-        cpu += cpuSeconds(RUSAGE_CHILDREN) - before;
+        cpu += tachoria::bench::cpuSeconds(RUSAGE_CHILDREN) - before;
         wall += timer.nsecsElapsed() / 1e9;
         if (result.exitCode != 2) {
             state.SkipWithError("the probe of a silent device must end with exit code 2");
@@ -98,9 +87,5 @@ BENCHMARK(silentProbeProcessCpu)->Unit(benchmark::kMillisecond)->UseRealTime()->
 
 int main(int argc, char** argv)
 {
-    QCoreApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return tachoria::bench::runBenchmarks(argc, argv);
 }
