@@ -75,6 +75,8 @@ std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& 
     };
     // Checked in this order; the first present runs and nothing else of the program does.
     const Probe probes[] = {
+        {QStringLiteral("--probe-calibration"), false, &runCalibrationProbe},
+        {QStringLiteral("--probe-can"), false, &runCanProbe},
         {QStringLiteral("--probe-download"), true, &runDownloadProbe},
         {kProbePort, false, &runPortProbe},
     };

@@ -12,5 +12,7 @@ std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& 
 
 int runPortProbe(const CommandLine& commandLine);
 int runDownloadProbe(const CommandLine& commandLine);
+int runCalibrationProbe(const CommandLine& commandLine);
+int runCanProbe(const CommandLine& commandLine);
 
 } // namespace tachoria::app
