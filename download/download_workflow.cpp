@@ -325,8 +325,10 @@ bool DownloadRun::writeFinalFile(QString& failure)
             failure = part.errorString();
             return false;
         }
-        if (file.write(part.readAll()) < 0) {
+        const QByteArray bytes = part.readAll();
+        if (file.write(bytes) != bytes.size()) {
             failure = file.errorString();
+            file.cancelWriting();
             return false;
         }
         consumed.append(part.fileName());

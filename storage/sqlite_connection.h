@@ -33,6 +33,11 @@ public:
     // Runs an UPDATE or DELETE; the number of affected rows, or -1 when it did not run.
     int change(const QString& statement, const QVariantList& values);
     QList<QVariantMap> records(const QString& statement, const QVariantList& values = {});
+    // The first column of the first row, or the fallback.
+    QVariant scalar(const QString& statement, const QVariantList& values = {}, const QVariant& fallback = {});
+    bool transaction();
+    bool commit();
+    void rollback();
     void setLastError(const QString& text) { m_lastError = text; }
 
     static QVariantMap readRecord(const QSqlQuery& query);
