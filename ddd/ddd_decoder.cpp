@@ -1,0 +1,408 @@
+#include "ddd/ddd_decoder.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QTimeZone>
+
+namespace tachoria::ddd {
+
+namespace {
+
+QString tagText(quint8 high, quint8 low)
+{
+    return QStringLiteral("%1%2")
+        .arg(high, 2, 16, QLatin1Char('0'))
+        .arg(low, 2, 16, QLatin1Char('0'))
+        .toUpper();
+}
+
+quint8 byteAt(const QByteArray& bytes, qsizetype index)
+{
+    return static_cast<quint8>(bytes.at(index));
+}
+
+bool isVehicleUnitMarker(quint8 byte)
+{
+    return byte == 0x81 || (byte >= 0x01 && byte <= 0x05);
+}
+
+// The time-stamp rule of the vehicle-unit sections: not 0, below 0xF0000001, a year from 1970 to 2100.
+bool plausibleTimestamp(quint32 value)
+{
+    if (value == 0 || value > 0xF0000000u)
+        return false;
+    const int year = QDateTime::fromSecsSinceEpoch(value, QTimeZone::utc()).date().year();
+    return year >= 1970 && year <= 2100;
+}
+
+DddBlock rawBlock(const QByteArray& bytes, const QString& name)
+{
+    DddBlock block;
+    block.fileNumber = QStringLiteral("RAW");
+    block.name = name;
+    block.occurrence = 1;
+    block.offset = 0;
+    block.length = static_cast<int>(bytes.size());
+    block.data = bytes;
+    return block;
+}
+
+const QSet<quint16> kKnownCardTags = {0x0501, 0x0502, 0x0503, 0x0504, 0x0505, 0x0506,
+                                      0x0507, 0x0508, 0x050E, 0x0520, 0x0521, 0x0522};
+
+void setCardRecordFields(DddBlock& block, quint16 tag, bool allTags)
+{
+    const int payload = block.length;
+    block.recordCount = 0;
+    block.recordLength = 0;
+    if (tag == 0x0505) {
+        block.recordLength = 31;
+        block.recordCount = payload < 2 ? 0 : (payload - 2) / 31;
+    } else if (tag == 0x0506) {
+        block.recordLength = 10;
+        block.recordCount = payload < 1 ? 0 : (payload - 1) / 10;
+    } else if (allTags && (tag == 0x0502 || tag == 0x0503)) {
+        block.recordLength = 24;
+        block.recordCount = payload / 24;
+    }
+}
+
+} // namespace
+
+QString Decoder::typeName(DddFileType type)
+{
+    switch (type) {
+    case DddFileType::DriverCard:
+        return QStringLiteral("Карта водителя");
+    case DddFileType::Tachograph:
+        return QStringLiteral("Тахограф");
+    case DddFileType::Unknown:
+        break;
+    }
+    return QStringLiteral("Неизвестный формат");
+}
+
+DddFileType Decoder::detectType(const QByteArray& bytes)
+{
+    if (bytes.size() < 2)
+        return DddFileType::Unknown;
+    if (byteAt(bytes, 0) == 0x00 && byteAt(bytes, 1) == 0x02)
+        return DddFileType::DriverCard;
+    if (byteAt(bytes, 0) == 0x76 && isVehicleUnitMarker(byteAt(bytes, 1)))
+        return DddFileType::Tachograph;
+    return DddFileType::Unknown;
+}
+
+QString Decoder::tachographBlockName(const QString& tag)
+{
+    static const QHash<QString, QString> names = {
+        {QStringLiteral("7681"), QStringLiteral("Основные данные тахографа")},
+        {QStringLiteral("7601"), QStringLiteral("Идентификация тахографа")},
+        {QStringLiteral("7602"), QStringLiteral("Данные активности")},
+        {QStringLiteral("7603"), QStringLiteral("События и неисправности")},
+        {QStringLiteral("7604"), QStringLiteral("Детальная скорость")},
+        {QStringLiteral("7605"), QStringLiteral("Калибровка и технические данные")},
+    };
+    return names.value(tag, QStringLiteral("Блок DDD"));
+}
+
+QString Decoder::cardBlockName(const QString& tag)
+{
+    static const QHash<QString, QString> names = {
+        {QStringLiteral("0002"), QStringLiteral("ICC")},
+        {QStringLiteral("0005"), QStringLiteral("IC")},
+        {QStringLiteral("C209"), QStringLiteral("Сертификат")},
+        {QStringLiteral("0501"), QStringLiteral("Идентификация приложения")},
+        {QStringLiteral("0520"), QStringLiteral("Идентификация")},
+        {QStringLiteral("0521"), QStringLiteral("Водительское удостоверение")},
+        {QStringLiteral("0502"), QStringLiteral("Данные событий")},
+        {QStringLiteral("0503"), QStringLiteral("Данные неисправностей")},
+        {QStringLiteral("0504"), QStringLiteral("Активность водителя")},
+        {QStringLiteral("0505"), QStringLiteral("Использованные автомобили")},
+        {QStringLiteral("0506"), QStringLiteral("Места")},
+        {QStringLiteral("0508"), QStringLiteral("Контрольная активность")},
+        {QStringLiteral("0522"), QStringLiteral("Особые условия")},
+        {QStringLiteral("050E"), QStringLiteral("Загрузка карты")},
+        {QStringLiteral("0507"), QStringLiteral("Текущее использование")},
+    };
+    return names.value(tag, QStringLiteral("Неизвестный блок %1").arg(tag));
+}
+
+QStringList Decoder::printableStrings(const QByteArray& bytes)
+{
+    QStringList strings;
+    QSet<QString> seen;
+    qsizetype start = -1;
+    const auto close = [&](qsizetype end) {
+        if (start >= 0 && end - start > 3) {
+            const QString text = QString::fromLatin1(bytes.mid(start, end - start)).trimmed();
+            if (!text.isEmpty() && !seen.contains(text)) {
+                seen.insert(text);
+                strings.append(text);
+            }
+        }
+        start = -1;
+    };
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        const quint8 byte = byteAt(bytes, i);
+        if (byte >= 32 && byte <= 126) {
+            if (start < 0)
+                start = i;
+        } else {
+            close(i);
+        }
+    }
+    close(bytes.size());
+    return strings;
+}
+
+QList<DddBlock> Decoder::splitTachographBlocks(const QByteArray& bytes)
+{
+    QList<DddBlock> blocks;
+    if (bytes.size() >= 2 && byteAt(bytes, 0) == 0x76 && byteAt(bytes, 1) == 0x81) {
+        DddBlock block;
+        block.fileNumber = QStringLiteral("7681");
+        block.name = tachographBlockName(block.fileNumber);
+        block.occurrence = 1;
+        block.length = static_cast<int>(bytes.size());
+        block.data = bytes;
+        blocks.append(block);
+        return blocks;
+    }
+    if (bytes.size() < 2 || byteAt(bytes, 0) != 0x76 || byteAt(bytes, 1) != 0x01) {
+        blocks.append(rawBlock(bytes, QStringLiteral("Данные тахографа")));
+        return blocks;
+    }
+    // There is no length field to trust: markers are searched at every position, and taken only while
+    // the blocks keep their ascending order (a repeated number is allowed).
+    QList<qsizetype> starts{0};
+    int expected = 1;
+    for (qsizetype position = 2; position + 1 < bytes.size(); ++position) {
+        if (byteAt(bytes, position) != 0x76)
+            continue;
+        const quint8 marker = byteAt(bytes, position + 1);
+        bool accepted = false;
+        switch (marker) {
+        case 0x02:
+            if (expected < 3 && position + 6 < bytes.size()) {
+                const quint32 stamp = (quint32(byteAt(bytes, position + 2)) << 24) |
+                                      (quint32(byteAt(bytes, position + 3)) << 16) |
+                                      (quint32(byteAt(bytes, position + 4)) << 8) |
+                                      byteAt(bytes, position + 5);
+                accepted = plausibleTimestamp(stamp);
+                if (accepted)
+                    expected = 2;
+            }
+            break;
+        case 0x03:
+        case 0x04:
+        case 0x05:
+            accepted = expected < marker + 1;
+            if (accepted)
+                expected = marker;
+            break;
+        case 0x81:
+            accepted = expected > 4;
+            if (accepted)
+                expected = 6;
+            break;
+        default:
+            break; // a second overview (0x01) is never a start
+        }
+        if (accepted)
+            starts.append(position);
+    }
+    QHash<QString, int> occurrences;
+    for (qsizetype i = 0; i < starts.size(); ++i) {
+        const qsizetype start = starts.at(i);
+        const qsizetype end = i + 1 < starts.size() ? starts.at(i + 1) : bytes.size();
+        DddBlock block;
+        block.fileNumber = tagText(byteAt(bytes, start), byteAt(bytes, start + 1));
+        block.name = tachographBlockName(block.fileNumber);
+        block.occurrence = ++occurrences[block.fileNumber];
+        block.offset = static_cast<int>(start);
+        block.length = static_cast<int>(end - start);
+        block.data = bytes.mid(start, end - start);
+        blocks.append(block);
+    }
+    return blocks;
+}
+
+QList<DddBlock> Decoder::splitDriverCardBlocks(const QByteArray& bytes)
+{
+    struct Found
+    {
+        qsizetype start;
+        qsizetype end; // header included
+        DddBlock block;
+    };
+    QList<Found> found;
+    const auto headerAt = [&bytes](qsizetype position, quint16& tag, quint8& type, int& length) {
+        if (position + 5 > bytes.size())
+            return false;
+        tag = static_cast<quint16>((byteAt(bytes, position) << 8) | byteAt(bytes, position + 1));
+        type = byteAt(bytes, position + 2);
+        length = (byteAt(bytes, position + 3) << 8) | byteAt(bytes, position + 4);
+        return length >= 1 && position + 5 + length <= bytes.size();
+    };
+    const auto makeBlock = [&bytes](qsizetype position, quint16 tag, quint8 type, int length) {
+        DddBlock block;
+        block.fileNumber = tagText(static_cast<quint8>(tag >> 8), static_cast<quint8>(tag & 0xFF));
+        block.name = cardBlockName(block.fileNumber);
+        block.offset = static_cast<int>(position);
+        block.length = length;
+        block.data = bytes.mid(position + 5, length);
+        block.fileType = type;
+        return block;
+    };
+
+    // Pass one: a chain of headers; junk between blocks is skipped byte by byte.
+    for (qsizetype position = 0; position + 5 <= bytes.size();) {
+        quint16 tag = 0;
+        quint8 type = 0;
+        int length = 0;
+        if (!headerAt(position, tag, type, length)) {
+            ++position;
+            continue;
+        }
+        DddBlock block = makeBlock(position, tag, type, length);
+        setCardRecordFields(block, tag, true);
+        found.append({position, position + 5 + length, block});
+        position += 5 + length;
+    }
+    // Pass two: the known tags anywhere, unless they meet a block already found.
+    for (qsizetype position = 0; position + 5 <= bytes.size(); ++position) {
+        quint16 tag = 0;
+        quint8 type = 0;
+        int length = 0;
+        if (!headerAt(position, tag, type, length) || !kKnownCardTags.contains(tag))
+            continue;
+        const qsizetype end = position + 5 + length;
+        const bool meets = std::any_of(found.cbegin(), found.cend(), [&](const Found& other) {
+            return other.start == position || (position < other.end && other.start < end);
+        });
+        if (meets)
+            continue;
+        DddBlock block = makeBlock(position, tag, type, length);
+        setCardRecordFields(block, tag, false);
+        found.append({position, end, block});
+    }
+
+    QList<DddBlock> blocks;
+    QHash<QString, int> occurrences;
+    for (Found& entry : found) {
+        entry.block.occurrence = ++occurrences[entry.block.fileNumber];
+        blocks.append(entry.block);
+    }
+    if (blocks.isEmpty())
+        blocks.append(rawBlock(bytes, QStringLiteral("Данные карты водителя")));
+    return blocks;
+}
+
+DatasetRows Decoder::sectionInventory(const QList<DddBlock>& blocks)
+{
+    DatasetRows rows;
+    for (const DddBlock& block : blocks) {
+        const QString hex = QString::fromLatin1(block.data.toHex().toUpper());
+        QVariantMap row{{QStringLiteral("fileNumber"), block.fileNumber},
+                        {QStringLiteral("name"), block.name},
+                        {QStringLiteral("occurrence"), block.occurrence},
+                        {QStringLiteral("offset"), block.offset},
+                        {QStringLiteral("length"), block.length},
+                        {QStringLiteral("recordCount"), block.recordCount},
+                        {QStringLiteral("recordLength"), block.recordLength},
+                        {QStringLiteral("blockStartPosition"), 0},
+                        {QStringLiteral("fileType"), block.fileType},
+                        {QStringLiteral("data"),
+                         QVariantMap{{QStringLiteral("length"), block.length}, {QStringLiteral("hex"), hex}}},
+                        {QStringLiteral("payloadHex"), hex}};
+        if (block.recordLength > 0) {
+            QVariantList records;
+            for (int index = 0; (index + 1) * block.recordLength <= block.data.size(); ++index) {
+                const int offset = index * block.recordLength;
+                records.append(QVariantMap{
+                    {QStringLiteral("index"), index},
+                    {QStringLiteral("offset"), offset},
+                    {QStringLiteral("length"), block.recordLength},
+                    {QStringLiteral("hex"),
+                     QString::fromLatin1(block.data.mid(offset, block.recordLength).toHex().toUpper())}});
+            }
+            row.insert(QStringLiteral("records"), records);
+        }
+        rows.append(row);
+    }
+    return rows;
+}
+
+QString Decoder::structureText(const DddReport& report)
+{
+    QString text;
+    text += QStringLiteral("Файл: %1\n").arg(report.fileName);
+    text += QStringLiteral("Тип: %1\n").arg(typeName(report.fileType));
+    text += QStringLiteral("Размер: %1 байт\n\n").arg(report.size);
+    text += QStringLiteral("Секции DDD:\n");
+    for (const DddBlock& block : report.blocks) {
+        text += QStringLiteral("  %1  %2, смещение %3, размер %4 байт")
+                    .arg(block.fileNumber, block.name)
+                    .arg(block.offset)
+                    .arg(block.length);
+        if (block.recordCount >= 0)
+            text += QStringLiteral(", записей %1").arg(block.recordCount);
+        text += QLatin1Char('\n');
+    }
+    if (!report.asn1Fields.isEmpty()) {
+        text += QStringLiteral("\nASN.1/BER:\n");
+        for (const QVariantMap& row : report.asn1Fields)
+            text += QStringLiteral("  %1 @ %2: %3\n")
+                        .arg(row.value(QStringLiteral("type")).toString(),
+                             row.value(QStringLiteral("offset")).toString(),
+                             row.value(QStringLiteral("value")).toString());
+    }
+    if (!report.printableStrings.isEmpty()) {
+        text += QStringLiteral("\nТекстовые фрагменты:\n");
+        for (const QString& string : report.printableStrings.mid(0, 80))
+            text += QStringLiteral("  ") + string + QLatin1Char('\n');
+    }
+    return text;
+}
+
+DddReport Decoder::decode(const QByteArray& bytes, const QString& path)
+{
+    DddReport report;
+    report.filePath = path;
+    report.fileName = QFileInfo(path).fileName();
+    report.fileType = detectType(bytes);
+    if (report.fileType != DddFileType::Unknown)
+        report.sourceFingerprint =
+            QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+    report.size = static_cast<int>(bytes.size());
+    report.printableStrings = printableStrings(bytes);
+    if (report.fileType == DddFileType::Tachograph)
+        report.blocks = splitTachographBlocks(bytes);
+    else if (report.fileType == DddFileType::DriverCard)
+        report.blocks = splitDriverCardBlocks(bytes);
+    else if (!bytes.isEmpty())
+        report.blocks.append(rawBlock(bytes, QStringLiteral("Данные")));
+    report.sections = sectionInventory(report.blocks);
+    report.structureText = structureText(report);
+    return report;
+}
+
+DddReport Decoder::decodeFile(const QString& path, QString* error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        if (error)
+            *error = file.errorString();
+        return {};
+    }
+    DddReport report = decode(file.readAll(), path);
+    if (report.fileType == DddFileType::Unknown && error)
+        *error = QStringLiteral("Файл не похож на DDD: неизвестный заголовок");
+    return report;
+}
+
+} // namespace tachoria::ddd

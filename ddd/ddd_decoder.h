@@ -1,0 +1,33 @@
+#pragma once
+
+#include "ddd/ddd_report.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace tachoria::ddd {
+
+// Recognises a .ddd file and cuts it into blocks. It never rejects: every input gives a report, and
+// what could not be read stays empty.
+class Decoder
+{
+public:
+    static DddReport decodeFile(const QString& path, QString* error = nullptr);
+    static DddReport decode(const QByteArray& bytes, const QString& path);
+    static DddFileType detectType(const QByteArray& bytes);
+    static QString typeName(DddFileType type);
+
+    static QList<DddBlock> splitTachographBlocks(const QByteArray& bytes);
+    static QList<DddBlock> splitDriverCardBlocks(const QByteArray& bytes);
+    static QStringList printableStrings(const QByteArray& bytes);
+    static QString tachographBlockName(const QString& tag);
+    static QString cardBlockName(const QString& tag);
+
+    static DatasetRows sectionInventory(const QList<DddBlock>& blocks);
+    static QString structureText(const DddReport& report);
+
+private:
+    Decoder() = delete;
+};
+
+} // namespace tachoria::ddd

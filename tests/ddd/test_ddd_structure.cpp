@@ -1,0 +1,223 @@
+#include "ddd/ddd_decoder.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tachoria::ddd;
+
+Q_DECLARE_METATYPE(DddFileType)
+
+namespace {
+
+QByteArray hex(const char* text)
+{
+    return QByteArray::fromHex(text);
+}
+
+QByteArray bigEndian(quint32 value)
+{
+    return QByteArray::fromHex(QByteArray::number(value, 16).rightJustified(8, '0'));
+}
+
+// A card block: tag, type, two length bytes, payload.
+QByteArray cardBlock(quint16 tag, quint8 type, const QByteArray& payload)
+{
+    QByteArray block;
+    block.append(static_cast<char>(tag >> 8));
+    block.append(static_cast<char>(tag & 0xFF));
+    block.append(static_cast<char>(type));
+    block.append(static_cast<char>(payload.size() >> 8));
+    block.append(static_cast<char>(payload.size() & 0xFF));
+    return block + payload;
+}
+
+QStringList tags(const QList<DddBlock>& blocks)
+{
+    QStringList out;
+    for (const DddBlock& block : blocks)
+        out << QStringLiteral("%1@%2#%3").arg(block.fileNumber).arg(block.offset).arg(block.occurrence);
+    return out;
+}
+
+const QByteArray kDay = bigEndian(1763856000); // 23.11.2025, a plausible time stamp
+
+} // namespace
+
+class TestDddStructure : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void recognition_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<DddFileType>("type");
+        QTest::newRow("empty") << QByteArray() << DddFileType::Unknown;
+        QTest::newRow("one byte") << hex("76") << DddFileType::Unknown;
+        QTest::newRow("card") << hex("0002") << DddFileType::DriverCard;
+        QTest::newRow("0001") << hex("0001") << DddFileType::Unknown;
+        QTest::newRow("overview") << hex("7601") << DddFileType::Tachograph;
+        QTest::newRow("activities first") << hex("7602") << DddFileType::Tachograph;
+        QTest::newRow("second generation") << hex("7681") << DddFileType::Tachograph;
+        QTest::newRow("7606") << hex("7606") << DddFileType::Unknown;
+        QTest::newRow("junk before a card header") << hex("0000000000") + hex("0002") << DddFileType::Unknown;
+    }
+
+    void recognition()
+    {
+        QFETCH(QByteArray, bytes);
+        QTEST(Decoder::detectType(bytes), "type");
+    }
+
+    void vehicleUnitCutting_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QStringList>("blocks");
+        QTest::newRow("two bytes") << hex("7601") << QStringList{QStringLiteral("7601@0#1")};
+        QTest::newRow("ascending blocks")
+            << hex("7601AAAA") + hex("7602") + kDay + hex("BB") + hex("7603CC") + hex("7604") + hex("7605DD")
+            << QStringList{QStringLiteral("7601@0#1"), QStringLiteral("7602@4#1"),
+                           QStringLiteral("7603@11#1"), QStringLiteral("7604@14#1"),
+                           QStringLiteral("7605@16#1")};
+        QTest::newRow("several activity blocks")
+            << hex("7601") + hex("7602") + kDay + hex("7602") + kDay + hex("00")
+            << QStringList{QStringLiteral("7601@0#1"), QStringLiteral("7602@2#1"),
+                           QStringLiteral("7602@8#2")};
+        QTest::newRow("second overview is no start")
+            << hex("7601AA7601BB") << QStringList{QStringLiteral("7601@0#1")};
+        QTest::newRow("7602 without a plausible time stamp")
+            << hex("7601") + hex("760200000000") + hex("00") << QStringList{QStringLiteral("7601@0#1")};
+        QTest::newRow("7603 inside a later block is ignored")
+            << hex("7601") + hex("7605AA") + hex("7603BB")
+            << QStringList{QStringLiteral("7601@0#1"), QStringLiteral("7605@2#1")};
+        QTest::newRow("7681 only after 7605")
+            << hex("7601") + hex("7681") + hex("7605") + hex("7681EE")
+            << QStringList{QStringLiteral("7601@0#1"), QStringLiteral("7605@4#1"),
+                           QStringLiteral("7681@6#1")};
+        QTest::newRow("second generation is one block")
+            << hex("76810102") << QStringList{QStringLiteral("7681@0#1")};
+        QTest::newRow("starts with 7603") << hex("7603AA") << QStringList{QStringLiteral("RAW@0#1")};
+    }
+
+    void vehicleUnitCutting()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QStringList, blocks);
+        const QList<DddBlock> cut = Decoder::splitTachographBlocks(bytes);
+        QCOMPARE(tags(cut), blocks);
+        int total = 0;
+        for (const DddBlock& block : cut) {
+            QCOMPARE(block.data, bytes.mid(block.offset, block.length)); // tag included
+            QCOMPARE(block.recordCount, -1);
+            total += block.length;
+        }
+        QCOMPARE(total, bytes.size()); // the blocks cover the file
+    }
+
+    void cardCutting_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QStringList>("blocks");
+        const QByteArray icc = cardBlock(0x0002, 0, QByteArray(25, '\x01'));
+        const QByteArray places = cardBlock(0x0506, 0, hex("05") + QByteArray(30, '\x02'));
+        const QByteArray signature = cardBlock(0x0506, 1, QByteArray(128, '\x03'));
+        QTest::newRow("chain") << icc + places + signature
+                               << QStringList{QStringLiteral("0002@0#1"), QStringLiteral("0506@30#1"),
+                                              QStringLiteral("0506@66#2")};
+        QTest::newRow("junk between blocks")
+            << icc + hex("FFFFFF") + places
+            << QStringList{QStringLiteral("0002@0#1"), QStringLiteral("0506@33#1")};
+        QTest::newRow("a block promising more than the file holds")
+            << icc + hex("0504 00 7FFF") + places
+            << QStringList{QStringLiteral("0002@0#1"), QStringLiteral("0506@35#1")};
+        QTest::newRow("nothing valid") << hex("00020000") << QStringList{QStringLiteral("RAW@0#1")};
+    }
+
+    void cardCutting()
+    {
+        QFETCH(QByteArray, bytes);
+        QTEST(tags(Decoder::splitDriverCardBlocks(bytes)), "blocks");
+    }
+
+    void cardRecordsAndNames()
+    {
+        const QByteArray bytes = cardBlock(0x0002, 0, QByteArray(25, '\0')) +
+                                 cardBlock(0x0505, 0, hex("0001") + QByteArray(62, '\x11')) +
+                                 cardBlock(0x0502, 0, QByteArray(48, '\x22')) +
+                                 cardBlock(0x0999, 0, hex("01"));
+        const QList<DddBlock> blocks = Decoder::splitDriverCardBlocks(bytes);
+        QCOMPARE(blocks.size(), 4);
+        QCOMPARE(blocks.at(0).name, QStringLiteral("ICC"));
+        QCOMPARE(blocks.at(1).name, QStringLiteral("Использованные автомобили"));
+        QCOMPARE(blocks.at(1).recordLength, 31);
+        QCOMPARE(blocks.at(1).recordCount, 2);
+        QCOMPARE(blocks.at(2).recordCount, 2);
+        QCOMPARE(blocks.at(3).name, QStringLiteral("Неизвестный блок 0999"));
+        QCOMPARE(blocks.at(3).recordCount, 0);
+        QCOMPARE(blocks.at(1).data.size(), 64); // the payload without its header
+
+        DddReport report = Decoder::decode(bytes, QStringLiteral("/tmp/card.ddd"));
+        QCOMPARE(report.fileType, DddFileType::DriverCard);
+        QCOMPARE(report.fileName, QStringLiteral("card.ddd"));
+        QCOMPARE(report.sourceFingerprint.size(), 64);
+        const QVariantMap row = report.blockRows().at(1).toMap();
+        QCOMPARE(row.value(QStringLiteral("recordCount")).toInt(), 0); // a card's rows hide the record fields
+        QCOMPARE(row.value(QStringLiteral("description")).toString(),
+                 QStringLiteral("Найден по структурированному формату"));
+        const QVariantMap section = report.sections.at(1);
+        QCOMPARE(section.value(QStringLiteral("recordCount")).toInt(),
+                 2); // the inventory keeps the true values
+        QCOMPARE(section.value(QStringLiteral("records")).toList().size(), 2);
+        QCOMPARE(DddReport::datasetNames().size(), 38);
+        for (const QString& name : DddReport::datasetNames())
+            QVERIFY2(report.dataset(name), qPrintable(name));
+    }
+
+    void printableStrings()
+    {
+        const QByteArray bytes = QByteArray("ABCD") + hex("00") + "abcd" + hex("01") + "xyz" + hex("02") +
+                                 "  ABCD " + hex("FF") + "tail";
+        QCOMPARE(Decoder::printableStrings(bytes),
+                 (QStringList{QStringLiteral("ABCD"), QStringLiteral("abcd"), QStringLiteral("tail")}));
+    }
+
+    void structureTextShowsEightyStrings()
+    {
+        QByteArray bytes = hex("7601");
+        for (int i = 0; i < 81; ++i)
+            bytes += QByteArray("TEXT") + QByteArray::number(i) + hex("00");
+        const DddReport report = Decoder::decode(bytes, QStringLiteral("vu.ddd"));
+        QCOMPARE(report.printableStrings.size(), 81);
+        QVERIFY(report.structureText.startsWith(
+            QStringLiteral("Файл: vu.ddd\nТип: Тахограф\nРазмер: %1 байт\n\nСекции DDD:\n"
+                           "  7601  Идентификация тахографа, смещение 0, размер %1 байт\n")
+                .arg(bytes.size())));
+        QVERIFY(report.structureText.contains(QStringLiteral("  TEXT79\n")));
+        QVERIFY(!report.structureText.contains(QStringLiteral("TEXT80")));
+    }
+
+    void unknownAndUnreadableFiles()
+    {
+        QString error;
+        const DddReport missing = Decoder::decodeFile(QStringLiteral("/no/such/file.ddd"), &error);
+        QVERIFY(!error.isEmpty());
+        QCOMPARE(missing.size, 0);
+
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("other.bin"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("HELLO WORLD");
+        file.close();
+        const DddReport unknown = Decoder::decodeFile(path, &error);
+        QCOMPARE(error, QStringLiteral("Файл не похож на DDD: неизвестный заголовок"));
+        QCOMPARE(unknown.fileType, DddFileType::Unknown);
+        QVERIFY(unknown.sourceFingerprint.isEmpty());
+        QCOMPARE(tags(unknown.blocks), QStringList{QStringLiteral("RAW@0#1")});
+        QCOMPARE(unknown.blocks.first().name, QStringLiteral("Данные"));
+        QVERIFY(Decoder::decode({}, QString()).blocks.isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDddStructure)
+#include "test_ddd_structure.moc"
