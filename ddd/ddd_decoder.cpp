@@ -1,5 +1,7 @@
 #include "ddd/ddd_decoder.h"
 
+#include "ddd/ber_reader.h"
+
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QFile>
@@ -159,6 +161,57 @@ QStringList Decoder::printableStrings(const QByteArray& bytes)
     return strings;
 }
 
+void Decoder::appendExtendedTachographBlocks(const QByteArray& bytes, QList<DddBlock>& blocks)
+{
+    if (bytes.size() <= 3 || byteAt(bytes, 0) != 0x76 || byteAt(bytes, 1) != 0x81)
+        return;
+    const auto span = [&bytes](const QString& tag, const QString& name, int occurrence, qsizetype start,
+                               qsizetype length, int records, int recordLength) {
+        DddBlock block;
+        block.fileNumber = tag;
+        block.name = name;
+        block.occurrence = occurrence;
+        block.offset = static_cast<int>(start);
+        block.length = static_cast<int>(length);
+        block.recordCount = records;
+        block.recordLength = recordLength;
+        block.data = bytes.mid(start, length);
+        return block;
+    };
+    // The second generation puts an ASN.1 certificate right behind its one tag.
+    qsizetype firstFree = 2;
+    qsizetype position = 2;
+    BerNode certificate;
+    if (parseBerNode(bytes, position, bytes.size(), certificate) && position > 2 &&
+        certificate.tagClass == 0 && certificate.tag == 16 && certificate.constructed) {
+        const int length = static_cast<int>(position - 2);
+        blocks.append(span(QStringLiteral("ASN1"), QStringLiteral("ASN.1 сертификат тахографа"), 1, 2, length,
+                           1, length));
+        firstFree = position;
+    }
+    const qsizetype extended = bytes.indexOf(QByteArray("\x76\x84", 2), firstFree);
+    if (extended < 0)
+        return;
+    qsizetype end = bytes.indexOf(QByteArray("\x76\x85", 2), extended + 2);
+    if (end < 0)
+        end = bytes.size();
+    if (end > extended)
+        blocks.append(span(QStringLiteral("7684"), QStringLiteral("Расширенные технические данные"), 1,
+                           extended, end - extended, -1, -1));
+    // Records of a fixed 254 bytes, with no length of their own.
+    constexpr qsizetype kRecord = 254;
+    int occurrence = 0;
+    for (qsizetype at = end;
+         at + 4 <= bytes.size() && byteAt(bytes, at) == 0x76 && byteAt(bytes, at + 1) == 0x85;) {
+        const qsizetype length = std::min(kRecord, bytes.size() - at);
+        blocks.append(span(QStringLiteral("7685"), QStringLiteral("Расширенная запись тахографа"),
+                           ++occurrence, at, length, 1, static_cast<int>(kRecord)));
+        if (length < kRecord)
+            break;
+        at += kRecord;
+    }
+}
+
 QList<DddBlock> Decoder::splitTachographBlocks(const QByteArray& bytes)
 {
     QList<DddBlock> blocks;
@@ -170,6 +223,7 @@ QList<DddBlock> Decoder::splitTachographBlocks(const QByteArray& bytes)
         block.length = static_cast<int>(bytes.size());
         block.data = bytes;
         blocks.append(block);
+        appendExtendedTachographBlocks(bytes, blocks);
         return blocks;
     }
     if (bytes.size() < 2 || byteAt(bytes, 0) != 0x76 || byteAt(bytes, 1) != 0x01) {
@@ -228,6 +282,7 @@ QList<DddBlock> Decoder::splitTachographBlocks(const QByteArray& bytes)
         block.data = bytes.mid(start, end - start);
         blocks.append(block);
     }
+    appendExtendedTachographBlocks(bytes, blocks);
     return blocks;
 }
 

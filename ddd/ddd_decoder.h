@@ -19,6 +19,8 @@ public:
 
     static QList<DddBlock> splitTachographBlocks(const QByteArray& bytes);
     static QList<DddBlock> splitDriverCardBlocks(const QByteArray& bytes);
+    // The second-generation layout: the certificate behind 7681, then the 7684 and 7685 spans.
+    static void appendExtendedTachographBlocks(const QByteArray& bytes, QList<DddBlock>& blocks);
     static QStringList printableStrings(const QByteArray& bytes);
     static QString tachographBlockName(const QString& tag);
     static QString cardBlockName(const QString& tag);
