@@ -79,6 +79,7 @@ std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& 
         {QStringLiteral("--probe-can"), false, &runCanProbe},
         {QStringLiteral("--probe-download"), true, &runDownloadProbe},
         {kProbePort, false, &runPortProbe},
+        {QStringLiteral("--probe-ddd"), false, &runDddProbe},
     };
     for (const Probe& probe : probes) {
         if (!commandLine.hasValue(probe.name))

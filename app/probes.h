@@ -14,5 +14,6 @@ int runPortProbe(const CommandLine& commandLine);
 int runDownloadProbe(const CommandLine& commandLine);
 int runCalibrationProbe(const CommandLine& commandLine);
 int runCanProbe(const CommandLine& commandLine);
+int runDddProbe(const CommandLine& commandLine);
 
 } // namespace tachoria::app

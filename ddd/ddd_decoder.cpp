@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QRegularExpression>
+#include <QSet>
 #include <QTimeZone>
 
 namespace tachoria::ddd {
@@ -424,6 +426,113 @@ QString Decoder::structureText(const DddReport& report)
     return text;
 }
 
+QStringList Decoder::knownHexCandidates(const QByteArray& bytes, const QStringList& already)
+{
+    QStringList candidates;
+    QSet<QString> seen(already.cbegin(), already.cend());
+    seen.reserve(std::max<qsizetype>(0, bytes.size() - 15) + already.size());
+    // A running count of printable bytes in the window keeps this linear in the file's size.
+    int printable = 0;
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        const quint8 in = byteAt(bytes, i);
+        printable += (in >= 32 && in <= 126);
+        if (i >= 16) {
+            const quint8 out = byteAt(bytes, i - 16);
+            printable -= (out >= 32 && out <= 126);
+        }
+        if (i < 15 || printable == 0)
+            continue;
+        const QString text = QString::fromLatin1(bytes.constData() + i - 15, 16).trimmed();
+        if (!text.isEmpty() && !seen.contains(text)) {
+            seen.insert(text);
+            candidates.append(text);
+        }
+    }
+    return candidates;
+}
+
+namespace {
+
+// The longest run of characters satisfying a test; a cheap gate before a regular expression that needs
+// such a run, so the expression only runs where it could match.
+int longestRun(const QString& text, bool (*accept)(QChar))
+{
+    int best = 0;
+    int run = 0;
+    for (const QChar c : text) {
+        run = accept(c) ? run + 1 : 0;
+        best = std::max(best, run);
+    }
+    return best;
+}
+
+bool isAsciiDigit(QChar c)
+{
+    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+}
+
+bool isAsciiAlphanumeric(QChar c)
+{
+    return isAsciiDigit(c) || (c.toUpper() >= QLatin1Char('A') && c.toUpper() <= QLatin1Char('Z'));
+}
+
+QString firstMatch(const QStringList& candidates, const QRegularExpression& expression, bool (*accept)(QChar),
+                   int minimumRun)
+{
+    for (const QString& candidate : candidates) {
+        if (longestRun(candidate, accept) < minimumRun)
+            continue;
+        const QRegularExpressionMatch match = expression.match(candidate);
+        if (match.hasMatch())
+            return match.captured(0);
+    }
+    return QString();
+}
+
+} // namespace
+
+void Decoder::extractMetadata(DddReport& report, const QByteArray& bytes)
+{
+    const QStringList candidates =
+        report.printableStrings + knownHexCandidates(bytes, report.printableStrings);
+    static const QRegularExpression vinExpression(QStringLiteral("\\b[A-HJ-NPR-Z0-9]{17}\\b"),
+                                                  QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression cardExpression(QStringLiteral("\\b[0-9]{14,19}\\b"));
+    static const QRegularExpression registrationExpression(
+        QStringLiteral("\\b(?=[A-Z0-9]{6,12}\\b)(?=[A-Z0-9]*[A-Z])(?=[A-Z0-9]*[0-9])[A-Z0-9-]+\\b"),
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression looseCardExpression(QStringLiteral("\\b[A-Z0-9]{10,20}\\b"),
+                                                        QRegularExpression::CaseInsensitiveOption);
+    const bool card = report.fileType == DddFileType::DriverCard;
+
+    const QString vin = firstMatch(candidates, vinExpression, isAsciiAlphanumeric, 17);
+    const QString cardNumber = firstMatch(candidates, cardExpression, isAsciiDigit, 14);
+    const QString registration = firstMatch(candidates, registrationExpression, isAsciiAlphanumeric, 6);
+    if (report.vin.isEmpty())
+        report.vin = vin;
+    if (card && report.cardNumber.isEmpty())
+        report.cardNumber = cardNumber;
+    if (report.registrationNumber.isEmpty() && !registration.isEmpty() && registration != report.vin &&
+        registration != report.cardNumber)
+        report.registrationNumber = registration;
+    if (card && report.cardNumber.isEmpty())
+        report.cardNumber = firstMatch(candidates, looseCardExpression, isAsciiAlphanumeric, 10);
+    if (report.vin.isEmpty()) {
+        static const QRegularExpression wholeVin(QStringLiteral("^[A-HJ-NPR-Z0-9]{17}$"),
+                                                 QRegularExpression::CaseInsensitiveOption);
+        for (const QVariantMap& row : std::as_const(report.asn1Fields)) {
+            const QString hexText = row.value(QStringLiteral("hex")).toString();
+            if (row.value(QStringLiteral("length")).toInt() != 17 || hexText.size() != 34)
+                continue;
+            const QString text = QString::fromLatin1(QByteArray::fromHex(hexText.toLatin1())).trimmed();
+            if (wholeVin.match(text).hasMatch()) {
+                report.vin = text;
+                break;
+            }
+        }
+    }
+}
+
 DddReport Decoder::decode(const QByteArray& bytes, const QString& path)
 {
     DddReport report;
@@ -441,6 +550,7 @@ DddReport Decoder::decode(const QByteArray& bytes, const QString& path)
         report.blocks = splitDriverCardBlocks(bytes);
     else if (!bytes.isEmpty())
         report.blocks.append(rawBlock(bytes, QStringLiteral("Данные")));
+    extractMetadata(report, bytes);
     report.sections = sectionInventory(report.blocks);
     report.structureText = structureText(report);
     return report;

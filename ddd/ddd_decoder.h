@@ -26,6 +26,10 @@ public:
     static QString cardBlockName(const QString& tag);
 
     static DatasetRows sectionInventory(const QList<DddBlock>& blocks);
+    // Fills identity fields the parsers left empty from loose text in the file.
+    static void extractMetadata(DddReport& report, const QByteArray& bytes);
+    // Every 16-byte window with a printable byte, as trimmed Latin-1, each text once.
+    static QStringList knownHexCandidates(const QByteArray& bytes, const QStringList& already);
     static QString structureText(const DddReport& report);
 
 private:

@@ -93,6 +93,91 @@ const DatasetRows* DddReport::dataset(const QString& name) const
     return index < 0 ? nullptr : all[index];
 }
 
+QVariantMap DddReport::summary() const
+{
+    const QString typeText = fileType == DddFileType::DriverCard ? QStringLiteral("Карта водителя")
+                             : fileType == DddFileType::Tachograph ? QStringLiteral("Тахограф")
+                                                                   : QStringLiteral("Неизвестный формат");
+    QVariantMap map{
+        {QStringLiteral("fileName"), fileName},
+        {QStringLiteral("filePath"), filePath},
+        {QStringLiteral("fileType"), typeText},
+        {QStringLiteral("size"), size},
+        {QStringLiteral("blockCount"), blocks.size()},
+        {QStringLiteral("vin"), vin},
+        {QStringLiteral("registrationNumber"), registrationNumber},
+        {QStringLiteral("vehicleRegistrationNation"), vehicleRegistrationNation},
+        {QStringLiteral("cardNumber"), cardNumber},
+        {QStringLiteral("driverName"), driverName},
+        {QStringLiteral("driverFirstName"), driverFirstName},
+        {QStringLiteral("driverSurname"), driverSurname},
+        {QStringLiteral("issuingAuthorityName"), issuingAuthorityName},
+        {QStringLiteral("birthDate"), birthDate},
+        {QStringLiteral("expiryDate"), expiryDate},
+        {QStringLiteral("lastCardDownload"), lastCardDownload},
+        {QStringLiteral("lastCardDownloadString"), lastCardDownloadString},
+        {QStringLiteral("drivingLicenceNumber"), drivingLicenceNumber},
+        {QStringLiteral("drivingLicenceIssuingAuthority"), drivingLicenceIssuingAuthority},
+        {QStringLiteral("drivingLicenceIssuingNation"), drivingLicenceIssuingNation},
+        {QStringLiteral("dataStartDate"), dataStartDate},
+        {QStringLiteral("dataEndDate"), dataEndDate},
+        {QStringLiteral("nextCalibrationDate"), nextCalibrationDate},
+        {QStringLiteral("vehicleFirstUseDate"), vehicleFirstUseDate},
+        {QStringLiteral("cardWithdrawalTime"), cardWithdrawalTime},
+        {QStringLiteral("asn1Version"), asn1Version},
+        {QStringLiteral("asn1Identity"),
+         QVariantMap{{QStringLiteral("version"), asn1Identity.version},
+                     {QStringLiteral("vin"), asn1Identity.vin},
+                     {QStringLiteral("registrationNumber"), asn1Identity.registrationNumber},
+                     {QStringLiteral("vehicleFirstUseDate"), asn1Identity.vehicleFirstUseDate},
+                     {QStringLiteral("driverSurname"), asn1Identity.driverSurname},
+                     {QStringLiteral("driverFirstName"), asn1Identity.driverFirstName},
+                     {QStringLiteral("cardNumber"), asn1Identity.cardNumber},
+                     {QStringLiteral("dataStartDate"), asn1Identity.dataStartDate},
+                     {QStringLiteral("dataEndDate"), asn1Identity.dataEndDate},
+                     {QStringLiteral("cardWithdrawalTime"), asn1Identity.cardWithdrawalTime}}},
+        {QStringLiteral("eventCount"), events.size()},
+        {QStringLiteral("faultCount"), faults.size()},
+        {QStringLiteral("activityCount"), activities.size()},
+        {QStringLiteral("activityChangeCount"), activityChanges.size()},
+        {QStringLiteral("vehicleCount"), vehicles.size()},
+        {QStringLiteral("placeCount"), places.size()},
+        {QStringLiteral("dayInformationCount"), dayInformation.size()},
+        {QStringLiteral("cardIwCount"), cardIwData.size()},
+        {QStringLiteral("tachoEventCount"), tachoEvents.size()},
+        {QStringLiteral("tachoFaultCount"), tachoFaults.size()},
+        {QStringLiteral("overSpeedingCount"), overSpeedingEvents.size()},
+        {QStringLiteral("detailedSpeedCount"), detailedSpeed.size()},
+        {QStringLiteral("calibrationCount"), calibrationData.size()},
+        {QStringLiteral("activityDailyCount"), activityDaily.size()},
+        {QStringLiteral("placeDailyWorkPeriodCount"), placeDailyWorkPeriod.size()},
+        {QStringLiteral("specificConditionCount"), specificConditions.size()},
+        {QStringLiteral("companyLockCount"), companyLocks.size()},
+        {QStringLiteral("controlActivityCount"), controlActivity.size()},
+        {QStringLiteral("totalOverSpeeding"), totalOverSpeeding},
+        {QStringLiteral("totalCalibrations"), totalCalibrations},
+        {QStringLiteral("totalDays"), totalDays},
+        {QStringLiteral("totalDistanceKm"), totalDistanceKm},
+        {QStringLiteral("averageSpeed"), averageSpeed},
+        {QStringLiteral("maxSpeed"), maxSpeed},
+        {QStringLiteral("daysWithOverSpeeding"), daysWithOverSpeeding},
+        {QStringLiteral("daysWithFaults"), daysWithFaults},
+        {QStringLiteral("asn1FieldCount"), asn1Fields.size()},
+        {QStringLiteral("complianceScore"),
+         analysis.value(QStringLiteral("compliance")).toMap().value(QStringLiteral("overallScore"))},
+    };
+    map.insert(
+        QStringLiteral("formatNote"),
+        fileType == DddFileType::Tachograph
+            ? QStringLiteral("Разобраны секции тахографа 7601–7605/7681–7685, цифровые подписи, ASN.1/BER и "
+                             "доступные расчёты активности, расстояния, скорости и нарушений.")
+            : QStringLiteral(
+                  "Разобраны ASN.1/BER и доступные блоки карты ICC/IC, идентификации, событий, "
+                  "неисправностей, активности, автомобилей, мест и дополнительных данных; рассчитаны "
+                  "рабочее время, лимиты и нарушения."));
+    return map;
+}
+
 QVariantList DddReport::blockRows() const
 {
     const bool card = fileType == DddFileType::DriverCard;

@@ -103,6 +103,7 @@ struct DddReport
     const DatasetRows* dataset(const QString& name) const;
 
     QVariantList blockRows() const;
+    QVariantMap summary() const;
 };
 
 } // namespace tachoria::ddd

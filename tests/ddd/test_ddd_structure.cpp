@@ -196,6 +196,32 @@ private Q_SLOTS:
         QVERIFY(!report.structureText.contains(QStringLiteral("TEXT80")));
     }
 
+    void metadataFromLooseText_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("vin");
+        QTest::addColumn<QString>("registration");
+        QTest::addColumn<QString>("card");
+        QTest::newRow("vehicle unit")
+            << hex("7601") + "WVWZZZ1JZXW000001" + hex("00") + "A123BC77" + hex("00")
+            << QStringLiteral("WVWZZZ1JZXW000001") << QStringLiteral("A123BC77") << QString();
+        QTest::newRow("registration is no VIN")
+            << hex("7601") + "WVWZZZ1JZXW000001" << QStringLiteral("WVWZZZ1JZXW000001") << QString()
+            << QString();
+        QTest::newRow("card number found in a window")
+            << hex("000200001901") + QByteArray(6, '\x01') + "12345678901234" + hex("01") << QString()
+            << QString() << QStringLiteral("12345678901234");
+    }
+
+    void metadataFromLooseText()
+    {
+        QFETCH(QByteArray, bytes);
+        const DddReport report = Decoder::decode(bytes, QStringLiteral("x.ddd"));
+        QTEST(report.vin, "vin");
+        QTEST(report.registrationNumber, "registration");
+        QTEST(report.cardNumber, "card");
+    }
+
     void unknownAndUnreadableFiles()
     {
         QString error;
