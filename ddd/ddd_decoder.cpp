@@ -1,6 +1,8 @@
 #include "ddd/ddd_decoder.h"
 
+#include "ddd/activity_analyzer.h"
 #include "ddd/ber_reader.h"
+#include "ddd/ddd_fields.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -21,11 +23,6 @@ QString tagText(quint8 high, quint8 low)
         .arg(high, 2, 16, QLatin1Char('0'))
         .arg(low, 2, 16, QLatin1Char('0'))
         .toUpper();
-}
-
-quint8 byteAt(const QByteArray& bytes, qsizetype index)
-{
-    return static_cast<quint8>(bytes.at(index));
 }
 
 bool isVehicleUnitMarker(quint8 byte)
@@ -550,10 +547,43 @@ DddReport Decoder::decode(const QByteArray& bytes, const QString& path)
         report.blocks = splitDriverCardBlocks(bytes);
     else if (!bytes.isEmpty())
         report.blocks.append(rawBlock(bytes, QStringLiteral("Данные")));
+    if (report.fileType == DddFileType::Tachograph)
+        parseTachographData(report);
+    else if (report.fileType == DddFileType::DriverCard)
+        parseDriverCardData(report);
+    parseAsn1Data(report, bytes);
     extractMetadata(report, bytes);
+    if (report.fileType == DddFileType::Tachograph) {
+        // After the loose-text pass, so that what it found is shown too.
+        report.vehicleIdentification = {
+            {{QStringLiteral("description"), QStringLiteral("VIN номер")},
+             {QStringLiteral("value"), report.vin}},
+            {{QStringLiteral("description"), QStringLiteral("Страна регистрации")},
+             {QStringLiteral("value"), report.vehicleRegistrationNation}},
+            {{QStringLiteral("description"), QStringLiteral("Регистрационный номер")},
+             {QStringLiteral("value"), report.registrationNumber}}};
+    }
     report.sections = sectionInventory(report.blocks);
+    buildTachographChildInventory(report);
+    buildAnalysis(report);
     report.structureText = structureText(report);
     return report;
+}
+
+void Decoder::buildAnalysis(DddReport& report)
+{
+    report.analysis =
+        ActivityAnalyzer::analyze(report.activityChanges, report.cardIwData, report.specificConditions);
+    report.totalDays = static_cast<int>(report.analysis.value(QStringLiteral("workingHours"))
+                                            .toMap()
+                                            .value(QStringLiteral("items"))
+                                            .toList()
+                                            .size());
+}
+
+void Decoder::analyze(DddReport& report)
+{
+    buildAnalysis(report);
 }
 
 DddReport Decoder::decodeFile(const QString& path, QString* error)

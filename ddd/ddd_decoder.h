@@ -32,6 +32,16 @@ public:
     static QStringList knownHexCandidates(const QByteArray& bytes, const QStringList& already);
     static QString structureText(const DddReport& report);
 
+    static void parseTachographData(DddReport& report);
+    static void parseDriverCardData(DddReport& report);
+    // BER structures anywhere in the file: asn1Fields and the identity of context-tagged elements.
+    static void parseAsn1Data(DddReport& report, const QByteArray& bytes);
+    static void buildTachographChildInventory(DddReport& report);
+    // Sets analysis from the activity changes, then totalDays from its days.
+    static void buildAnalysis(DddReport& report);
+    // The analysis again, for a report that comes back from storage.
+    static void analyze(DddReport& report);
+
 private:
     Decoder() = delete;
 };

@@ -1,0 +1,536 @@
+#include "ddd/activity_analyzer.h"
+
+#include "ddd/ddd_fields.h"
+
+#include <QRegularExpression>
+#include <QTime>
+
+#include <algorithm>
+#include <limits>
+
+namespace tachoria::ddd {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kDailyDriving = 540;
+constexpr int kWeeklyDriving = 3360;
+constexpr int kBiWeeklyDriving = 5400;
+constexpr int kContinuousDriving = 270;
+constexpr int kReducedDailyRest = 659;
+constexpr int kReducedWeeklyRest = 2699;
+constexpr int kTooShortBreak = 14;
+constexpr int kShortBreakMax = 30;
+constexpr int kLongWorkSession = 240;
+constexpr int kNightEnd = 360;
+constexpr int kNightStart = 1320;
+constexpr int kMinutesPerDay = 1440;
+
+enum class Kind
+{
+    Driving,
+    Available,
+    Work,
+    Rest,
+    Unknown,
+};
+
+Kind activityKind(const QVariantMap& row)
+{
+    const QString activity = row.value(u"activity"_s).toString().trimmed();
+    const auto any = [&activity](std::initializer_list<QString> words) {
+        return std::any_of(words.begin(), words.end(), [&activity](const QString& word) {
+            return activity.contains(word, Qt::CaseInsensitive);
+        });
+    };
+    if (any({u"drive"_s, u"driv"_s, u"вожден"_s}))
+        return Kind::Driving;
+    if (any({u"available"_s, u"availability"_s, u"доступ"_s, u"готов"_s}))
+        return Kind::Available;
+    if (any({u"work"_s, u"работ"_s}))
+        return Kind::Work;
+    if (any({u"rest"_s, u"отдых"_s, u"перерыв"_s}))
+        return Kind::Rest;
+    return Kind::Unknown;
+}
+
+bool unknownActivity(const QVariantMap& row)
+{
+    const QString activity = row.value(u"activity"_s).toString();
+    return activity.isEmpty() || activity.compare(u"Unknown"_s, Qt::CaseInsensitive) == 0 ||
+           activity.compare(u"Неизвестно"_s, Qt::CaseInsensitive) == 0;
+}
+
+bool insertedCard(const QVariantMap& row)
+{
+    const QString status = row.value(u"cardStatus"_s).toString().trimmed();
+    if (status.isEmpty() || status.contains(u"not inserted"_s, Qt::CaseInsensitive) ||
+        status.contains(u"не встав"_s, Qt::CaseInsensitive) ||
+        status.contains(u"not-inserted"_s, Qt::CaseInsensitive))
+        return false;
+    for (const QString& accepted :
+         {u"Inserted"_s, u"Inserted Card"_s, u"Карта вставлена"_s, u"Вставлена"_s, u"Вставлена карта"_s}) {
+        if (status.compare(accepted, Qt::CaseInsensitive) == 0)
+            return true;
+    }
+    return false;
+}
+
+int interval(const ActivityAnalyzer::Event& a, const ActivityAnalyzer::Event& b)
+{
+    const int minutes = b.minutes - a.minutes;
+    return minutes < 0 ? minutes + kMinutesPerDay : minutes;
+}
+
+// The events of a day that open and close intervals.
+QList<ActivityAnalyzer::Event> timedEvents(const ActivityAnalyzer::DayData& day)
+{
+    QList<ActivityAnalyzer::Event> events;
+    for (const ActivityAnalyzer::Event& event : day.events) {
+        if (event.valid)
+            events.append(event);
+    }
+    return events;
+}
+
+int average(const QList<int>& values)
+{
+    if (values.isEmpty())
+        return 0;
+    qint64 sum = 0;
+    for (const int value : values)
+        sum += value;
+    return int(sum / values.size());
+}
+
+QVariantList minuteTexts(const QList<int>& values)
+{
+    QVariantList texts;
+    for (const int value : values)
+        texts.append(formatMinutes(value));
+    return texts;
+}
+
+QString conditionName(const QVariantMap& row)
+{
+    for (const QString& key : {u"specificConditionType"_s, u"conditionType"_s, u"type"_s}) {
+        const QString text = row.value(key).toString();
+        if (!text.isEmpty())
+            return text;
+    }
+    return QString();
+}
+
+QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QList<QVariantMap>& conditions)
+{
+    QVariantList manualRecords;
+    for (const QVariantMap& row : vehicleRecords) {
+        if (ActivityAnalyzer::isManualRecord(row))
+            manualRecords.append(row);
+    }
+    QVariantList all;
+    QVariantList ferry;
+    QVariantList intervals;
+    int ferryMinutes = 0;
+    int begin = -1;
+    for (const QVariantMap& row : conditions) {
+        all.append(row);
+        if (!ActivityAnalyzer::isFerryOrTrain(row))
+            continue;
+        ferry.append(row);
+        const QString name = conditionName(row).toLower();
+        QString timeText = row.value(u"entryTime"_s).toString();
+        if (timeText.isEmpty())
+            timeText = row.value(u"time"_s).toString();
+        const int minutes = ActivityAnalyzer::parseMinutes(timeText);
+        if (name.contains(u"начало"_s) || name.contains(u"begin"_s)) {
+            begin = minutes;
+        } else if ((name.contains(u"оконч"_s) || name.contains(u"end"_s)) && begin >= 0 && minutes >= 0) {
+            int length = minutes - begin;
+            if (length < 0)
+                length += kMinutesPerDay;
+            ferryMinutes += length;
+            intervals.append(QVariantMap{{u"begin"_s, formatMinutes(begin)},
+                                         {u"end"_s, formatMinutes(minutes)},
+                                         {u"minutes"_s, length}});
+            begin = -1;
+        }
+    }
+    return {{u"manualInputCount"_s, manualRecords.size()}, {u"manualRecords"_s, manualRecords},
+            {u"specificConditionCount"_s, all.size()},     {u"specificConditions"_s, all},
+            {u"ferryTrainCount"_s, ferry.size()},          {u"ferryTrainConditions"_s, ferry},
+            {u"ferryTrainMinutes"_s, ferryMinutes},        {u"ferryTrainIntervals"_s, intervals}};
+}
+
+} // namespace
+
+QString ActivityAnalyzer::dayKeyFor(const QVariantMap& row)
+{
+    QString key = row.value(u"activityDailyPresenceCounter1"_s).toString();
+    if (key.isEmpty())
+        key = row.value(u"dayKey"_s).toString();
+    if (key.isEmpty())
+        key = row.value(u"day"_s).toString();
+    return key.isEmpty() ? u" "_s : key;
+}
+
+int ActivityAnalyzer::parseMinutes(const QString& text)
+{
+    static const QRegularExpression pattern(u"(?:^|\\s)(\\d{1,2}):(\\d{2})"_s);
+    const QRegularExpressionMatch match = pattern.match(text);
+    if (!match.hasMatch())
+        return -1;
+    const QTime time = QTime::fromString(u"%1:%2"_s.arg(match.captured(1), match.captured(2)), u"HH:mm"_s);
+    return time.isValid() ? time.hour() * 60 + time.minute() : -1;
+}
+
+qint64 ActivityAnalyzer::dayOrderKey(const QString& key)
+{
+    bool ok = false;
+    if (key.size() == 4) {
+        const bool digits = std::all_of(key.begin(), key.end(), [](QChar c) { return c.isDigit(); });
+        const qint64 value = digits ? key.toLongLong(&ok, 10) : key.toLongLong(&ok, 16);
+        if (ok)
+            return value;
+    }
+    qint64 value = key.toLongLong(&ok, 10);
+    if (ok)
+        return value;
+    value = key.toLongLong(&ok, 16);
+    return ok ? value : std::numeric_limits<qint64>::max();
+}
+
+bool ActivityAnalyzer::isManualRecord(const QVariantMap& row)
+{
+    const QString flag = row.value(u"manualInputFlag"_s).toString().trimmed();
+    if (!flag.isEmpty()) {
+        return flag != u"0"_s && flag.compare(u"Нет"_s, Qt::CaseInsensitive) != 0 &&
+               flag.compare(u"No"_s, Qt::CaseInsensitive) != 0;
+    }
+    return row.value(u"manualInput"_s).toBool();
+}
+
+bool ActivityAnalyzer::isFerryOrTrain(const QVariantMap& row)
+{
+    const QString name = conditionName(row);
+    for (const QString& word : {u"паром"_s, u"поезд"_s, u"ferry"_s, u"train"_s}) {
+        if (name.contains(word, Qt::CaseInsensitive))
+            return true;
+    }
+    for (const QString& key : {u"specificConditionType"_s, u"conditionCode"_s, u"type"_s}) {
+        bool ok = false;
+        const int code = row.value(key).toString().trimmed().toInt(&ok);
+        if (ok && (code == 3 || code == 4))
+            return true;
+    }
+    return false;
+}
+
+QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVariantMap>& activityChanges)
+{
+    QList<Event> events;
+    events.reserve(activityChanges.size());
+    for (const QVariantMap& row : activityChanges) {
+        Event event;
+        event.row = row;
+        event.dayKey = dayKeyFor(row);
+        event.minutes = parseMinutes(row.value(u"time"_s).toString());
+        event.valid = event.minutes >= 0;
+        if (!event.valid && row.contains(u"minutes"_s)) {
+            event.minutes = row.value(u"minutes"_s).toInt();
+            event.valid = event.minutes >= 0 && event.minutes <= 1439;
+        }
+        if (!event.valid)
+            event.minutes = 0;
+        event.inserted = insertedCard(row);
+        events.append(event);
+    }
+    std::stable_sort(events.begin(), events.end(), [](const Event& a, const Event& b) {
+        const qint64 orderA = dayOrderKey(a.dayKey);
+        const qint64 orderB = dayOrderKey(b.dayKey);
+        if (orderA != orderB)
+            return orderA < orderB;
+        if (a.dayKey != b.dayKey)
+            return a.dayKey < b.dayKey;
+        return a.minutes < b.minutes;
+    });
+    QList<DayData> days;
+    for (const Event& event : std::as_const(events)) {
+        if (days.isEmpty() || days.last().dayKey != event.dayKey) {
+            days.append(DayData());
+            days.last().dayKey = event.dayKey;
+        }
+        days.last().events.append(event);
+    }
+    for (DayData& day : days) {
+        std::stable_sort(day.events.begin(), day.events.end(), [](const Event& a, const Event& b) {
+            if (a.valid != b.valid)
+                return a.valid;
+            return a.minutes < b.minutes;
+        });
+        const QList<Event> timed = timedEvents(day);
+        for (qsizetype i = 0; i + 1 < timed.size(); ++i) {
+            const Event& a = timed.at(i);
+            const int minutes = interval(a, timed.at(i + 1));
+            if (a.inserted) {
+                day.workMinutes += minutes;
+                const Kind kind = activityKind(a.row);
+                if (kind == Kind::Available)
+                    day.availableMinutes += minutes;
+                if (day.workStart < 0)
+                    day.workStart = a.minutes;
+                day.workEnd = timed.at(i + 1).minutes;
+                if (kind == Kind::Driving)
+                    day.drivingMinutes += minutes;
+                else if (kind == Kind::Work)
+                    day.workActivityMinutes += minutes;
+                else if (kind == Kind::Rest)
+                    day.restActivityMinutes += minutes;
+            } else {
+                day.restMinutes += minutes;
+                if (unknownActivity(a.row))
+                    day.unknownMinutes += minutes;
+            }
+        }
+        for (const Event& event : std::as_const(day.events)) {
+            day.manualInputCount += isManualRecord(event.row);
+            day.ferryTrainCount += isFerryOrTrain(event.row);
+        }
+    }
+    return days;
+}
+
+QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
+                                      const QList<QVariantMap>& vehicleRecords,
+                                      const QList<QVariantMap>& specificConditions)
+{
+    const QList<DayData> days = buildDays(activityChanges);
+    const QVariantMap conditions = analyzeConditions(vehicleRecords, specificConditions);
+
+    int totalWork = 0, totalRest = 0, totalAvailable = 0, totalUnknown = 0, totalDriving = 0;
+    int totalWorkActivity = 0, totalRestActivity = 0, totalManual = 0;
+    QVariantList tooShortBreaks, tooLongWorkSessions, items;
+    QList<int> shortBreaks, longBreaks, workSessions, breaks;
+    int maxContinuous = 0, dailyDriving = 0, weeklyDriving = 0, biWeeklyDriving = 0;
+    int overtime = 0, nightSessions = 0;
+    bool nightTest = false;
+    for (qsizetype index = 0; index < days.size(); ++index) {
+        const DayData& day = days.at(index);
+        totalWork += day.workMinutes;
+        totalRest += day.restMinutes;
+        totalAvailable += day.availableMinutes;
+        totalUnknown += day.unknownMinutes;
+        totalDriving += day.drivingMinutes;
+        totalWorkActivity += day.workActivityMinutes;
+        totalRestActivity += day.restActivityMinutes;
+        totalManual += day.manualInputCount;
+        dailyDriving = std::max(dailyDriving, day.drivingMinutes);
+        if (index < 7)
+            weeklyDriving += day.drivingMinutes;
+        if (index < 14)
+            biWeeklyDriving += day.drivingMinutes;
+        overtime += std::max(day.workMinutes - kDailyDriving, 0);
+        if (day.workStart < kNightEnd || day.workStart >= kNightStart)
+            ++nightSessions; // a day without work counts too
+
+        const QList<Event> timed = timedEvents(day);
+        int restRun = 0, workRun = 0, driving = 0, run = 0;
+        bool runInserted = false;
+        bool runOpen = false;
+        for (qsizetype i = 0; i + 1 < timed.size(); ++i) {
+            const Event& a = timed.at(i);
+            const Event& b = timed.at(i + 1);
+            const int minutes = interval(a, b);
+            if (a.inserted) {
+                workRun += minutes;
+                restRun = 0;
+                if (workRun > kLongWorkSession && !b.inserted)
+                    tooLongWorkSessions.append(formatMinutes(b.minutes));
+                driving = activityKind(a.row) == Kind::Driving ? driving + minutes : 0;
+            } else {
+                restRun += minutes;
+                workRun = 0;
+                if (restRun <= kTooShortBreak && b.inserted)
+                    tooShortBreaks.append(formatMinutes(b.minutes));
+                driving = 0;
+                if (b.inserted && minutes >= 15 && minutes <= kShortBreakMax)
+                    shortBreaks.append(minutes);
+                else if (b.inserted && minutes > kShortBreakMax)
+                    longBreaks.append(minutes);
+            }
+            maxContinuous = std::max(maxContinuous, driving);
+            if (runOpen && runInserted != a.inserted) {
+                (runInserted ? workSessions : breaks).append(run);
+                run = 0;
+            }
+            runInserted = a.inserted;
+            runOpen = true;
+            run += minutes;
+        }
+        if (runOpen && runInserted)
+            workSessions.append(run); // an open rest at the day's end is dropped
+        for (const Event& event : timed) {
+            if (event.inserted && (event.minutes <= kNightEnd - 1 || event.minutes >= kNightStart))
+                nightTest = true;
+        }
+        const auto timeOrEmpty = [](int minutes) { return minutes < 0 ? QString() : formatMinutes(minutes); };
+        items.append(QVariantMap{{u"dayNumber"_s, day.dayKey},
+                                 {u"dayKey"_s, day.dayKey},
+                                 {u"workTime"_s, formatMinutes(day.workMinutes)},
+                                 {u"restTime"_s, formatMinutes(day.restMinutes)},
+                                 {u"availableTime"_s, formatMinutes(day.availableMinutes)},
+                                 {u"unknownTime"_s, formatMinutes(day.unknownMinutes)},
+                                 {u"workStart"_s, timeOrEmpty(day.workStart)},
+                                 {u"workEnd"_s, timeOrEmpty(day.workEnd)},
+                                 {u"activityChangesCount"_s, day.events.size()},
+                                 {u"workMinutes"_s, day.workMinutes},
+                                 {u"restMinutes"_s, day.restMinutes},
+                                 {u"availableMinutes"_s, day.availableMinutes},
+                                 {u"unknownMinutes"_s, day.unknownMinutes},
+                                 {u"drivingMinutes"_s, day.drivingMinutes},
+                                 {u"workActivityMinutes"_s, day.workActivityMinutes},
+                                 {u"restActivityMinutes"_s, day.restActivityMinutes},
+                                 {u"manualInputCount"_s, day.manualInputCount},
+                                 {u"specificConditionCount"_s, day.ferryTrainCount}});
+    }
+
+    // Daily rest between consecutive days that both worked.
+    bool restViolation = false;
+    QList<int> rests;
+    for (qsizetype i = 0; i + 1 < days.size(); ++i) {
+        const DayData& day = days.at(i);
+        const DayData& next = days.at(i + 1);
+        if (day.workEnd < 0 || next.workStart < 0 || dayOrderKey(next.dayKey) - dayOrderKey(day.dayKey) != 1)
+            continue;
+        const int rest = next.workStart + kMinutesPerDay - day.workEnd;
+        if (rest <= kReducedDailyRest)
+            restViolation = true;
+        if (rest > 0)
+            rests.append(rest);
+    }
+    const int dailyRest = average(rests);
+    const bool dailyRestReduced = !rests.isEmpty() && dailyRest <= kReducedDailyRest;
+
+    // The span of the first seven days, which is the figure this key carries.
+    int weeklyRest = 0;
+    bool weeklyFound = false;
+    if (days.size() > 6 && days.at(0).workStart >= 0 && days.at(6).workEnd >= 0) {
+        bool consecutive = true;
+        for (int i = 0; i < 6 && consecutive; ++i)
+            consecutive = dayOrderKey(days.at(i + 1).dayKey) - dayOrderKey(days.at(i).dayKey) == 1;
+        if (consecutive) {
+            weeklyFound = true;
+            weeklyRest =
+                int((dayOrderKey(days.at(6).dayKey) - dayOrderKey(days.at(0).dayKey)) * kMinutesPerDay +
+                    days.at(6).workEnd - days.at(0).workStart);
+        }
+    }
+    const bool weeklyRestReduced = weeklyFound && weeklyRest <= kReducedWeeklyRest;
+
+    QVariantList violations;
+    if (dailyDriving > kDailyDriving)
+        violations.append(u"Превышен дневной лимит вождения: %1 > 9:00"_s.arg(formatMinutes(dailyDriving)));
+    if (weeklyDriving > kWeeklyDriving)
+        violations.append(
+            u"Превышен недельный лимит вождения: %1 > 56:00"_s.arg(formatMinutes(weeklyDriving)));
+    if (maxContinuous > kContinuousDriving)
+        violations.append(u"Превышено непрерывное вождение: %1 > 4:30"_s.arg(formatMinutes(maxContinuous)));
+    if (dailyRestReduced)
+        violations.append(u"Недостаточный ежедневный отдых: %1 < 11:00"_s.arg(formatMinutes(dailyRest)));
+    if (weeklyRestReduced)
+        violations.append(u"Недостаточный еженедельный отдых: %1 < 45:00"_s.arg(formatMinutes(weeklyRest)));
+    if (!tooShortBreaks.isEmpty())
+        violations.append(u"Найдено %1 перерывов короче 15 минут"_s.arg(tooShortBreaks.size()));
+
+    const double utilization = totalWork == 0 ? 0.0 : totalWork * 100.0 / std::max(totalWork + totalRest, 1);
+    const double efficiency = totalWork == 0 ? 0.0 : (totalWork - totalAvailable) * 100.0 / totalWork;
+    QVariantList warnings;
+    QVariantList recommendations;
+    const bool empty = days.isEmpty();
+    if (overtime > 0)
+        warnings.append(u"Общее сверхурочное время: %1"_s.arg(formatMinutes(overtime)));
+    if (!empty && nightSessions > 0)
+        warnings.append(u"Ночных рабочих сессий: %1"_s.arg(nightSessions));
+    if (utilization > 80.0)
+        recommendations.append(u"Высокая загрузка. Рекомендуется увеличить время отдыха."_s);
+    if (!empty && efficiency < 60.0)
+        recommendations.append(u"Низкая эффективность вождения. Рассмотрите оптимизацию маршрутов."_s);
+
+    const int dailyScore = dailyDriving > kDailyDriving ? 50 : 100;
+    const int restScore =
+        std::max(100 - 10 * int(tooShortBreaks.size()) - (maxContinuous > kContinuousDriving ? 30 : 0), 0);
+    const int weeklyScore = weeklyRestReduced ? 60 : 100;
+    const int overall = (dailyScore + restScore + weeklyScore) / 3;
+
+    int shortTotal = 0, longTotal = 0;
+    for (const int value : std::as_const(shortBreaks))
+        shortTotal += value;
+    for (const int value : std::as_const(longBreaks))
+        longTotal += value;
+
+    QVariantMap classification;
+    if (!empty) {
+        classification = {{u"drivingMinutes"_s, totalDriving},
+                          {u"workMinutes"_s, totalWorkActivity},
+                          {u"availabilityMinutes"_s, totalAvailable},
+                          {u"restMinutes"_s, totalRestActivity},
+                          {u"unknownMinutes"_s, totalUnknown},
+                          {u"cardRestMinutes"_s, totalRest},
+                          {u"manualInputCount"_s, totalManual},
+                          {u"ferryTrainMinutes"_s, conditions.value(u"ferryTrainMinutes"_s)}};
+    }
+    const auto duration = [](QVariantMap& map, const QString& key, int minutes) {
+        map.insert(key, formatMinutes(minutes));
+        map.insert(key + u"Minutes"_s, minutes);
+    };
+
+    QVariantMap workingHours{{u"violations"_s, violations},
+                             {u"tooShortBreaks"_s, tooShortBreaks},
+                             {u"tooShortBreakCount"_s, tooShortBreaks.size()},
+                             {u"tooLongWorkSessions"_s, tooLongWorkSessions},
+                             {u"totalOvertime"_s, formatMinutes(overtime)},
+                             {u"totalOvertimeMinutes"_s, overtime},
+                             {u"nightWorkSessions"_s, empty ? 0 : nightSessions},
+                             {u"has11HourRestViolation"_s, restViolation},
+                             {u"items"_s, items}};
+    QVariantMap drivingCycles{{u"dailyLimitExceeded"_s, dailyDriving > kDailyDriving},
+                              {u"weeklyLimitExceeded"_s, weeklyDriving > kWeeklyDriving},
+                              {u"biWeeklyLimitExceeded"_s, biWeeklyDriving > kBiWeeklyDriving},
+                              {u"limit4_5HourExceeded"_s, maxContinuous > kContinuousDriving}};
+    duration(drivingCycles, u"dailyDrivingTime"_s, dailyDriving);
+    duration(drivingCycles, u"weeklyDrivingTime"_s, weeklyDriving);
+    duration(drivingCycles, u"biWeeklyDrivingTime"_s, biWeeklyDriving);
+    duration(drivingCycles, u"maxContinuousDriving"_s, maxContinuous);
+    QVariantMap restBreaks{
+        {u"shortBreaks"_s, minuteTexts(shortBreaks)}, {u"shortBreakCount"_s, shortBreaks.size()},
+        {u"longBreaks"_s, minuteTexts(longBreaks)},   {u"dailyRestReduced"_s, dailyRestReduced},
+        {u"weeklyRestReduced"_s, weeklyRestReduced},  {u"hasSplitRest"_s, nightTest}};
+    duration(restBreaks, u"totalShortBreakTime"_s, shortTotal);
+    duration(restBreaks, u"totalLongBreakTime"_s, longTotal);
+    duration(restBreaks, u"dailyRest"_s, dailyRest);
+    duration(restBreaks, u"weeklyRest"_s, weeklyRest);
+    QVariantMap efficiencyMap{{u"utilizationRate"_s, utilization},
+                              {u"drivingEfficiency"_s, efficiency},
+                              {u"sessionCount"_s, workSessions.size()},
+                              {u"totalWorkMinutes"_s, totalWork},
+                              {u"totalRestMinutes"_s, totalRest},
+                              {u"totalWorkTime"_s, formatMinutes(totalWork)},
+                              {u"totalRestTime"_s, formatMinutes(totalRest)}};
+    duration(efficiencyMap, u"averageWorkSession"_s, average(workSessions));
+    duration(efficiencyMap, u"averageBreak"_s, average(breaks));
+    const QVariantMap compliance{{u"isCompliant"_s, !empty && violations.isEmpty()},
+                                 {u"overallScore"_s, empty ? 0 : overall},
+                                 {u"dailyDrivingScore"_s, empty ? 0 : dailyScore},
+                                 {u"restBreaksScore"_s, empty ? 0 : restScore},
+                                 {u"weeklyRestScore"_s, empty ? 0 : weeklyScore},
+                                 {u"warnings"_s, warnings},
+                                 {u"violations"_s, violations},
+                                 {u"recommendations"_s, recommendations}};
+    return {{u"workingHours"_s, workingHours},     {u"drivingCycles"_s, drivingCycles},
+            {u"restBreaks"_s, restBreaks},         {u"efficiency"_s, efficiencyMap},
+            {u"classification"_s, classification}, {u"conditions"_s, conditions},
+            {u"compliance"_s, compliance}};
+}
+
+} // namespace tachoria::ddd

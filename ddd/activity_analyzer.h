@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QVariantList>
+#include <QVariantMap>
+
+namespace tachoria::ddd {
+
+// Judges the activity changes of a card or a vehicle unit against the driving and rest limits. A pure
+// function of its inputs: a report from storage gives the same figures again.
+class ActivityAnalyzer
+{
+public:
+    // One activity change, read from a row.
+    struct Event
+    {
+        QVariantMap row;
+        QString dayKey;
+        int minutes = 0;
+        bool valid = false;
+        bool inserted = false;
+    };
+
+    // The figures of one day, in minutes.
+    struct DayData
+    {
+        QString dayKey;
+        QList<Event> events;
+        int workMinutes = 0;
+        int restMinutes = 0;
+        int availableMinutes = 0;
+        int unknownMinutes = 0;
+        int drivingMinutes = 0;
+        int workActivityMinutes = 0;
+        int restActivityMinutes = 0;
+        int workStart = -1;
+        int workEnd = -1;
+        int manualInputCount = 0;
+        int ferryTrainCount = 0;
+    };
+
+    static QVariantMap analyze(const QList<QVariantMap>& activityChanges,
+                               const QList<QVariantMap>& vehicleRecords,
+                               const QList<QVariantMap>& specificConditions);
+
+    static QString dayKeyFor(const QVariantMap& row);
+    static int parseMinutes(const QString& text); // -1 when the text holds no time of day
+    static qint64 dayOrderKey(const QString& key);
+    static bool isManualRecord(const QVariantMap& row);
+    static bool isFerryOrTrain(const QVariantMap& row);
+    static QList<DayData> buildDays(const QList<QVariantMap>& activityChanges);
+
+private:
+    ActivityAnalyzer() = delete;
+};
+
+} // namespace tachoria::ddd

@@ -1,0 +1,388 @@
+#include "ddd/ddd_fields.h"
+
+#include <QHash>
+#include <QStringList>
+#include <QTimeZone>
+
+#include <cstdlib>
+
+namespace tachoria::ddd {
+
+using namespace Qt::StringLiterals;
+
+quint8 byteAt(const QByteArray& bytes, qsizetype position)
+{
+    return position >= 0 && position < bytes.size() ? static_cast<quint8>(bytes.at(position)) : 0;
+}
+
+bool fits(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    return position >= 0 && length >= 0 && position <= bytes.size() && length <= bytes.size() - position;
+}
+
+quint32 readBe32(const QByteArray& bytes, qsizetype position)
+{
+    if (!fits(bytes, position, 4))
+        return 0;
+    return (quint32(byteAt(bytes, position)) << 24) | (quint32(byteAt(bytes, position + 1)) << 16) |
+           (quint32(byteAt(bytes, position + 2)) << 8) | byteAt(bytes, position + 3);
+}
+
+quint32 readLe32(const QByteArray& bytes, qsizetype position)
+{
+    if (!fits(bytes, position, 4))
+        return 0;
+    return (quint32(byteAt(bytes, position + 3)) << 24) | (quint32(byteAt(bytes, position + 2)) << 16) |
+           (quint32(byteAt(bytes, position + 1)) << 8) | byteAt(bytes, position);
+}
+
+quint32 readBe24(const QByteArray& bytes, qsizetype position)
+{
+    if (!fits(bytes, position, 3))
+        return 0;
+    return (quint32(byteAt(bytes, position)) << 16) | (quint32(byteAt(bytes, position + 1)) << 8) |
+           byteAt(bytes, position + 2);
+}
+
+quint16 readBe16(const QByteArray& bytes, qsizetype position)
+{
+    if (!fits(bytes, position, 2))
+        return 0;
+    return static_cast<quint16>((byteAt(bytes, position) << 8) | byteAt(bytes, position + 1));
+}
+
+quint16 readLe16(const QByteArray& bytes, qsizetype position)
+{
+    if (!fits(bytes, position, 2))
+        return 0;
+    return static_cast<quint16>((byteAt(bytes, position + 1) << 8) | byteAt(bytes, position));
+}
+
+QString hexText(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    if (position < 0 || position >= bytes.size() || length <= 0)
+        return QString();
+    return QString::fromLatin1(bytes.mid(position, length).toHex().toUpper());
+}
+
+namespace {
+
+// The part of [position, position + length) that lies inside the bytes.
+QByteArrayView clamp(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    if (position < 0 || position >= bytes.size() || length <= 0)
+        return {};
+    return QByteArrayView(bytes).sliced(position, std::min(length, bytes.size() - position));
+}
+
+} // namespace
+
+QString readFixedText(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    if (length < 1 || !fits(bytes, position, length))
+        return QString();
+    QString text(length, QLatin1Char(' '));
+    for (qsizetype i = 0; i < length; ++i) {
+        const quint8 byte = byteAt(bytes, position + i);
+        text[i] = (byte == 0x00 || byte == 0x05) ? QLatin1Char(' ') : QLatin1Char(char(byte));
+    }
+    return text.trimmed();
+}
+
+QString readAsciiWithReplacement(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    QString text;
+    for (const char c : clamp(bytes, position, length)) {
+        const auto byte = static_cast<quint8>(c);
+        if (byte == 0x00)
+            continue;
+        text += (byte >= 32 && byte <= 126) ? QLatin1Char(char(byte)) : QLatin1Char('?');
+    }
+    return text.trimmed();
+}
+
+QString readCalibrationText(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    QString text;
+    for (const char c : clamp(bytes, position, length)) {
+        const auto byte = static_cast<quint8>(c);
+        if (byte < 33)
+            text += QLatin1Char(' ');
+        else if (byte < 128)
+            text += QLatin1Char(char(byte));
+        else if (byte == 0xA1)
+            text += QChar(0x0401);
+        else if (byte >= 0xB0 && byte <= 0xEF)
+            text += QChar(byte + 864);
+        else if (byte >= 0xF0)
+            text += QChar(byte + 848); // one off the published table; files written so are read so
+        else
+            text += QLatin1Char('?');
+    }
+    return text.simplified();
+}
+
+QString readWindows1251Text(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    QString text;
+    for (const char c : clamp(bytes, position, length)) {
+        const auto byte = static_cast<quint8>(c);
+        if (byte == 0x00 || byte == 0x20)
+            text += QLatin1Char(' ');
+        else if (byte < 128)
+            text += QLatin1Char(char(byte));
+        else if (byte == 0xA8)
+            text += QChar(0x0401);
+        else if (byte == 0xB8)
+            text += QChar(0x0451);
+        else if (byte > 0xBF)
+            text += QChar(byte + 848);
+        else
+            text += QLatin1Char('?');
+    }
+    return text;
+}
+
+QString printableText(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    QString text;
+    for (const char c : clamp(bytes, position, length)) {
+        const auto byte = static_cast<quint8>(c);
+        if (byte >= 32 && byte <= 126)
+            text += QLatin1Char(char(byte));
+    }
+    return text.trimmed();
+}
+
+QString formatMinutes(int minutes)
+{
+    minutes = std::max(minutes, 0);
+    return u"%1:%2"_s.arg(minutes / 60, 2, 10, QLatin1Char('0')).arg(minutes % 60, 2, 10, QLatin1Char('0'));
+}
+
+QString hexCode(int code)
+{
+    return u"%1"_s.arg(code, 2, 16, QLatin1Char('0')).toUpper();
+}
+
+QString countryName(int nation)
+{
+    switch (nation) {
+    case 0:
+        return u"Нет данных"_s;
+    case 1:
+        return u"Австрия"_s;
+    case 2:
+        return u"Албания"_s;
+    case 3:
+        return u"Андорра"_s;
+    case 4:
+        return u"Армения"_s;
+    case 5:
+    case 43:
+    case 187:
+        return u"Российская Федерация"_s;
+    case 6:
+        return u"Азербайджан"_s;
+    case 7:
+        return u"Бельгия"_s;
+    case 8:
+        return u"Болгария"_s;
+    case 9:
+        return u"Босния и Герцеговина"_s;
+    case 10:
+        return u"Беларусь"_s;
+    default:
+        return u"0x%1"_s.arg(hexCode(nation)).toUpper();
+    }
+}
+
+QString cardTypeName(int type)
+{
+    switch (type) {
+    case 0:
+        return u"Reserved"_s;
+    case 1:
+        return u"Driver Card"_s;
+    case 2:
+        return u"Tachoria Card"_s;
+    case 3:
+        return u"Control Card"_s;
+    case 4:
+        return u"Company Card"_s;
+    case 5:
+        return u"Manufacturing Card"_s;
+    default:
+        return u"Unknown type"_s;
+    }
+}
+
+QString cardSlotStatusName(int status)
+{
+    return status == 0 ? u"No card inserted"_s : cardTypeName(status);
+}
+
+QString eventName(int code)
+{
+    static const QHash<int, QString> names = {
+        {0, u"Общее событие: без дополнительных сведений"_s},
+        {1, u"Вставка недействительной карты"_s},
+        {2, u"Конфликт карт"_s},
+        {3, u"Общее событие: перекрытие времени"_s},
+        {4, u"Движение без соответствующей карты"_s},
+        {5, u"Вставка карты во время движения"_s},
+        {6, u"Сессия карты завершена некорректно"_s},
+        {7, u"Превышение скорости"_s},
+        {8, u"Прерывание питания"_s},
+        {9, u"Ошибка данных движения"_s},
+        {10, u"Конфликт движения транспортного средства"_s},
+        {16, u"Попытка нарушения безопасности VU: без дополнительных сведений"_s},
+        {17, u"Ошибка аутентификации датчика движения"_s},
+        {18, u"Ошибка аутентификации карты тахографа"_s},
+        {19, u"Несанкционированная замена датчика движения"_s},
+        {20, u"Ошибка целостности данных карты"_s},
+        {21, u"Ошибка целостности пользовательских данных"_s},
+        {22, u"Ошибка внутренней передачи данных"_s},
+        {23, u"Попытка несанкционированного вскрытия"_s},
+        {24, u"Аппаратное вмешательство"_s},
+        {32, u"Попытка нарушения безопасности датчика: без дополнительных сведений"_s},
+        {33, u"Ошибка аутентификации датчика"_s},
+        {34, u"Ошибка целостности данных датчика"_s},
+        {35, u"Ошибка внутренней передачи данных датчика"_s},
+        {36, u"Несанкционированное вскрытие датчика"_s},
+        {37, u"Аппаратное вмешательство в датчик"_s},
+    };
+    if (names.contains(code))
+        return names.value(code);
+    if (code >= 128)
+        return u"Событие производителя (0x%1)"_s.arg(hexCode(code)).toUpper();
+    return u"Неизвестное событие (0x%1)"_s.arg(hexCode(code)).toUpper();
+}
+
+QString faultName(int code)
+{
+    static const QStringList list = {
+        u"Нет неисправности"_s,
+        u"Неисправность загрузки"_s,
+        u"Неисправность датчика"_s,
+        u"Неисправность печати"_s,
+        u"Неисправность дисплея"_s,
+        u"Неисправность питания"_s,
+        u"Неисправность памяти"_s,
+        u"Неисправность датчика скорости"_s,
+        u"Неисправность считывателя карты"_s,
+        u"Внутренняя неисправность VU"_s,
+        u"Неисправность часов"_s,
+        u"Ошибка калибровки"_s,
+        u"Другая неисправность"_s,
+    };
+    if (code == 0)
+        return u"Нет неисправности"_s;
+    if (code == 52)
+        return u"Неисправность оборудования записи: ошибка загрузки"_s;
+    if (code >= 53 && code <= 62)
+        return u"Неисправность тахографа: %1"_s.arg(list.at(code - 51));
+    if (code == 63 || code == 81)
+        return u"Зарезервировано для будущего использования"_s;
+    if (code == 64)
+        return u"Неисправность карты: без дополнительных сведений"_s;
+    return u"Неизвестная неисправность (0x%1)"_s.arg(hexCode(code)).toUpper();
+}
+
+namespace {
+
+QDateTime utcSeconds(quint32 value)
+{
+    return QDateTime::fromSecsSinceEpoch(qint64(value), QTimeZone::utc());
+}
+
+bool inYears(const QDateTime& moment, int first, int last)
+{
+    const int year = moment.date().year();
+    return moment.isValid() && year >= first && year <= last;
+}
+
+QString formatChecked(quint32 value, bool toLocal, int firstYear, const QString& format)
+{
+    if (value == 0 || value > 0xF0000000u)
+        return QString();
+    QDateTime moment = utcSeconds(value);
+    if (toLocal)
+        moment = moment.toLocalTime();
+    if (!inYears(moment, firstYear, 2100))
+        return QString();
+    return moment.toString(format);
+}
+
+} // namespace
+
+QString formatUnix(quint32 value, bool toLocal)
+{
+    return formatChecked(value, toLocal, 2000, u"dd.MM.yyyy HH:mm:ss"_s);
+}
+
+QString formatUnixCSharp(quint32 value, bool toLocal)
+{
+    return formatChecked(value, toLocal, 1970, u"dd.MM.yyyy H:mm:ss"_s);
+}
+
+QDateTime vuDateTime(const QByteArray& bytes, qsizetype position)
+{
+    if (!fits(bytes, position, 4))
+        return QDateTime();
+    const QDateTime little =
+        QDateTime::fromSecsSinceEpoch(qint64(readLe32(bytes, position)), QTimeZone::systemTimeZone());
+    const QDateTime big = utcSeconds(readBe32(bytes, position));
+    const bool littlePlausible = inYears(little, 2000, 2100);
+    const bool bigPlausible = inYears(big, 2000, 2100);
+    if (littlePlausible && bigPlausible) {
+        const qint64 now = QDateTime::currentSecsSinceEpoch();
+        return std::llabs(little.toSecsSinceEpoch() - now) <= std::llabs(big.toSecsSinceEpoch() - now)
+                   ? little
+                   : big;
+    }
+    if (littlePlausible)
+        return little;
+    if (bigPlausible)
+        return big;
+    return QDateTime();
+}
+
+QString vuTime(const QByteArray& bytes, qsizetype position)
+{
+    const QDateTime moment = vuDateTime(bytes, position);
+    return moment.isValid() ? moment.toString(u"dd.MM.yyyy H:mm:ss"_s) : QString::fromLatin1(kFailedVuTime);
+}
+
+QString formatUnixUniversalCSharp(const QByteArray& bytes, qsizetype position, const QString& format)
+{
+    const QDateTime moment = vuDateTime(bytes, position);
+    return moment.isValid() ? moment.toString(format) : QString();
+}
+
+QString vuBeTime(const QByteArray& bytes, qsizetype position, const QString& format)
+{
+    if (!fits(bytes, position, 4))
+        return QString::fromLatin1(kFailedVuTime);
+    quint32 value = readBe32(bytes, position);
+    if (formatUnix(value).isEmpty())
+        value = readLe32(bytes, position);
+    if (formatUnix(value).isEmpty())
+        return QString::fromLatin1(kFailedVuTime);
+    return utcSeconds(value).toString(format);
+}
+
+QDateTime parseReportTime(const QString& text)
+{
+    static const QStringList formats = {u"dd.MM.yyyy H:mm:ss"_s, u"dd.MM.yyyy HH:mm:ss"_s, u"dd.MM.yyyy"_s};
+    for (const QString& format : formats) {
+        QDateTime moment = QDateTime::fromString(text, format);
+        if (moment.isValid()) {
+            moment.setTimeZone(QTimeZone::utc());
+            return moment;
+        }
+    }
+    return QDateTime();
+}
+
+} // namespace tachoria::ddd

@@ -1,0 +1,916 @@
+// The vehicle-unit download (blocks 7601 to 7605). The Russian-market unit does not keep to its counts
+// and byte orders, so the reader searches where the layout would only count, and every step is guarded.
+#include "ddd/ddd_decoder.h"
+#include "ddd/ddd_fields.h"
+
+#include <QRegularExpression>
+#include <QSet>
+
+#include <algorithm>
+
+namespace tachoria::ddd {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype kSignatureSize = 128;
+
+// The trailing signature is not data.
+qsizetype dataLimit(const QByteArray& data)
+{
+    return data.size() > kSignatureSize + 1 ? data.size() - kSignatureSize : data.size();
+}
+
+bool fitsBefore(qsizetype position, qsizetype length, qsizetype limit)
+{
+    return position >= 0 && position + length <= limit;
+}
+
+QVariantMap describedRow(const QString& description, const QVariant& value, const QString& hexKey,
+                         const QString& hex)
+{
+    QVariantMap row{{u"description"_s, description}, {u"value"_s, value}};
+    if (!hexKey.isEmpty())
+        row.insert(hexKey, hex);
+    return row;
+}
+
+// --- 7601 -------------------------------------------------------------------------------------------
+
+void parseOverview(DddReport& report, const QByteArray& d)
+{
+    const qsizetype limit = dataLimit(d);
+    qsizetype position = 390; // behind the tag and the two certificates, which are not verified
+    if (fitsBefore(position, 32, limit)) {
+        report.vin = readFixedText(d, position, 17);
+        report.vehicleRegistrationNation = countryName(byteAt(d, position + 17));
+        report.registrationNumber = readCalibrationText(d, position + 18, 14);
+        report.vehicleIdentification.append(
+            {{u"description"_s, u"vehicleIdentification"_s},
+             {u"vin"_s, report.vin},
+             {u"vehicleRegistrationNation"_s, report.vehicleRegistrationNation},
+             {u"vehicleRegistrationNumber"_s, report.registrationNumber},
+             {u"hexData"_s, hexText(d, position, 32)}});
+        position += 32;
+    }
+    if (fitsBefore(position, 4, limit)) {
+        report.currentDateTime.append(
+            describedRow(u"currentDateTime"_s, vuTime(d, position), u"hexData"_s, hexText(d, position, 4)));
+        position += 4;
+    }
+    if (fitsBefore(position, 8, limit)) {
+        report.downloadablePeriod.append(describedRow(u"minDownloadableTime"_s, vuTime(d, position),
+                                                      u"hexData"_s, hexText(d, position, 4)));
+        report.downloadablePeriod.append(describedRow(u"maxDownloadableTime"_s, vuTime(d, position + 4),
+                                                      u"hexData"_s, hexText(d, position + 4, 4)));
+        position += 8;
+    }
+    if (position < limit) {
+        const quint8 slots = byteAt(d, position);
+        const QString hex = hexText(d, position, 1);
+        report.insertedCardType.append(
+            describedRow(u"driverCardSlot"_s, cardSlotStatusName(slots & 0x0F), u"hexData"_s, hex));
+        report.insertedCardType.append(
+            describedRow(u"co-driverCardSlot"_s, cardSlotStatusName(slots >> 4), u"hexData"_s, hex));
+        ++position;
+    }
+    if (fitsBefore(position, 58, limit)) {
+        report.downloadActivity.append(
+            describedRow(u"downloadingTime"_s, vuTime(d, position), u"hexData"_s, hexText(d, position, 58)));
+        report.downloadActivity.append(
+            describedRow(u"cardType"_s, cardTypeName(byteAt(d, position + 4)), {}, {}));
+        report.downloadActivity.append(
+            describedRow(u"cardIssuingMemberState"_s, countryName(byteAt(d, position + 5)), {}, {}));
+        report.downloadActivity.append(
+            describedRow(u"driverCardNumber"_s, readFixedText(d, position + 6, 16), {}, {}));
+        // 35 bytes from 22 take the code-page byte in as a blank and leave the name's last byte out.
+        report.downloadActivity.append(
+            describedRow(u"companyOrTachoriaName"_s, readCalibrationText(d, position + 22, 35), {}, {}));
+        position += 58;
+    }
+    const auto rawRecords = [&](DatasetRows& rows, qsizetype size) {
+        if (position >= limit)
+            return;
+        const int count = byteAt(d, position++);
+        for (int index = 0; index < count && fitsBefore(position, size, limit); ++index) {
+            rows.append({{u"recordIndex"_s, index}, {u"hexData"_s, hexText(d, position, size)}});
+            position += size;
+        }
+    };
+    rawRecords(report.companyLocks, 98);
+    rawRecords(report.controlActivity, 31);
+}
+
+// --- 7602 -------------------------------------------------------------------------------------------
+
+QString slotName(int slot)
+{
+    switch (slot) {
+    case 0:
+        return u"Водитель"_s;
+    case 1:
+        return u"Сопряжённый водитель"_s;
+    case 2:
+        return u"Мастерская"_s;
+    case 3:
+        return u"Контроль"_s;
+    case 4:
+        return u"Компания"_s;
+    default:
+        return u"Неизвестный слот (0x%1)"_s.arg(hexCode(slot)).toUpper();
+    }
+}
+
+// A card insertion record, read by its markers since the name fields are not to be trusted.
+QVariantMap cardInsertionRow(const QByteArray& r)
+{
+    QVariantMap row;
+    qsizetype cursor = 0;
+    const auto takeUntil = [&](std::initializer_list<quint8> stops, qsizetype most) {
+        const qsizetype start = cursor;
+        while (cursor < r.size() && cursor - start < most &&
+               std::find(stops.begin(), stops.end(), byteAt(r, cursor)) == stops.end())
+            ++cursor;
+        return readCalibrationText(r, start, cursor - start).trimmed();
+    };
+    for (int skipped = 0; skipped < 10 && cursor < r.size() && byteAt(r, cursor) != 0x05; ++skipped)
+        ++cursor;
+    if (byteAt(r, cursor) == 0x05 && cursor < r.size()) {
+        ++cursor;
+        row.insert(u"cardHolderSurname"_s, takeUntil({0x00, 0x05}, 36));
+    } else {
+        cursor = 0;
+    }
+    while (cursor < r.size() && byteAt(r, cursor) == 0x00)
+        ++cursor;
+    if (cursor < r.size() && byteAt(r, cursor) == 0x05) {
+        ++cursor;
+        row.insert(u"cardHolderFirstNames"_s, takeUntil({0x00, 0x05, 0x01, 0x02}, 36));
+    }
+    while (cursor < r.size() && byteAt(r, cursor) == 0x00)
+        ++cursor;
+    if (cursor < r.size())
+        row.insert(u"cardType"_s, byteAt(r, cursor++) == 2 ? u"Мастерская"_s : u"Водитель"_s);
+    if (cursor < r.size())
+        row.insert(u"cardIssuingMemberState"_s, countryName(byteAt(r, cursor++)));
+    const auto takeText = [&](qsizetype most) {
+        const qsizetype length = std::min(most, r.size() - cursor);
+        const QString text = readCalibrationText(r, cursor, length).trimmed();
+        cursor += std::max<qsizetype>(length, 0);
+        return text;
+    };
+    row.insert(u"driverCardNumber"_s, takeText(16));
+    if (fits(r, cursor, 4)) {
+        row.insert(u"cardExpiryDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy"_s));
+        cursor += 4;
+    }
+    if (fits(r, cursor, 4)) {
+        row.insert(u"cardInsertionDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        cursor += 4;
+    }
+    if (fits(r, cursor, 3)) {
+        row.insert(u"vehicleOdometerValueAtInsertion"_s, readBe24(r, cursor));
+        cursor += 3;
+    }
+    if (fits(r, cursor, 1)) {
+        const int slot = byteAt(r, cursor++);
+        row.insert(u"cardSlot"_s, slotName(slot));
+        row.insert(u"cardSlotNumber"_s, slot);
+    }
+    if (fits(r, cursor, 4)) {
+        row.insert(u"cardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        cursor += 4;
+    }
+    if (fits(r, cursor, 3)) {
+        row.insert(u"vehicleOdometerValueAtWithdrawal"_s, readBe24(r, cursor));
+        cursor += 3;
+    }
+    if (cursor < r.size()) {
+        if (byteAt(r, cursor) != 0x05)
+            row.insert(u"prevVehicleRegistrationNation"_s, countryName(byteAt(r, cursor++)));
+        else
+            row.insert(u"prevVehicleRegistrationNation"_s, QString());
+    }
+    row.insert(u"prevVehicleRegistrationNumber"_s, takeText(14));
+    if (fits(r, cursor, 4)) {
+        row.insert(u"prevCardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        cursor += 4;
+    }
+    if (cursor < r.size())
+        row.insert(u"manualInputFlag"_s, byteAt(r, cursor) == 1 ? u"Да"_s : u"Нет"_s);
+    return row;
+}
+
+QString entryTypeName(int type)
+{
+    static const QStringList names = {u"Begin"_s, u"Start"_s, u"End"_s, u"Complete"_s, u"Intermediate"_s};
+    return type < names.size() ? names.at(type) : u"Unknown (0x%1)"_s.arg(hexCode(type)).toUpper();
+}
+
+QString regionName(int region)
+{
+    if (region == 0)
+        return u"No information available"_s;
+    if (region == 0x2B)
+        return u"Moscow Region"_s;
+    return u"Region 0x%1"_s.arg(hexCode(region)).toUpper();
+}
+
+void parseActivityDay(DddReport& report, const DddBlock& block)
+{
+    const QByteArray& d = block.data;
+    const qsizetype limit = dataLimit(d);
+    const int dayNo = block.occurrence;
+    qsizetype position = 2;
+    if (fitsBefore(position, 7, limit)) {
+        const QString time = vuTime(d, position);
+        const QDateTime parsed = QDateTime::fromString(time, u"dd.MM.yyyy H:mm:ss"_s);
+        if (parsed.isValid() && parsed.date().year() >= 2000 && parsed.date().year() <= 2100) {
+            const quint32 odometer = readBe24(d, position + 4);
+            report.dayInformation.append({{u"dayNo"_s, dayNo},
+                                          {u"timeReal"_s, time},
+                                          {u"odometerValueMidnight"_s, odometer == 0xFFFFFF ? 0u : odometer},
+                                          {u"hexData"_s, hexText(d, position, 7)}});
+        }
+        position += 7;
+    }
+    if (position + 1 < limit && (byteAt(d, position) == 0x00 || byteAt(d, position) == 0x20)) {
+        const int count = byteAt(d, position + 1);
+        if (count <= 100 && fitsBefore(position, 2 + 129 * qsizetype(count), limit)) {
+            position += 2;
+            for (int index = 0; index < count; ++index) {
+                const QByteArray record = d.mid(position, 129);
+                QVariantMap row = cardInsertionRow(record);
+                row.insert(u"dayNo"_s, dayNo);
+                row.insert(u"blockNumber"_s, dayNo);
+                row.insert(u"recordInBlock"_s, index);
+                row.insert(u"hexData"_s, QString::fromLatin1(record.toHex().toUpper()));
+                report.cardIwData.append(row);
+                position += 129;
+            }
+        }
+    }
+    // The count of changes is searched, not trusted; up to 120 changes are taken as a count.
+    qsizetype found = -1;
+    int changes = 0;
+    for (qsizetype p = position; p + 1 < limit; ++p) {
+        const int n = byteAt(d, p + 1);
+        if (byteAt(d, p) == 0 && n >= 1 && n <= 120 && fitsBefore(p, 2 + 2 * qsizetype(n), limit)) {
+            found = p;
+            changes = n;
+            break;
+        }
+    }
+    if (found >= 0) {
+        static const QStringList activities = {u"Перерыв/отдых"_s, u"Доступность"_s, u"Работа"_s,
+                                               u"Вождение"_s};
+        static const QStringList englishActivities = {u"Rest"_s, u"Availability"_s, u"Work"_s, u"Drive"_s};
+        for (int index = 0; index < changes; ++index) {
+            const quint8 b0 = byteAt(d, found + 2 + 2 * index);
+            const quint8 b1 = byteAt(d, found + 3 + 2 * index);
+            const int minutes = ((b0 & 0x07) << 8) | b1;
+            if (minutes > 1439)
+                continue;
+            const int activity = (b0 >> 3) & 0x03;
+            const bool notInserted = b0 & 0x20;
+            QVariantMap row{{u"dayNo"_s, dayNo},
+                            {u"slot"_s, (b0 & 0x80) ? u"Сопряжённый водитель"_s : u"Водитель"_s},
+                            {u"drivingStatus"_s, (b0 & 0x40) ? u"Экипаж"_s : u"Одиночный режим"_s},
+                            {u"cardStatus"_s, notInserted ? u"Не вставлена"_s : u"Вставлена"_s},
+                            {u"activity"_s, activities.at(activity)},
+                            {u"timeOfChange"_s, formatMinutes(minutes)},
+                            {u"day"_s, dayNo},
+                            {u"minutes"_s, minutes}};
+            report.activityDaily.append(row);
+            row.insert(u"activityDailyPresenceCounter1"_s, dayNo);
+            row.insert(u"cardStatus"_s, notInserted ? u"Not Inserted"_s : u"Inserted"_s);
+            row.insert(u"activity"_s, englishActivities.at(activity));
+            row.insert(u"time"_s, formatMinutes(minutes));
+            report.activityChanges.append(row);
+        }
+        position = found + 2 + 2 * changes;
+    }
+    // A place count of exactly 1 is stepped over; any other count byte is walked through in steps of 28.
+    if (position < limit && byteAt(d, position) == 0x01)
+        ++position;
+    static const QRegularExpression control(u"[\\x{0}-\\x{1F}]"_s);
+    for (; position + 27 < limit; position += 28) {
+        const int cardType = byteAt(d, position);
+        const QString cardNumber = readFixedText(d, position + 2, 16);
+        const QString entryTime = vuTime(d, position + 18);
+        if (cardNumber.size() <= 4 || control.match(cardNumber).hasMatch() ||
+            entryTime.startsWith(u"01.01.0001"_s) || entryTime.startsWith(u"01.01.1970"_s) || cardType < 1 ||
+            cardType > 5)
+            continue;
+        const quint32 odometer = readBe24(d, position + 25);
+        report.placeDailyWorkPeriod.append(
+            {{u"dayNo"_s, dayNo},
+             {u"cardType"_s, cardTypeName(cardType)},
+             {u"cardIssuingMemberState"_s, countryName(byteAt(d, position + 1))},
+             {u"driverCardNumber"_s, cardNumber},
+             {u"entryTime"_s, entryTime},
+             {u"entryTypeDailyWorkPeriod"_s, entryTypeName(byteAt(d, position + 22))},
+             {u"dailyWorkPeriodCountry"_s, countryName(byteAt(d, position + 23))},
+             {u"dailyWorkPeriodRegion"_s, regionName(byteAt(d, position + 24))},
+             {u"vehicleOdometerValue"_s, odometer == 0xFFFFFF ? 0u : odometer},
+             {u"hexData"_s, hexText(d, position, 28)}});
+    }
+}
+
+// --- 7603 -------------------------------------------------------------------------------------------
+
+QString purposeName(int code)
+{
+    static const QHash<int, QString> names = {
+        {0, u"Одно из 10 последних событий"_s},
+        {1, u"Самое длительное событие за последние 10 дней"_s},
+        {2, u"Одно из длительных событий за последние 10 дней"_s},
+        {3, u"Последнее событие за последние 10 дней"_s},
+        {4, u"Первое событие после калибровки"_s},
+        {5, u"Одно из последних событий"_s},
+        {7, u"Активное событие/неисправность"_s},
+    };
+    return names.value(code, u"Зарезервировано (0x%1)"_s.arg(hexCode(code)).toUpper());
+}
+
+QString eventPurposeEnglish(int code)
+{
+    if (code == 0)
+        return u"One of the 10 most recent (or last) events or faults"_s;
+    if (code == 1)
+        return u"The longest event for one of the last 10 days of occurrence"_s;
+    return u"Unknown (0x%1)"_s.arg(hexCode(code));
+}
+
+QString faultPurposeEnglish(int code)
+{
+    switch (code) {
+    case 0:
+    case 10:
+    case 34:
+    case 65:
+    case 66:
+    case 69:
+    case 74:
+        return u"Reserved for future use"_s;
+    case 1:
+    case 94:
+        return u"The longest event for one of the last 10 days of occurrence"_s;
+    case 2:
+        return u"One of the longest events for one of the last 10 days of occurrence"_s;
+    case 3:
+        return u"The last event for one of the last 10 days of occurrence"_s;
+    case 4:
+        return u"One of the first events after the last calibration"_s;
+    case 5:
+        return u"One of the most recent events"_s;
+    case 7:
+        return u"An active/on-going event or fault"_s;
+    default:
+        return code >= 96 ? u"Manufacturer specific"_s : u"RFU"_s;
+    }
+}
+
+QString vuEventEnglish(int code)
+{
+    switch (code) {
+    case 2:
+        return u"General event - Card conflict"_s;
+    case 4:
+        return u"General event - Driving without an appropriate card"_s;
+    case 5:
+        return u"General event - Card insertion while driving"_s;
+    case 6:
+        return u"General event - Last card session not correctly closed"_s;
+    case 8:
+        return u"General event - Power supply interruption"_s;
+    case 22:
+        return u"Vehicle unit related security breach attempt event - Internal data transfer error"_s;
+    case 181:
+        return u"Manufacturer specific"_s;
+    default:
+        return u"Reserved for future use"_s;
+    }
+}
+
+QString vuFaultEnglish(int code)
+{
+    switch (code) {
+    case 52:
+        return u"Recording equipment fault - Downloading fault"_s;
+    case 63:
+    case 81:
+        return u"Reserved for future use"_s;
+    case 64:
+        return u"Card fault - No further details"_s;
+    default:
+        return u"RFU (0x%1)"_s.arg(hexCode(code)).toUpper();
+    }
+}
+
+QString slotCardNumber(const QByteArray& d, qsizetype position, qsizetype length)
+{
+    const QString text = printableText(d, position, length);
+    return text.isEmpty() ? u" "_s : text;
+}
+
+void addCardNumbers(QVariantMap& row, const QByteArray& d, qsizetype record, const QString& suffix)
+{
+    row.insert(u"cardNumberDriverSlotBegin"_s + suffix, slotCardNumber(d, record + 10, 18));
+    row.insert(u"cardNumberCoDriverSlotBegin"_s + suffix, slotCardNumber(d, record + 28, 18));
+    row.insert(u"cardNumberDriverSlotEnd"_s + suffix, slotCardNumber(d, record + 46, 18));
+    row.insert(u"cardNumberCoDriverSlotEnd"_s + suffix, slotCardNumber(d, record + 64, 18));
+}
+
+void parseEventsAndFaults(DddReport& report, const QByteArray& d)
+{
+    const qsizetype limit = dataLimit(d);
+    qsizetype position = 2;
+    const auto records = [&](qsizetype size, const auto& read) {
+        if (position >= limit)
+            return;
+        const int count = byteAt(d, position++);
+        for (int index = 0; index < count && fitsBefore(position, size, limit); ++index) {
+            read(position);
+            position += size;
+        }
+    };
+    records(82, [&](qsizetype at) {
+        const int type = byteAt(d, at);
+        const int purpose = byteAt(d, at + 1);
+        QVariantMap row{{u"faultType"_s, faultName(type)},
+                        {u"faultRecordPurpose"_s, purposeName(purpose)},
+                        {u"faultTypeEnglish"_s, vuFaultEnglish(type)},
+                        {u"faultRecordPurposeEnglish"_s, faultPurposeEnglish(purpose)},
+                        {u"faultBeginTime"_s, formatUnixCSharp(readBe32(d, at + 2))},
+                        {u"faultEndTime"_s, formatUnixCSharp(readBe32(d, at + 6))},
+                        {u"hex"_s, hexText(d, at, 82)}};
+        addCardNumbers(row, d, at, QString());
+        report.tachoFaults.append(row);
+        report.faults.append(row);
+    });
+    records(83, [&](qsizetype at) {
+        const int type = byteAt(d, at);
+        const int purpose = byteAt(d, at + 1);
+        QVariantMap row{{u"eventType"_s, eventName(type)},
+                        {u"eventRecordPurpose"_s, purposeName(purpose)},
+                        {u"eventTypeEnglish"_s, vuEventEnglish(type)},
+                        {u"eventRecordPurposeEnglish"_s, eventPurposeEnglish(purpose)},
+                        {u"eventBeginTime"_s, formatUnixCSharp(readBe32(d, at + 2))},
+                        {u"eventEndTime"_s, formatUnixCSharp(readBe32(d, at + 6))},
+                        {u"similarEventsNumber"_s, byteAt(d, at + 82)},
+                        {u"hex"_s, hexText(d, at, 83)}};
+        addCardNumbers(row, d, at, QString());
+        addCardNumbers(row, d, at, u"1"_s);
+        report.tachoEvents.append(row);
+        report.events.append(row);
+    });
+    if (fitsBefore(position, 9, limit)) {
+        const quint32 since = readBe32(d, position + 4);
+        const QString hex = hexText(d, position, 9);
+        report.overSpeedingControl.append(describedRow(
+            u"lastOverspeedControlTime"_s, formatUnixCSharp(readBe32(d, position)), u"hex"_s, hex));
+        report.overSpeedingControl.append(
+            describedRow(u"firstOverspeedSince"_s,
+                         since == 0 ? u"01.01.1970 0:00:00"_s : formatUnixCSharp(since), u"hex"_s, hex));
+        report.overSpeedingControl.append(
+            describedRow(u"numberOfOverspeedSince"_s, byteAt(d, position + 8), u"hex"_s, hex));
+        position += 9;
+    }
+    // Here a count is taken only when the records it promises are all there.
+    const auto counted = [&](qsizetype size, const auto& read) {
+        if (position >= limit)
+            return;
+        const int count = byteAt(d, position);
+        if (count > (limit - position - 1) / size)
+            return;
+        ++position;
+        for (int index = 0; index < count; ++index, position += size)
+            read(position);
+    };
+    counted(31, [&](qsizetype at) {
+        // Speeds take two bytes each in these files.
+        report.overSpeedingEvents.append({{u"eventType1"_s, eventName(byteAt(d, at))},
+                                          {u"eventRecordPurpose1"_s, purposeName(byteAt(d, at + 1))},
+                                          {u"eventBeginTime1"_s, formatUnixCSharp(readBe32(d, at + 2))},
+                                          {u"eventEndTime1"_s, formatUnixCSharp(readBe32(d, at + 6))},
+                                          {u"maxSpeedValue"_s, readBe16(d, at + 10)},
+                                          {u"averageSpeedValue"_s, readBe16(d, at + 12)},
+                                          {u"cardNumberDriverSlotBegin11"_s, slotCardNumber(d, at + 14, 17)},
+                                          {u"hex"_s, hexText(d, at, 31)}});
+    });
+    counted(98, [&](qsizetype at) {
+        report.timeAdjustments.append({{u"oldTimeValue"_s, formatUnixCSharp(readBe32(d, at))},
+                                       {u"newTimeValue"_s, formatUnixCSharp(readBe32(d, at + 4))},
+                                       {u"tachoriaName"_s, readCalibrationText(d, at + 8, 35)},
+                                       {u"tachoriaAddress"_s, readCalibrationText(d, at + 43, 35)},
+                                       {u"tachoriaCardNumber"_s, readFixedText(d, at + 78, 20)},
+                                       {u"hex"_s, hexText(d, at, 98)}});
+    });
+}
+
+// --- 7604 -------------------------------------------------------------------------------------------
+
+void parseDetailedSpeed(DddReport& report, const DddBlock& block)
+{
+    const QByteArray& d = block.data;
+    const qsizetype limit = dataLimit(d);
+    qsizetype position = 2;
+    if (!fitsBefore(position, 2, limit))
+        return;
+    const int count = readBe16(d, position);
+    position += 2;
+    for (int index = 0; index < count && fitsBefore(position, 64, limit); ++index, position += 64) {
+        QVariantList values;
+        QStringList texts;
+        int valid = 0;
+        int sum = 0;
+        int maximum = 0;
+        for (int second = 0; second < 60; ++second) {
+            const int raw = byteAt(d, position + 4 + second);
+            const int speed = raw == 0xFF ? 0 : raw; // 0xFF is no reading
+            if (raw != 0xFF) {
+                ++valid;
+                sum += raw;
+                maximum = std::max(maximum, raw);
+            }
+            values.append(speed);
+            texts.append(QString::number(speed));
+            report.charts.append({{u"day"_s, block.occurrence},
+                                  {u"time"_s, second},
+                                  {u"value"_s, speed},
+                                  {u"activity"_s, u"Скорость %1 км/ч"_s.arg(speed)}});
+        }
+        report.detailedSpeed.append({{u"speedBlockBeginDate"_s, vuTime(d, position)},
+                                     {u"speedsPerSecond"_s, texts.join(u", "_s)},
+                                     {u"speedValues"_s, values},
+                                     {u"validSpeedCount"_s, valid},
+                                     {u"averageSpeed"_s, valid > 0 ? double(sum) / valid : 0.0},
+                                     {u"maxSpeed"_s, maximum},
+                                     {u"hex"_s, hexText(d, position, 64)}});
+    }
+}
+
+// --- 7605 -------------------------------------------------------------------------------------------
+
+QString bcdPair(const QByteArray& d, qsizetype position)
+{
+    return u"%1%2"_s.arg(byteAt(d, position), 2, 16, QLatin1Char('0'))
+        .arg(byteAt(d, position + 1), 2, 16, QLatin1Char('0'));
+}
+
+QString calibrationPurpose(int purpose, bool english)
+{
+    static const QStringList russian = {u"Активация: параметры калибровки при активации"_s,
+                                        u"Первая установка: первая калибровка после активации"_s,
+                                        u"Установка: первая калибровка в текущем ТС"_s,
+                                        u"Периодическая проверка"_s, u"Особая калибровка"_s};
+    static const QStringList englishNames = {
+        u"Activation: recording of calibration parameters known at the moment of activation"_s,
+        u"First Installation: first calibration of the VU after its activation"_s,
+        u"Installation: first calibration of the VU in the current vehicle"_s, u"Periodic Inspection"_s};
+    const QString unknown = u"Неизвестный тип (0x%1)"_s.arg(hexCode(purpose)).toUpper();
+    if (purpose < 1 || purpose > 5)
+        return unknown;
+    if (english)
+        return purpose <= 4 ? englishNames.at(purpose - 1) : unknown;
+    return russian.at(purpose - 1);
+}
+
+QVariantMap calibrationRow(const QByteArray& d, qsizetype start, qsizetype end)
+{
+    qsizetype cursor = start + 1;
+    const auto fitsHere = [&](qsizetype length) { return cursor + length <= end; };
+    const int purpose = byteAt(d, start);
+    QVariantMap row{{u"calibrationPurpose"_s, calibrationPurpose(purpose, false)},
+                    {u"calibrationPurposeEnglish"_s, calibrationPurpose(purpose, true)}};
+    while (cursor < end && byteAt(d, cursor) == 0xBE)
+        ++cursor;
+    for (const QString& key : {u"tachoriaName"_s, u"tachoriaAddress"_s}) {
+        if (cursor < end && byteAt(d, cursor) == 0x05)
+            ++cursor;
+        if (fitsHere(35)) {
+            row.insert(key, readCalibrationText(d, cursor, 35));
+            cursor += 35;
+        }
+    }
+    if (cursor < end && byteAt(d, cursor) == 2)
+        ++cursor;
+    if (fitsHere(17)) {
+        QString number = readFixedText(d, cursor, 17);
+        if (number.startsWith(QLatin1Char('+'))) // the nation byte 0x2B read as text
+            number.remove(0, 1);
+        row.insert(u"tachoriaCardNumber"_s, number);
+        cursor += 17;
+    }
+    if (fitsHere(4)) {
+        row.insert(u"tachoriaCardExpiryDate"_s, formatUnixCSharp(readBe32(d, cursor)));
+        cursor += 4;
+    }
+    if (fitsHere(17)) {
+        row.insert(u"vehicleIdentificationNumber"_s, readFixedText(d, cursor, 17));
+        cursor += 17;
+    }
+    QString nation = u"Российская Федерация"_s;
+    QString number = u"?????????????"_s;
+    static const QRegularExpression questions(u"^\\?+$"_s);
+    static const QRegularExpression plate(
+        u"^[ABEKMHOPCTYXАВЕКМНОРСТУХ]\\d{3}[ABEKMHOPCTYXАВЕКМНОРСТУХ]{2}\\d{2,3}$"_s,
+        QRegularExpression::CaseInsensitiveOption);
+    while (fitsHere(15) && byteAt(d, cursor) == 0x2B) {
+        const int codePage = byteAt(d, cursor + 1);
+        const QString text = readCalibrationText(d, cursor + 2, 13).trimmed();
+        cursor += 15;
+        const bool usable = !text.isEmpty() && !questions.match(text).hasMatch();
+        if (codePage == 1 && usable)
+            number = text;
+        else if (codePage == 5 && plate.match(text).hasMatch())
+            number = text;
+        else if (codePage == 5 && usable)
+            nation = text; // a word under code page 5 that is no plate names the region
+    }
+    row.insert(u"vehicleRegistrationNation"_s, nation);
+    row.insert(u"vehicleRegistrationNumber"_s, number);
+    for (const QString& key :
+         {u"wVehicleCharacteristicConstant"_s, u"kConstantOfRecordingEquipment"_s, u"iTyreCircumference"_s}) {
+        if (fitsHere(2)) {
+            row.insert(key, QString::number(readBe16(d, cursor)));
+            cursor += 2;
+        }
+    }
+    if (fitsHere(15)) {
+        row.insert(u"tyreSize"_s, readFixedText(d, cursor, 15));
+        cursor += 15;
+    }
+    if (fitsHere(2)) {
+        row.insert(u"authorisedSpeed"_s, QString::number(readLe16(d, cursor)));
+        cursor += 2;
+    }
+    QString oldOdometer = u"0"_s;
+    if (fitsHere(2)) {
+        oldOdometer = QString::number(readBe16(d, cursor));
+        cursor += 2;
+    }
+    row.insert(u"oldOdometerValue"_s, oldOdometer);
+    QString newOdometer = u"0"_s;
+    if (fitsHere(2)) {
+        if (byteAt(d, cursor) == 0 && fitsHere(3) && byteAt(d, cursor + 1) != 0 &&
+            readBe16(d, cursor + 1) > 100)
+            ++cursor; // a shifted field
+        newOdometer = QString::number(readBe16(d, cursor));
+        cursor += 2;
+    }
+    row.insert(u"newOdometerValue"_s, newOdometer);
+    if (oldOdometer == u"0"_s && newOdometer == u"0"_s && fitsHere(5)) {
+        const quint32 a = readBe32(d, cursor);
+        const quint32 b = readBe32(d, cursor + 1);
+        if ((a <= 0x98967F || a > 0x77359400) && b > 0x989680 && b <= 0x773593FF)
+            ++cursor; // b looks like a time stamp and a does not
+    }
+    for (const QString& key : {u"oldTimeValue"_s, u"newTimeValue"_s, u"nextCalibrationDate"_s}) {
+        QString value;
+        if (fitsHere(4)) {
+            value = formatUnixCSharp(readBe32(d, cursor));
+            cursor += 4;
+        }
+        row.insert(key, value);
+    }
+    row.insert(u"hexData"_s, hexText(d, start, end - start));
+    return row;
+}
+
+QVariantMap sensorRow(const QString& description, const QVariant& value)
+{
+    return {{u"description"_s, description}, {u"value"_s, value}};
+}
+
+void parseTechnicalData(DddReport& report, const QByteArray& d)
+{
+    const qsizetype limit = dataLimit(d);
+    qsizetype position = 2;
+    if (fitsBefore(position, 116, limit)) {
+        const qsizetype p = position;
+        const int type = byteAt(d, p + 94);
+        const QString typeText = type == 6 ? u"Vehicle Unit"_s
+                                 : (type == 0x43 || type == 0)
+                                     ? QString()
+                                     : u"Unknown (0x%1)"_s.arg(hexCode(type)).toUpper();
+        const QList<std::pair<QString, QVariant>> fields = {
+            {u"vuManufacturerName"_s, readCalibrationText(d, p + 1, 35)},
+            {u"vuManufacturerAddress"_s, readCalibrationText(d, p + 37, 35)},
+            {u"vuPartNumber"_s, readWindows1251Text(d, p + 72, 16).trimmed()},
+            {u"vuSerialNumber"_s, QString::number(readBe32(d, p + 88))},
+            {u"monthYear"_s, bcdPair(d, p + 92)},
+            {u"type"_s, typeText},
+            {u"manufacturerCode"_s, QString::number(byteAt(d, p + 95))},
+            {u"vuSoftwareVersion"_s, readAsciiWithReplacement(d, p + 96, 4)},
+            {u"vuSoftInstallationDate"_s, vuTime(d, p + 100)},
+            {u"vuManufacturingDate"_s, vuTime(d, p + 104).left(10)},
+            {u"vuApprovalNumber"_s, readCalibrationText(d, p + 108, 8)},
+        };
+        for (const auto& [description, value] : fields)
+            report.vuIdentification.append(sensorRow(description, value));
+        position += 116;
+    }
+    if (fitsBefore(position, 20, limit)) {
+        const qsizetype p = position;
+        const int type = byteAt(d, p + 6);
+        QString pairing = formatUnixCSharp(readBe32(d, p + 16), true);
+        if (pairing.isEmpty())
+            pairing = u"01.01.1970 0:00:00"_s;
+        const QString approval = readFixedText(d, p + 8, 8);
+        report.sensorPaired.append(sensorRow(u"sensorSerialNumber"_s, QString::number(readBe32(d, p))));
+        report.sensorPaired.append(sensorRow(u"monthYear"_s, bcdPair(d, p + 4)));
+        report.sensorPaired.append(
+            sensorRow(u"type"_s, type == 0   ? u"Reserved"_s
+                                 : type == 1 ? u"Motion Sensor"_s
+                                             : u"Unknown (0x%1)"_s.arg(hexCode(type)).toUpper()));
+        report.sensorPaired.append(sensorRow(u"manufacturerCode"_s, QString::number(byteAt(d, p + 7))));
+        QVariantMap approvalRow = sensorRow(u"sensorApprovalNumber"_s, approval);
+        approvalRow.insert(u"semanticValue"_s, approval);
+        report.sensorPaired.append(approvalRow);
+        QVariantMap pairingRow = sensorRow(u"sensorPairingDateFirst"_s, pairing);
+        pairingRow.insert(u"hex"_s, hexText(d, p, 20));
+        report.sensorPaired.append(pairingRow);
+        position += 20;
+    }
+    // The count is not trusted: the first record is found by the legal form at the head of the firm's name.
+    qsizetype first = -1;
+    for (qsizetype p = position; p + 166 < limit; ++p) {
+        const int purpose = byteAt(d, p);
+        if (purpose >= 1 && purpose <= 5 && byteAt(d, p + 1) == 0x05 &&
+            (byteAt(d, p + 2) == 0xBE || (byteAt(d, p + 2) == 0xB8 && byteAt(d, p + 3) == 0xBF))) {
+            first = p;
+            break;
+        }
+    }
+    if (first < 0)
+        return;
+    for (qsizetype p = first; p < limit; p += 167) {
+        const int purpose = byteAt(d, p);
+        if (purpose == 0 || purpose > 5)
+            break;
+        report.calibrationData.append(calibrationRow(d, p, std::min(p + 167, limit)));
+    }
+}
+
+// --- closing ----------------------------------------------------------------------------------------
+
+QDateTime dayTime(const QVariantMap& row, const QString& key)
+{
+    const QString text = row.value(key).toString();
+    QDateTime moment = QDateTime::fromString(text, u"dd.MM.yyyy H:mm:ss"_s);
+    if (!moment.isValid())
+        moment = QDateTime::fromString(text, u"dd.MM.yyyy HH:mm:ss"_s);
+    return moment;
+}
+
+void closeTachographReport(DddReport& report)
+{
+    std::stable_sort(report.dayInformation.begin(), report.dayInformation.end(),
+                     [](const QVariantMap& a, const QVariantMap& b) {
+                         return dayTime(a, u"timeReal"_s) < dayTime(b, u"timeReal"_s);
+                     });
+    for (qsizetype i = 0; i < report.dayInformation.size(); ++i)
+        report.dayInformation[i].insert(u"dayNo"_s, int(i + 1));
+
+    const auto coDriver = [](const QVariantMap& row) {
+        const QString slot = row.value(u"cardSlot"_s).toString();
+        return slot.contains(u"сопряж"_s, Qt::CaseInsensitive) ||
+               slot.contains(u"co-driver"_s, Qt::CaseInsensitive);
+    };
+    std::stable_sort(report.cardIwData.begin(), report.cardIwData.end(),
+                     [&](const QVariantMap& a, const QVariantMap& b) {
+                         const int dayA = a.value(u"dayNo"_s).toInt();
+                         const int dayB = b.value(u"dayNo"_s).toInt();
+                         if (dayA != dayB)
+                             return dayA < dayB;
+                         const QDateTime timeA = dayTime(a, u"cardInsertionDate"_s);
+                         const QDateTime timeB = dayTime(b, u"cardInsertionDate"_s);
+                         if (timeA != timeB)
+                             return timeA < timeB;
+                         return coDriver(a) && !coDriver(b);
+                     });
+    QSet<QString> seen;
+    DatasetRows unique;
+    for (const QVariantMap& row : std::as_const(report.cardIwData)) {
+        const QString key = QStringList{row.value(u"vehicleOdometerValueAtInsertion"_s).toString(),
+                                        row.value(u"cardInsertionDate"_s).toString(),
+                                        row.value(u"driverCardNumber"_s).toString(),
+                                        row.value(u"cardHolderFirstNames"_s).toString(),
+                                        row.value(u"cardHolderSurname"_s).toString()}
+                                .join(QLatin1Char('|'));
+        if (!seen.contains(key)) {
+            seen.insert(key);
+            unique.append(row);
+        }
+    }
+    report.cardIwData = unique;
+    int dayNo = 0;
+    QDate lastDate;
+    for (QVariantMap& row : report.cardIwData) {
+        const QDate date = dayTime(row, u"cardInsertionDate"_s).date();
+        if (dayNo == 0 || date != lastDate)
+            ++dayNo;
+        lastDate = date;
+        row.insert(u"dayNo"_s, dayNo);
+    }
+
+    QDateTime earliest;
+    QDateTime latest;
+    const auto consider = [&](const DatasetRows& rows, const QString& key) {
+        for (const QVariantMap& row : rows) {
+            const QDateTime moment = parseReportTime(row.value(key).toString());
+            if (!moment.isValid())
+                continue;
+            if (!earliest.isValid() || moment < earliest)
+                earliest = moment;
+            if (!latest.isValid() || moment > latest)
+                latest = moment;
+        }
+    };
+    consider(report.dayInformation, u"timeReal"_s);
+    consider(report.tachoEvents, u"eventBeginTime"_s);
+    consider(report.tachoEvents, u"eventEndTime"_s);
+    consider(report.tachoFaults, u"faultBeginTime"_s);
+    consider(report.tachoFaults, u"faultEndTime"_s);
+    consider(report.calibrationData, u"oldTimeValue"_s);
+    consider(report.calibrationData, u"newTimeValue"_s);
+    if (report.dataStartDate.isEmpty() && earliest.isValid())
+        report.dataStartDate = earliest.toString(u"dd.MM.yyyy H:mm:ss"_s);
+    if (report.dataEndDate.isEmpty() && latest.isValid())
+        report.dataEndDate = latest.toString(u"dd.MM.yyyy H:mm:ss"_s);
+
+    if (report.totalDays == 0)
+        report.totalDays = int(report.dayInformation.size());
+    if (report.totalOverSpeeding == 0)
+        report.totalOverSpeeding = int(report.overSpeedingEvents.size());
+    if (report.totalCalibrations == 0)
+        report.totalCalibrations = int(report.calibrationData.size());
+    // The sum of the midnight readings, not of their differences: that is what this figure means here.
+    qint64 distance = 0;
+    for (const QVariantMap& row : std::as_const(report.dayInformation))
+        distance += std::max<qint64>(row.value(u"odometerValueMidnight"_s).toLongLong(), 0);
+    report.totalDistanceKm = int(std::min<qint64>(distance, std::numeric_limits<int>::max()));
+
+    QSet<QDate> faultDays;
+    for (const QVariantMap& row : std::as_const(report.tachoFaults)) {
+        const QDateTime moment = parseReportTime(row.value(u"faultBeginTime"_s).toString());
+        if (moment.isValid())
+            faultDays.insert(moment.date());
+    }
+    report.daysWithFaults = int(faultDays.size());
+    QSet<QDate> speedingDays;
+    for (const QVariantMap& row : std::as_const(report.overSpeedingEvents)) {
+        QString text = row.value(u"eventBeginTime1"_s).toString();
+        if (text.isEmpty())
+            text = row.value(u"eventBeginTime"_s).toString();
+        const QDateTime moment = parseReportTime(text);
+        if (moment.isValid())
+            speedingDays.insert(moment.date());
+    }
+    report.daysWithOverSpeeding = int(speedingDays.size());
+
+    if (report.maxSpeed == 0 && report.averageSpeed == 0) {
+        double sum = 0;
+        double weight = 0;
+        for (const QVariantMap& row : std::as_const(report.detailedSpeed)) {
+            const QVariantList values = row.value(u"speedValues"_s).toList();
+            const int valid = row.value(u"validSpeedCount"_s).toInt();
+            if (row.contains(u"validSpeedCount"_s) && valid > 0 && valid <= values.size()) {
+                sum += row.value(u"averageSpeed"_s).toDouble() * valid;
+                weight += valid;
+                report.maxSpeed = std::max(report.maxSpeed, row.value(u"maxSpeed"_s).toInt());
+            } else if (!row.contains(u"validSpeedCount"_s)) {
+                for (const QVariant& value : values) {
+                    sum += value.toDouble();
+                    weight += 1;
+                    report.maxSpeed = std::max(report.maxSpeed, value.toInt());
+                }
+            }
+        }
+        report.averageSpeed = weight > 0 ? sum / weight : 0.0;
+    }
+}
+
+} // namespace
+
+void Decoder::parseTachographData(DddReport& report)
+{
+    for (const DddBlock& block : std::as_const(report.blocks)) {
+        if (block.fileNumber == u"7601"_s && block.occurrence == 1)
+            parseOverview(report, block.data);
+        else if (block.fileNumber == u"7602"_s)
+            parseActivityDay(report, block);
+        else if (block.fileNumber == u"7603"_s)
+            parseEventsAndFaults(report, block.data);
+        else if (block.fileNumber == u"7604"_s)
+            parseDetailedSpeed(report, block);
+        else if (block.fileNumber == u"7605"_s)
+            parseTechnicalData(report, block.data);
+    }
+    closeTachographReport(report);
+}
+
+} // namespace tachoria::ddd

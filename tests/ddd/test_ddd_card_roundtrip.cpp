@@ -1,0 +1,203 @@
+// Driver-card files written by the generator, decoded and compared with their description.
+#include "ddd/ddd_decoder.h"
+#include "tools/dddgen/ddd_generator.h"
+
+#include <QTest>
+
+using namespace tachoria::ddd;
+using namespace tachoria::dddgen;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString value(const DatasetRows& rows, const QString& description)
+{
+    for (const QVariantMap& row : rows) {
+        if (row.value(u"description"_s).toString() == description)
+            return row.value(u"value"_s).toString();
+    }
+    return u"<missing>"_s;
+}
+
+QStringList column(const DatasetRows& rows, const QString& key)
+{
+    QStringList values;
+    for (const QVariantMap& row : rows)
+        values.append(row.value(key).toString());
+    return values;
+}
+
+} // namespace
+
+class TestDddCardRoundTrip : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void identity()
+    {
+        const DriverCardDescription description = sampleDriverCard(28);
+        const DddReport report = Decoder::decode(writeDriverCard(description), u"/tmp/card.ddd"_s);
+        QCOMPARE(report.fileType, DddFileType::DriverCard);
+        QCOMPARE(report.fileName, u"card.ddd"_s);
+        QCOMPARE(report.cardNumber, description.cardNumber);
+        QCOMPARE(report.driverSurname, u"ИВАНОВ"_s);
+        QCOMPARE(report.driverFirstName, u"ПЕТР СЕРГЕЕВИЧ"_s);
+        QCOMPARE(report.driverName, u"ИВАНОВ ПЕТР СЕРГЕЕВИЧ"_s);
+        QCOMPARE(report.issuingAuthorityName, u"ФБУ РОСАВТОТРАНС"_s);
+        // Written as the standard's BCD date, which no time-stamp reading makes plausible.
+        QCOMPARE(report.birthDate, u"23 августа 1979 г."_s);
+        QCOMPARE(report.expiryDate, u"17 мая 2027 г."_s);
+        QCOMPARE(value(report.cardIdentification, u"cardIssueDate"_s), u"17 мая 2022 г."_s);
+        QCOMPARE(report.drivingLicenceNumber, u"7712345678"_s);
+        QCOMPARE(report.drivingLicenceIssuingAuthority, u"GIBDD 7701"_s);
+        QCOMPARE(report.drivingLicenceIssuingNation, u"Российская Федерация"_s);
+        QCOMPARE(report.lastCardDownload, u"01.04.2024 09:15:00"_s);
+        QCOMPARE(value(report.currentUsage, u"sessionOpenTime"_s), u"01.04.2024 08:15:00"_s);
+        QCOMPARE(value(report.currentUsage, u"vehicleRegistrationNumber"_s), u"A123BC77"_s);
+        QCOMPARE(value(report.cardIcc, u"serialNumber"_s), u"12345678"_s);
+        QCOMPARE(value(report.cardIcc, u"cardApprovalNumber"_s), u"E1-00042"_s);
+        QCOMPARE(value(report.cardIc, u"icSerialNumber"_s), u"01020304"_s);
+        QCOMPARE(report.summary().value(u"driverName"_s).toString(), report.driverName);
+    }
+
+    void datasets_data()
+    {
+        QTest::addColumn<int>("days");
+        QTest::addColumn<bool>("littleEndian");
+        QTest::addColumn<int>("junk");
+        QTest::addColumn<bool>("truncated");
+        QTest::addColumn<bool>("signatures");
+        QTest::newRow("standard, one day") << 1 << false << 0 << false << true;
+        QTest::newRow("standard, 28 days") << 28 << false << 0 << false << true;
+        QTest::newRow("little-endian counts") << 7 << true << 0 << false << true;
+        QTest::newRow("junk before the last files") << 7 << false << 7 << false << true;
+        QTest::newRow("truncated records, no signatures") << 7 << false << 0 << true << false;
+        QTest::newRow("all variants") << 14 << true << 1 << true << false;
+    }
+
+    void datasets()
+    {
+        QFETCH(int, days);
+        DriverCardDescription description = sampleDriverCard(days);
+        QFETCH(bool, littleEndian);
+        QFETCH(int, junk);
+        QFETCH(bool, truncated);
+        QFETCH(bool, signatures);
+        description.littleEndianCounts = littleEndian;
+        description.junkBetweenBlocks = junk;
+        description.truncatedRecords = truncated;
+        description.signatures = signatures;
+        // Junk in front of a big file can look like a header whose length swallows the next ones; in
+        // front of the small files at the end it cannot, and nothing may be lost.
+        description.junkBefore = {0x0522, 0x050E};
+        const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
+
+        QCOMPARE(report.blocks.size(), signatures ? 26 : 14);
+        QCOMPARE(report.sections.size(), report.blocks.size());
+        QCOMPARE(report.activities.size(), days);
+        QCOMPARE(report.activityChanges.size(), 7 * days);
+        QCOMPARE(report.charts.size(), 7 * days);
+        QCOMPARE(report.events.size(), description.events.size());
+        QCOMPARE(report.faults.size(), description.faults.size());
+        QCOMPARE(report.vehicles.size(), description.vehicles.size());
+        QCOMPARE(report.places.size(), description.places.size());
+        QCOMPARE(report.specificConditions.size(), description.conditions.size());
+        QCOMPARE(report.cardIcc.size(), 9);
+        QCOMPARE(report.drivingLicence.size(), 3);
+        QCOMPARE(report.tachoChildSections.size(), 0);
+        // Both byte orders of the 0501 lengths give the card's real sizes.
+        QCOMPARE(value(report.applicationIdentification, u"activityStructureLength"_s), u"13776"_s);
+        QCOMPARE(value(report.applicationIdentification, u"noOfCardVehicleRecords"_s), u"200"_s);
+
+        QCOMPARE(column(report.events, u"eventType"_s),
+                 QStringList({u"Вставка карты во время движения"_s, u"Превышение скорости"_s}));
+        QCOMPARE(column(report.events, u"eventTypeEnglish"_s).last(), u"General event - Over speeding"_s);
+        QCOMPARE(column(report.events, u"eventBeginTime"_s).first(), u"04.03.2024 8:00:00"_s);
+        QVERIFY(column(report.events, u"vehicleRegistrationNumber"_s).first().endsWith(u"A123BC77"_s));
+        QCOMPARE(column(report.faults, u"faultType"_s),
+                 QStringList{u"Неисправность карты: без дополнительных сведений"_s});
+        QCOMPARE(column(report.faults, u"faultBeginTime"_s), QStringList{u"06.03.2024 7:02:24"_s});
+        QCOMPARE(column(report.vehicles, u"vehicleRegistrationNumber1"_s),
+                 QStringList({u"A123BC77"_s, u"K456MO99"_s}));
+        QCOMPARE(column(report.vehicles, u"vehicleOdometerBegin"_s), QStringList({u"120000"_s, u"88000"_s}));
+        QCOMPARE(column(report.vehicles, u"vuDataBlockCounter"_s), QStringList({u"0001"_s, u"0002"_s}));
+        QCOMPARE(column(report.places, u"entryTypeDailyWorkPeriod"_s), QStringList({u"Begin"_s, u"End"_s}));
+        QCOMPARE(column(report.places, u"entryTime"_s).first(), u"04.03.2024 06:00:00"_s);
+        // Stored three hours ahead: 12:00 shows as 09:00.
+        QCOMPARE(column(report.specificConditions, u"entryTime"_s),
+                 QStringList({u"04.03.2024 09:00:00"_s, u"04.03.2024 10:30:00"_s}));
+        QCOMPARE(column(report.specificConditions, u"specificConditionType"_s).first(),
+                 u"Паром/поезд — начало"_s);
+
+        // The activity changes of each day, as described.
+        QCOMPARE(column(report.activities, u"activityDailyPresenceCounter"_s).first(), u"0001"_s);
+        QCOMPARE(column(report.activities, u"activityRecordDate"_s).last(),
+                 description.days.last().date.toString(u"dd.MM.yyyy"_s));
+        QCOMPARE(column(report.activities, u"activityDayDistance"_s).last(),
+                 QString::number(description.days.last().distanceKm));
+        for (int day = 0; day < days; ++day) {
+            const DatasetRows changes = report.activityChanges.mid(day * 7, 7);
+            QCOMPARE(column(changes, u"day"_s),
+                     QStringList(7, u"%1"_s.arg(day + 1, 4, 10, QLatin1Char('0'))));
+            QCOMPARE(column(changes, u"time"_s), QStringList({u"00:00"_s, u"06:00"_s, u"06:30"_s, u"10:30"_s,
+                                                              u"11:15"_s, u"14:45"_s, u"15:05"_s}));
+            QCOMPARE(column(changes, u"activity"_s), QStringList({QString(), u"Work"_s, u"Drive"_s, u"Rest"_s,
+                                                                  u"Drive"_s, u"Work"_s, QString()}));
+        }
+        QCOMPARE(column(report.charts, u"value"_s).mid(0, 7),
+                 QStringList({u"0"_s, u"2"_s, u"3"_s, u"0"_s, u"3"_s, u"2"_s, u"0"_s}));
+        QCOMPARE(report.totalDays, days);
+    }
+
+    void cyclicBufferStopsAtFirstBadRecord()
+    {
+        DriverCardDescription description = sampleDriverCard(5);
+        description.days[2].changes.clear(); // a record of length 12 ends the walk
+        const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
+        QCOMPARE(report.activities.size(), 2);
+        QCOMPARE(report.activityChanges.size(), 14);
+    }
+
+    void blockPromisingMoreThanTheFileHolds()
+    {
+        const QByteArray icc = QByteArray::fromHex("0002000019") + QByteArray(25, '\x01');
+        const QByteArray vehicle = QByteArray::fromHex("050500002100") + QByteArray(32, '\x02');
+        const QByteArray broken = QByteArray::fromHex("0504001388") + QByteArray(3, '\xFF') + vehicle;
+        const DddReport report = Decoder::decode(icc + broken, u"card.ddd"_s);
+        QStringList tags;
+        for (const DddBlock& block : report.blocks)
+            tags.append(block.fileNumber);
+        QCOMPARE(tags, QStringList({u"0002"_s, u"0505"_s}));
+        QCOMPARE(report.blocks.last().offset, 25 + 5 + 5 + 3);
+        QCOMPARE(report.blocks.last().recordCount, 1);
+    }
+
+    void junkEverywhereNeverReadsOutside()
+    {
+        DriverCardDescription description = sampleDriverCard(7);
+        description.junkBetweenBlocks = 2;
+        const QByteArray bytes = writeDriverCard(description);
+        const DddReport report = Decoder::decode(bytes, u"card.ddd"_s);
+        QVERIFY(!report.blocks.isEmpty());
+        QCOMPARE(report.blocks.first().fileNumber, u"0002"_s);
+        for (const DddBlock& block : report.blocks) {
+            QVERIFY(block.offset + 5 + block.length <= bytes.size());
+            QCOMPARE(block.data, bytes.mid(block.offset + 5, block.length));
+        }
+    }
+
+    void truncatedFileKeepsWhatIsWhole()
+    {
+        const QByteArray bytes = writeDriverCard(sampleDriverCard(7));
+        for (const qsizetype size :
+             {qsizetype(0), qsizetype(1), qsizetype(5), bytes.size() / 3, bytes.size() - 1}) {
+            const DddReport report = Decoder::decode(bytes.left(size), u"card.ddd"_s);
+            QCOMPARE(report.size, int(size));
+            QVERIFY(report.activities.size() <= 7);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDddCardRoundTrip)
+#include "test_ddd_card_roundtrip.moc"
