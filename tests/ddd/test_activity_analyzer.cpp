@@ -1,0 +1,262 @@
+// The analysis of activity changes: a hand-computed week through the generator and the decoder, and the
+// thresholds one by one.
+#include "ddd/activity_analyzer.h"
+#include "ddd/ddd_decoder.h"
+#include "tools/dddgen/ddd_generator.h"
+
+#include <QTest>
+
+using namespace tachoria::ddd;
+using namespace tachoria::dddgen;
+using namespace Qt::StringLiterals;
+
+using Rows = QList<QVariantMap>;
+
+namespace {
+
+QString formatMinutesForTest(int minutes)
+{
+    return u"%1:%2"_s.arg(minutes / 60, 2, 10, QLatin1Char('0')).arg(minutes % 60, 2, 10, QLatin1Char('0'));
+}
+
+// "a/b/0/c": maps by key, lists by index.
+QVariant at(const QVariant& root, const QString& path)
+{
+    QVariant node = root;
+    for (const QString& part : path.split(QLatin1Char('/'))) {
+        bool isIndex = false;
+        const int index = part.toInt(&isIndex);
+        node = isIndex ? node.toList().value(index) : node.toMap().value(part);
+    }
+    return node;
+}
+
+QVariantMap change(const QString& day, const QString& time, const QString& activity, bool inserted = true)
+{
+    return {{u"activityDailyPresenceCounter1"_s, day},
+            {u"time"_s, time},
+            {u"activity"_s, activity},
+            {u"cardStatus"_s, inserted ? u"Inserted"_s : u"Not Inserted"_s}};
+}
+
+// A working day from `start` to `end` (minutes), driving, rest without the card around it.
+Rows workingDay(const QString& day, const QString& start, const QString& end)
+{
+    return {change(day, start, u"Drive"_s), change(day, end, u"Rest"_s, false)};
+}
+
+// Driving from 00:00 with `breaks` pauses of 10 minutes without the card, after 5:00 of driving.
+Rows shortBreaks(int breaks)
+{
+    Rows rows{change(u"0001"_s, u"00:00"_s, u"Drive"_s)};
+    int minutes = 300;
+    for (int i = 0; i < breaks; ++i) {
+        rows.append(change(u"0001"_s, formatMinutesForTest(minutes), u"Rest"_s, false));
+        rows.append(change(u"0001"_s, formatMinutesForTest(minutes + 10), u"Work"_s));
+        minutes += 40;
+    }
+    rows.append(change(u"0001"_s, formatMinutesForTest(minutes), u"Rest"_s, false));
+    return rows;
+}
+
+} // namespace
+
+class TestActivityAnalyzer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void handComputedWeek()
+    {
+        DriverCardDescription description = sampleDriverCard(7);
+        const QList<ActivityChange> normal = {{0, Rest, false},   {480, Work},    {540, Driving},
+                                              {780, Rest, false}, {800, Driving}, {1000, Rest, false}};
+        for (Day& day : description.days)
+            day.changes = normal;
+        // Day 1: driving from 5:00 (before 6:00), 5:00 without a pause, a pause of 10 minutes, 9:40 in all.
+        description.days[0].changes = {{0, Rest, false},   {300, Driving}, {600, Work},
+                                       {610, Rest, false}, {620, Driving}, {900, Rest, false}};
+        // Day 4 ends at 23:00, leaving 9:00 of rest before day 5.
+        description.days[3].changes = {{0, Rest, false}, {480, Work},  {540, Driving},     {780, Rest, false},
+                                       {800, Driving},   {1000, Work}, {1380, Rest, false}};
+        const DddReport report = Decoder::decode(writeDriverCard(description), u"week.ddd"_s);
+        const QVariant analysis = report.analysis;
+
+        QCOMPARE(report.totalDays, 7);
+        QCOMPARE(at(analysis, u"compliance/violations"_s).toStringList(),
+                 QStringList({u"Превышен дневной лимит вождения: 09:40 > 9:00"_s,
+                              u"Превышено непрерывное вождение: 05:00 > 4:30"_s,
+                              u"Найдено 1 перерывов короче 15 минут"_s}));
+        QCOMPARE(at(analysis, u"compliance/warnings"_s).toStringList(),
+                 QStringList({u"Общее сверхурочное время: 06:30"_s, u"Ночных рабочих сессий: 1"_s}));
+        QCOMPARE(at(analysis, u"compliance/recommendations"_s).toStringList(), QStringList());
+        QCOMPARE(at(analysis, u"compliance/isCompliant"_s).toBool(), false);
+        QCOMPARE(at(analysis, u"compliance/dailyDrivingScore"_s).toInt(), 50);
+        QCOMPARE(at(analysis, u"compliance/restBreaksScore"_s).toInt(), 60);
+        QCOMPARE(at(analysis, u"compliance/weeklyRestScore"_s).toInt(), 100);
+        QCOMPARE(at(analysis, u"compliance/overallScore"_s).toInt(), 70);
+        QCOMPARE(report.summary().value(u"complianceScore"_s).toInt(), 70);
+
+        QCOMPARE(at(analysis, u"drivingCycles/dailyDrivingTime"_s).toString(), u"09:40"_s);
+        QCOMPARE(at(analysis, u"drivingCycles/weeklyDrivingTime"_s).toString(), u"53:40"_s);
+        QCOMPARE(at(analysis, u"drivingCycles/weeklyLimitExceeded"_s).toBool(), false);
+        QCOMPARE(at(analysis, u"drivingCycles/maxContinuousDriving"_s).toString(), u"05:00"_s);
+        QCOMPARE(at(analysis, u"drivingCycles/limit4_5HourExceeded"_s).toBool(), true);
+
+        QCOMPARE(at(analysis, u"workingHours/tooShortBreaks"_s).toStringList(), QStringList{u"10:20"_s});
+        QCOMPARE(at(analysis, u"workingHours/tooLongWorkSessions"_s).toStringList(),
+                 QStringList({u"10:10"_s, u"15:00"_s, u"13:00"_s, u"13:00"_s, u"13:00"_s, u"23:00"_s,
+                              u"13:00"_s, u"13:00"_s, u"13:00"_s}));
+        QCOMPARE(at(analysis, u"workingHours/totalOvertimeMinutes"_s).toInt(), 390);
+        QCOMPARE(at(analysis, u"workingHours/nightWorkSessions"_s).toInt(), 1);
+        // The one short rest breaks the 11-hour test but not the average.
+        QCOMPARE(at(analysis, u"workingHours/has11HourRestViolation"_s).toBool(), true);
+        QCOMPARE(at(analysis, u"restBreaks/dailyRestReduced"_s).toBool(), false);
+        QCOMPARE(at(analysis, u"restBreaks/dailyRest"_s).toString(), u"14:33"_s);
+        // The span from the first day's start to the seventh day's end.
+        QCOMPARE(at(analysis, u"restBreaks/weeklyRest"_s).toString(), u"155:40"_s);
+        QCOMPARE(at(analysis, u"restBreaks/weeklyRestReduced"_s).toBool(), false);
+        QCOMPARE(at(analysis, u"restBreaks/hasSplitRest"_s).toBool(), true); // the night test
+        QCOMPARE(at(analysis, u"restBreaks/shortBreakCount"_s).toInt(), 6);
+        QCOMPARE(at(analysis, u"restBreaks/totalShortBreakTime"_s).toString(), u"02:00"_s);
+        QCOMPARE(at(analysis, u"restBreaks/longBreaks"_s).toList().size(), 7);
+        QCOMPARE(at(analysis, u"restBreaks/totalLongBreakTime"_s).toString(), u"53:00"_s);
+
+        QCOMPARE(at(analysis, u"efficiency/totalWorkMinutes"_s).toInt(), 3970);
+        QCOMPARE(at(analysis, u"efficiency/totalRestMinutes"_s).toInt(), 3310);
+        QCOMPARE(at(analysis, u"efficiency/utilizationRate"_s).toDouble(), 3970 * 100.0 / 7280);
+        QCOMPARE(at(analysis, u"efficiency/drivingEfficiency"_s).toDouble(), 100.0);
+        QCOMPARE(at(analysis, u"efficiency/sessionCount"_s).toInt(), 14);
+        QCOMPARE(at(analysis, u"efficiency/averageWorkSession"_s).toString(), u"04:43"_s);
+        QCOMPARE(at(analysis, u"efficiency/averageBreak"_s).toString(), u"03:56"_s);
+        QCOMPARE(at(analysis, u"classification/drivingMinutes"_s).toInt(), 3220);
+        QCOMPARE(at(analysis, u"classification/workMinutes"_s).toInt(), 750);
+        QCOMPARE(at(analysis, u"classification/cardRestMinutes"_s).toInt(), 3310);
+
+        QCOMPARE(at(analysis, u"workingHours/items/0/dayKey"_s).toString(), u"0001"_s);
+        QCOMPARE(at(analysis, u"workingHours/items/0/workStart"_s).toString(), u"05:00"_s);
+        QCOMPARE(at(analysis, u"workingHours/items/3/workEnd"_s).toString(), u"23:00"_s);
+        QCOMPARE(at(analysis, u"workingHours/items/3/workMinutes"_s).toInt(), 880);
+        // The sample's ferry crossing: from 9:00 to 10:30 as stored less three hours.
+        QCOMPARE(at(analysis, u"conditions/ferryTrainMinutes"_s).toInt(), 90);
+        QCOMPARE(at(analysis, u"conditions/ferryTrainCount"_s).toInt(), 2);
+    }
+
+    void figures_data()
+    {
+        QTest::addColumn<Rows>("rows");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QVariant>("expected");
+        QTest::newRow("9:00 of driving is within")
+            << workingDay(u"0001"_s, u"00:00"_s, u"09:00"_s) << u"drivingCycles/dailyLimitExceeded"_s
+            << QVariant(false);
+        QTest::newRow("9:01 is over") << workingDay(u"0001"_s, u"00:00"_s, u"09:01"_s)
+                                      << u"drivingCycles/dailyLimitExceeded"_s << QVariant(true);
+        QTest::newRow("4:30 of continuous driving is within")
+            << workingDay(u"0001"_s, u"06:00"_s, u"10:30"_s) << u"drivingCycles/limit4_5HourExceeded"_s
+            << QVariant(false);
+        QTest::newRow("a single event is a night session")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Work"_s)} << u"workingHours/nightWorkSessions"_s
+            << QVariant(1);
+        QTest::newRow("a single event has no start")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Work"_s)} << u"workingHours/items/0/workStart"_s
+            << QVariant(QString());
+        QTest::newRow("11:00 of rest is enough")
+            << workingDay(u"0001"_s, u"06:00"_s, u"19:00"_s) + workingDay(u"0002"_s, u"06:00"_s, u"12:00"_s)
+            << u"workingHours/has11HourRestViolation"_s << QVariant(false);
+        QTest::newRow("10:59 is not")
+            << workingDay(u"0001"_s, u"06:00"_s, u"19:01"_s) + workingDay(u"0002"_s, u"06:00"_s, u"12:00"_s)
+            << u"restBreaks/dailyRestReduced"_s << QVariant(true);
+        QTest::newRow("days 0011 and 0013 are not consecutive")
+            << workingDay(u"0011"_s, u"06:00"_s, u"23:00"_s) + workingDay(u"0013"_s, u"06:00"_s, u"12:00"_s)
+            << u"workingHours/has11HourRestViolation"_s << QVariant(false);
+        QTest::newRow("hexadecimal counters 0009 and 000A are")
+            << workingDay(u"0009"_s, u"06:00"_s, u"23:00"_s) + workingDay(u"000A"_s, u"06:00"_s, u"12:00"_s)
+            << u"restBreaks/dailyRestMinutes"_s << QVariant(420);
+        const auto pause = [](int minutes) {
+            return Rows{change(u"0001"_s, u"08:00"_s, u"Work"_s),
+                        change(u"0001"_s, u"09:00"_s, u"Rest"_s, false),
+                        change(u"0001"_s, u"09:%1"_s.arg(minutes, 2, 10, QLatin1Char('0')), u"Work"_s),
+                        change(u"0001"_s, u"11:00"_s, u"Rest"_s, false)};
+        };
+        QTest::newRow("14 minutes is too short")
+            << pause(14) << u"workingHours/tooShortBreakCount"_s << QVariant(1);
+        QTest::newRow("15 minutes is a short break")
+            << pause(15) << u"restBreaks/shortBreakCount"_s << QVariant(1);
+        QTest::newRow("15 minutes is not too short")
+            << pause(15) << u"workingHours/tooShortBreakCount"_s << QVariant(0);
+        QTest::newRow("31 minutes is a long break")
+            << pause(31) << u"restBreaks/longBreaks/0"_s << QVariant(u"00:31"_s);
+        QTest::newRow("four short pauses and 5:00 of driving")
+            << shortBreaks(4) << u"compliance/restBreaksScore"_s << QVariant(30);
+        QTest::newRow("eight of them") << shortBreaks(8) << u"compliance/restBreaksScore"_s << QVariant(0);
+        QTest::newRow("over the daily limit, all else well")
+            << Rows{change(u"0001"_s, u"00:00"_s, u"Drive"_s),
+                    change(u"0001"_s, u"04:00"_s, u"Rest"_s),
+                    change(u"0001"_s, u"04:45"_s, u"Drive"_s),
+                    change(u"0001"_s, u"08:45"_s, u"Rest"_s),
+                    change(u"0001"_s, u"09:30"_s, u"Drive"_s),
+                    change(u"0001"_s, u"11:00"_s, u"Rest"_s, false)}
+            << u"compliance/overallScore"_s << QVariant(83);
+        QTest::newRow("availability lowers the efficiency")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Availability"_s),
+                    change(u"0001"_s, u"09:00"_s, u"Drive"_s),
+                    change(u"0001"_s, u"10:00"_s, u"Rest"_s, false)}
+            << u"efficiency/drivingEfficiency"_s << QVariant(50.0);
+        QTest::newRow("Russian texts of a vehicle unit")
+            << Rows{QVariantMap{{u"day"_s, 1},
+                                {u"time"_s, u"08:00"_s},
+                                {u"activity"_s, u"Вождение"_s},
+                                {u"cardStatus"_s, u"Вставлена"_s}},
+                    QVariantMap{{u"day"_s, 1},
+                                {u"minutes"_s, 600},
+                                {u"activity"_s, u"Перерыв/отдых"_s},
+                                {u"cardStatus"_s, u"Не вставлена"_s}}}
+            << u"drivingCycles/dailyDrivingTimeMinutes"_s << QVariant(120);
+        QTest::newRow("no changes") << Rows() << u"compliance/overallScore"_s << QVariant(0);
+        QTest::newRow("no changes, no verdict") << Rows() << u"compliance/isCompliant"_s << QVariant(false);
+        QTest::newRow("no changes, no durations")
+            << Rows() << u"drivingCycles/dailyDrivingTime"_s << QVariant(u"00:00"_s);
+    }
+
+    void figures()
+    {
+        QFETCH(Rows, rows);
+        QFETCH(QString, path);
+        QFETCH(QVariant, expected);
+        const QVariantMap analysis = ActivityAnalyzer::analyze(rows, {}, {});
+        QCOMPARE(at(analysis, path).toString(), expected.toString());
+    }
+
+    void emptyListGivesTheWholeMap()
+    {
+        const QVariantMap analysis = ActivityAnalyzer::analyze({}, {}, {});
+        QCOMPARE(analysis.keys(),
+                 QStringList({u"classification"_s, u"compliance"_s, u"conditions"_s, u"drivingCycles"_s,
+                              u"efficiency"_s, u"restBreaks"_s, u"workingHours"_s}));
+        QVERIFY(at(analysis, u"classification"_s).toMap().isEmpty());
+        QVERIFY(at(analysis, u"compliance/warnings"_s).toList().isEmpty());
+        QVERIFY(at(analysis, u"compliance/recommendations"_s).toList().isEmpty());
+    }
+
+    void manualRecordsAndFerryIntervals()
+    {
+        const Rows vehicles{{{u"manualInputFlag"_s, u"Да"_s}},
+                            {{u"manualInputFlag"_s, u"Нет"_s}},
+                            {{u"manualInput"_s, true}}};
+        const Rows conditions{{{u"specificConditionType"_s, u"Паром/поезд — начало"_s},
+                               {u"entryTime"_s, u"04.03.2024 23:30:00"_s}},
+                              {{u"specificConditionType"_s, u"Прочее"_s}, {u"conditionCode"_s, 7}},
+                              {{u"specificConditionType"_s, u"Паром/поезд — окончание"_s},
+                               {u"entryTime"_s, u"05.03.2024 01:00:00"_s}}};
+        const QVariantMap analysis = ActivityAnalyzer::analyze({}, vehicles, conditions);
+        QCOMPARE(at(analysis, u"conditions/manualInputCount"_s).toInt(), 2);
+        QCOMPARE(at(analysis, u"conditions/specificConditionCount"_s).toInt(), 3);
+        QCOMPARE(at(analysis, u"conditions/ferryTrainCount"_s).toInt(), 2);
+        QCOMPARE(at(analysis, u"conditions/ferryTrainMinutes"_s).toInt(), 90); // across midnight
+        QCOMPARE(at(analysis, u"conditions/ferryTrainIntervals/0/begin"_s).toString(), u"23:30"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestActivityAnalyzer)
+#include "test_activity_analyzer.moc"
