@@ -177,6 +177,14 @@ QString ActivityAnalyzer::dayKeyFor(const QVariantMap& row)
 
 int ActivityAnalyzer::parseMinutes(const QString& text)
 {
+    // The common form "HH:MM" is read directly; it gives what the pattern and the time parser give.
+    const auto digit = [&text](int index) { return text.at(index).unicode() - u'0'; };
+    const auto isDigit = [&text](int index) { return text.at(index) >= u'0' && text.at(index) <= u'9'; };
+    if (text.size() == 5 && isDigit(0) && isDigit(1) && text.at(2) == u':' && isDigit(3) && isDigit(4)) {
+        const int hour = digit(0) * 10 + digit(1);
+        const int minute = digit(3) * 10 + digit(4);
+        return hour <= 23 && minute <= 59 ? hour * 60 + minute : -1;
+    }
     static const QRegularExpression pattern(u"(?:^|\\s)(\\d{1,2}):(\\d{2})"_s);
     const QRegularExpressionMatch match = pattern.match(text);
     if (!match.hasMatch())
@@ -246,15 +254,25 @@ QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVarian
         event.inserted = insertedCard(row);
         events.append(event);
     }
-    std::stable_sort(events.begin(), events.end(), [](const Event& a, const Event& b) {
-        const qint64 orderA = dayOrderKey(a.dayKey);
-        const qint64 orderB = dayOrderKey(b.dayKey);
-        if (orderA != orderB)
-            return orderA < orderB;
-        if (a.dayKey != b.dayKey)
-            return a.dayKey < b.dayKey;
-        return a.minutes < b.minutes;
+    // The order key of each event once, not in every comparison.
+    QList<std::pair<qint64, qsizetype>> order;
+    order.reserve(events.size());
+    for (qsizetype i = 0; i < events.size(); ++i)
+        order.append({dayOrderKey(events.at(i).dayKey), i});
+    std::stable_sort(order.begin(), order.end(), [&events](const auto& a, const auto& b) {
+        if (a.first != b.first)
+            return a.first < b.first;
+        const Event& first = events.at(a.second);
+        const Event& second = events.at(b.second);
+        if (first.dayKey != second.dayKey)
+            return first.dayKey < second.dayKey;
+        return first.minutes < second.minutes;
     });
+    QList<Event> sorted;
+    sorted.reserve(events.size());
+    for (const auto& entry : std::as_const(order))
+        sorted.append(std::move(events[entry.second]));
+    events = std::move(sorted);
     QList<DayData> days;
     for (const Event& event : std::as_const(events)) {
         if (days.isEmpty() || days.last().dayKey != event.dayKey) {

@@ -473,25 +473,59 @@ bool isAsciiAlphanumeric(QChar c)
     return isAsciiDigit(c) || (c.toUpper() >= QLatin1Char('A') && c.toUpper() <= QLatin1Char('Z'));
 }
 
-QString firstMatch(const QStringList& candidates, const QRegularExpression& expression, bool (*accept)(QChar),
-                   int minimumRun)
+// One pattern of the loose-text pass, with the shortest run of letters or digits it needs.
+struct LooseMatcher
 {
-    for (const QString& candidate : candidates) {
-        if (longestRun(candidate, accept) < minimumRun)
-            continue;
-        const QRegularExpressionMatch match = expression.match(candidate);
-        if (match.hasMatch())
-            return match.captured(0);
+    const QRegularExpression& expression;
+    bool digitsOnly;
+    int minimumRun;
+    bool wanted;
+    QString found;
+    bool done = false;
+
+    void test(const QString& text, int alphanumericRun, int digitRun)
+    {
+        if (!wanted || done || (digitsOnly ? digitRun : alphanumericRun) < minimumRun)
+            return;
+        const QRegularExpressionMatch match = expression.match(text);
+        if (match.hasMatch()) {
+            found = match.captured(0);
+            done = true;
+        }
     }
-    return QString();
+};
+
+// Lengths of the runs of ASCII letters and digits (alphanumeric) and of digits ending at each byte.
+void runLengths(const QByteArray& bytes, QList<quint8>& alphanumeric, QList<quint8>& digits)
+{
+    alphanumeric.resize(bytes.size());
+    digits.resize(bytes.size());
+    int alnum = 0;
+    int digit = 0;
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        const auto c = static_cast<quint8>(bytes.at(i));
+        const bool isDigit = c >= '0' && c <= '9';
+        const bool isLetter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+        alnum = (isDigit || isLetter) ? std::min(alnum + 1, 255) : 0;
+        digit = isDigit ? std::min(digit + 1, 255) : 0;
+        alphanumeric[i] = static_cast<quint8>(alnum);
+        digits[i] = static_cast<quint8>(digit);
+    }
+}
+
+// The longest run inside the window [start, start + 16).
+int longestRunInWindow(const QList<quint8>& runs, qsizetype start)
+{
+    int best = 0;
+    for (qsizetype i = start; i < start + 16; ++i)
+        best = std::max(best, std::min<int>(runs.at(i), int(i - start + 1)));
+    return best;
 }
 
 } // namespace
 
 void Decoder::extractMetadata(DddReport& report, const QByteArray& bytes)
 {
-    const QStringList candidates =
-        report.printableStrings + knownHexCandidates(bytes, report.printableStrings);
     static const QRegularExpression vinExpression(QStringLiteral("\\b[A-HJ-NPR-Z0-9]{17}\\b"),
                                                   QRegularExpression::CaseInsensitiveOption);
     static const QRegularExpression cardExpression(QStringLiteral("\\b[0-9]{14,19}\\b"));
@@ -502,9 +536,41 @@ void Decoder::extractMetadata(DddReport& report, const QByteArray& bytes)
                                                         QRegularExpression::CaseInsensitiveOption);
     const bool card = report.fileType == DddFileType::DriverCard;
 
-    const QString vin = firstMatch(candidates, vinExpression, isAsciiAlphanumeric, 17);
-    const QString cardNumber = firstMatch(candidates, cardExpression, isAsciiDigit, 14);
-    const QString registration = firstMatch(candidates, registrationExpression, isAsciiAlphanumeric, 6);
+    // Each pattern takes its first match in the order of the candidates: the printable strings, then
+    // every 16-byte window of the file (knownHexCandidates). Only first matches count, so the windows are
+    // walked lazily, and a window becomes text only when it holds a run long enough for an open pattern;
+    // this keeps the pass linear in the file's size.
+    LooseMatcher matchers[] = {{vinExpression, false, 17, true, {}},
+                               {cardExpression, true, 14, true, {}},
+                               {registrationExpression, false, 6, true, {}},
+                               {looseCardExpression, false, 10, card && report.cardNumber.isEmpty(), {}}};
+    const auto allDone = [&matchers]() {
+        return std::all_of(std::begin(matchers), std::end(matchers),
+                           [](const LooseMatcher& matcher) { return !matcher.wanted || matcher.done; });
+    };
+    for (const QString& text : std::as_const(report.printableStrings)) {
+        const int alphanumeric = longestRun(text, isAsciiAlphanumeric);
+        const int digits = longestRun(text, isAsciiDigit);
+        for (LooseMatcher& matcher : matchers)
+            matcher.test(text, alphanumeric, digits);
+    }
+    if (!allDone() && bytes.size() >= 16) {
+        QList<quint8> alphanumericRuns;
+        QList<quint8> digitRuns;
+        runLengths(bytes, alphanumericRuns, digitRuns);
+        for (qsizetype start = 0; start + 16 <= bytes.size() && !allDone(); ++start) {
+            const int alphanumeric = longestRunInWindow(alphanumericRuns, start);
+            if (alphanumeric < 6)
+                continue; // no open pattern can match here
+            const int digits = longestRunInWindow(digitRuns, start);
+            const QString text = QString::fromLatin1(bytes.constData() + start, 16).trimmed();
+            for (LooseMatcher& matcher : matchers)
+                matcher.test(text, alphanumeric, digits);
+        }
+    }
+    const QString vin = matchers[0].found;
+    const QString cardNumber = matchers[1].found;
+    const QString registration = matchers[2].found;
     if (report.vin.isEmpty())
         report.vin = vin;
     if (card && report.cardNumber.isEmpty())
@@ -513,7 +579,7 @@ void Decoder::extractMetadata(DddReport& report, const QByteArray& bytes)
         registration != report.cardNumber)
         report.registrationNumber = registration;
     if (card && report.cardNumber.isEmpty())
-        report.cardNumber = firstMatch(candidates, looseCardExpression, isAsciiAlphanumeric, 10);
+        report.cardNumber = matchers[3].found;
     if (report.vin.isEmpty()) {
         static const QRegularExpression wholeVin(QStringLiteral("^[A-HJ-NPR-Z0-9]{17}$"),
                                                  QRegularExpression::CaseInsensitiveOption);

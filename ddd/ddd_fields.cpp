@@ -4,6 +4,7 @@
 #include <QStringList>
 #include <QTimeZone>
 
+#include <cstdio>
 #include <cstdlib>
 
 namespace tachoria::ddd {
@@ -154,10 +155,20 @@ QString printableText(const QByteArray& bytes, qsizetype position, qsizetype len
     return text.trimmed();
 }
 
+QVariantMap makeRow(std::initializer_list<std::pair<QString, QVariant>> entries)
+{
+    std::map<QString, QVariant> map;
+    for (const auto& [key, value] : entries)
+        map.insert_or_assign(map.end(), key, value);
+    return QVariantMap(std::move(map));
+}
+
 QString formatMinutes(int minutes)
 {
     minutes = std::max(minutes, 0);
-    return u"%1:%2"_s.arg(minutes / 60, 2, 10, QLatin1Char('0')).arg(minutes % 60, 2, 10, QLatin1Char('0'));
+    char text[24];
+    std::snprintf(text, sizeof text, "%02d:%02d", minutes / 60, minutes % 60);
+    return QString::fromLatin1(text);
 }
 
 QString hexCode(int code)
@@ -291,9 +302,13 @@ QString faultName(int code)
 
 namespace {
 
+constexpr qint64 kFirstSecondOf2000 = 946684800;
+constexpr qint64 kLastSecondOf2100 = 4133980799;
+constexpr qint64 kZoneMargin = 15 * 3600; // no zone is further than this from UTC
+
 QDateTime utcSeconds(quint32 value)
 {
-    return QDateTime::fromSecsSinceEpoch(qint64(value), QTimeZone::utc());
+    return QDateTime::fromSecsSinceEpoch(qint64(value), Qt::UTC);
 }
 
 bool inYears(const QDateTime& moment, int first, int last)
@@ -302,16 +317,37 @@ bool inYears(const QDateTime& moment, int first, int last)
     return moment.isValid() && year >= first && year <= last;
 }
 
+// The formats the readers write, without parsing a format text on every call.
+QString formatMoment(const QDateTime& moment, const QString& format)
+{
+    static const QString dateAndTime = u"dd.MM.yyyy HH:mm:ss"_s;
+    static const QString dateAndShortHour = u"dd.MM.yyyy H:mm:ss"_s;
+    static const QString dateOnly = u"dd.MM.yyyy"_s;
+    const QDate date = moment.date();
+    const int year = date.year();
+    if (year < 1000 || year > 9999 ||
+        (format != dateAndTime && format != dateAndShortHour && format != dateOnly))
+        return moment.toString(format);
+    char text[32];
+    const QTime time = moment.time();
+    if (format == dateOnly)
+        std::snprintf(text, sizeof text, "%02d.%02d.%04d", date.day(), date.month(), year);
+    else
+        std::snprintf(text, sizeof text,
+                      format == dateAndTime ? "%02d.%02d.%04d %02d:%02d:%02d" : "%02d.%02d.%04d %d:%02d:%02d",
+                      date.day(), date.month(), year, time.hour(), time.minute(), time.second());
+    return QString::fromLatin1(text);
+}
+
 QString formatChecked(quint32 value, bool toLocal, int firstYear, const QString& format)
 {
     if (value == 0 || value > 0xF0000000u)
         return QString();
-    QDateTime moment = utcSeconds(value);
-    if (toLocal)
-        moment = moment.toLocalTime();
+    const QDateTime moment =
+        toLocal ? QDateTime::fromSecsSinceEpoch(qint64(value), Qt::LocalTime) : utcSeconds(value);
     if (!inYears(moment, firstYear, 2100))
         return QString();
-    return moment.toString(format);
+    return formatMoment(moment, format);
 }
 
 } // namespace
@@ -330,11 +366,18 @@ QDateTime vuDateTime(const QByteArray& bytes, qsizetype position)
 {
     if (!fits(bytes, position, 4))
         return QDateTime();
+    // Values far outside the years 2000 to 2100 are ruled out before any date is made of them.
+    const qint64 littleValue = readLe32(bytes, position);
+    const qint64 bigValue = readBe32(bytes, position);
+    const bool littleNear =
+        littleValue >= kFirstSecondOf2000 - kZoneMargin && littleValue <= kLastSecondOf2100 + kZoneMargin;
     const QDateTime little =
-        QDateTime::fromSecsSinceEpoch(qint64(readLe32(bytes, position)), QTimeZone::systemTimeZone());
-    const QDateTime big = utcSeconds(readBe32(bytes, position));
-    const bool littlePlausible = inYears(little, 2000, 2100);
-    const bool bigPlausible = inYears(big, 2000, 2100);
+        littleNear ? QDateTime::fromSecsSinceEpoch(littleValue, Qt::LocalTime) : QDateTime();
+    const QDateTime big = bigValue >= kFirstSecondOf2000 && bigValue <= kLastSecondOf2100
+                              ? utcSeconds(quint32(bigValue))
+                              : QDateTime();
+    const bool littlePlausible = littleNear && inYears(little, 2000, 2100);
+    const bool bigPlausible = big.isValid();
     if (littlePlausible && bigPlausible) {
         const qint64 now = QDateTime::currentSecsSinceEpoch();
         return std::llabs(little.toSecsSinceEpoch() - now) <= std::llabs(big.toSecsSinceEpoch() - now)
@@ -351,13 +394,14 @@ QDateTime vuDateTime(const QByteArray& bytes, qsizetype position)
 QString vuTime(const QByteArray& bytes, qsizetype position)
 {
     const QDateTime moment = vuDateTime(bytes, position);
-    return moment.isValid() ? moment.toString(u"dd.MM.yyyy H:mm:ss"_s) : QString::fromLatin1(kFailedVuTime);
+    return moment.isValid() ? formatMoment(moment, u"dd.MM.yyyy H:mm:ss"_s)
+                            : QString::fromLatin1(kFailedVuTime);
 }
 
 QString formatUnixUniversalCSharp(const QByteArray& bytes, qsizetype position, const QString& format)
 {
     const QDateTime moment = vuDateTime(bytes, position);
-    return moment.isValid() ? moment.toString(format) : QString();
+    return moment.isValid() ? formatMoment(moment, format) : QString();
 }
 
 QString vuBeTime(const QByteArray& bytes, qsizetype position, const QString& format)
@@ -369,20 +413,44 @@ QString vuBeTime(const QByteArray& bytes, qsizetype position, const QString& for
         value = readLe32(bytes, position);
     if (formatUnix(value).isEmpty())
         return QString::fromLatin1(kFailedVuTime);
-    return utcSeconds(value).toString(format);
+    return formatMoment(utcSeconds(value), format);
 }
 
 QDateTime parseReportTime(const QString& text)
 {
-    static const QStringList formats = {u"dd.MM.yyyy H:mm:ss"_s, u"dd.MM.yyyy HH:mm:ss"_s, u"dd.MM.yyyy"_s};
-    for (const QString& format : formats) {
-        QDateTime moment = QDateTime::fromString(text, format);
-        if (moment.isValid()) {
-            moment.setTimeZone(QTimeZone::utc());
-            return moment;
+    // "dd.MM.yyyy", "dd.MM.yyyy H:mm:ss" or "dd.MM.yyyy HH:mm:ss", read by hand: the sorting of the
+    // closing steps reads thousands of these.
+    const auto number = [&text](qsizetype from, qsizetype count, bool* ok) {
+        int value = 0;
+        for (qsizetype i = from; i < from + count; ++i) {
+            const char16_t c = text.at(i).unicode();
+            if (c < u'0' || c > u'9') {
+                *ok = false;
+                return 0;
+            }
+            value = value * 10 + (c - u'0');
         }
-    }
-    return QDateTime();
+        return value;
+    };
+    const qsizetype size = text.size();
+    if (size < 10 || text.at(2) != u'.' || text.at(5) != u'.')
+        return QDateTime();
+    bool ok = true;
+    const QDate date(number(6, 4, &ok), number(3, 2, &ok), number(0, 2, &ok));
+    if (!ok || !date.isValid())
+        return QDateTime();
+    if (size == 10)
+        return QDateTime(date, QTime(0, 0), Qt::UTC);
+    if (size != 18 && size != 19)
+        return QDateTime();
+    const qsizetype hourDigits = size - 17;
+    if (text.at(10) != u' ' || text.at(11 + hourDigits) != u':' || text.at(14 + hourDigits) != u':')
+        return QDateTime();
+    const QTime time(number(11, hourDigits, &ok), number(12 + hourDigits, 2, &ok),
+                     number(15 + hourDigits, 2, &ok));
+    if (!ok || !time.isValid())
+        return QDateTime();
+    return QDateTime(date, time, Qt::UTC);
 }
 
 } // namespace tachoria::ddd

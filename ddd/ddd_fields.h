@@ -8,6 +8,10 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <initializer_list>
+#include <map>
+#include <utility>
+
 namespace tachoria::ddd {
 
 quint8 byteAt(const QByteArray& bytes, qsizetype position); // 0 when out of range
@@ -42,6 +46,9 @@ QString vuTime(const QByteArray& bytes, qsizetype position);
 QString formatUnixUniversalCSharp(const QByteArray& bytes, qsizetype position, const QString& format);
 QString vuBeTime(const QByteArray& bytes, qsizetype position, const QString& format);
 QDateTime parseReportTime(const QString& text); // the formats the parsers write, or invalid
+
+// A row built in one go; keys given in ascending order are placed without searching.
+QVariantMap makeRow(std::initializer_list<std::pair<QString, QVariant>> entries);
 
 inline constexpr char kFailedVuTime[] = "01.01.0001 0:00:00";
 

@@ -206,6 +206,18 @@ void parseEventsAndFaults(DddReport& report, const QByteArray& d)
 
 namespace {
 
+// The chart's label of a speed, made once for every value a byte can hold.
+const QString& speedText(int speed)
+{
+    static const QStringList texts = [] {
+        QStringList list;
+        for (int value = 0; value < 256; ++value)
+            list.append(u"Скорость %1 км/ч"_s.arg(value));
+        return list;
+    }();
+    return texts.at(speed & 0xFF);
+}
+
 // --- 7604 -------------------------------------------------------------------------------------------
 
 } // namespace
@@ -221,7 +233,9 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
     position += 2;
     for (int index = 0; index < count && fitsBefore(position, 64, limit); ++index, position += 64) {
         QVariantList values;
-        QStringList texts;
+        values.reserve(60);
+        QString texts;
+        texts.reserve(60 * 5);
         int valid = 0;
         int sum = 0;
         int maximum = 0;
@@ -234,19 +248,21 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
                 maximum = std::max(maximum, raw);
             }
             values.append(speed);
-            texts.append(QString::number(speed));
-            report.charts.append({{u"day"_s, block.occurrence},
-                                  {u"time"_s, second},
-                                  {u"value"_s, speed},
-                                  {u"activity"_s, u"Скорость %1 км/ч"_s.arg(speed)}});
+            if (second > 0)
+                texts += u", "_s;
+            texts += QString::number(speed);
+            report.charts.append(makeRow({{u"activity"_s, speedText(speed)},
+                                          {u"day"_s, block.occurrence},
+                                          {u"time"_s, second},
+                                          {u"value"_s, speed}}));
         }
-        report.detailedSpeed.append({{u"speedBlockBeginDate"_s, vuTime(d, position)},
-                                     {u"speedsPerSecond"_s, texts.join(u", "_s)},
-                                     {u"speedValues"_s, values},
-                                     {u"validSpeedCount"_s, valid},
-                                     {u"averageSpeed"_s, valid > 0 ? double(sum) / valid : 0.0},
-                                     {u"maxSpeed"_s, maximum},
-                                     {u"hex"_s, hexText(d, position, 64)}});
+        report.detailedSpeed.append(makeRow({{u"averageSpeed"_s, valid > 0 ? double(sum) / valid : 0.0},
+                                             {u"hex"_s, hexText(d, position, 64)},
+                                             {u"maxSpeed"_s, maximum},
+                                             {u"speedBlockBeginDate"_s, vuTime(d, position)},
+                                             {u"speedValues"_s, values},
+                                             {u"speedsPerSecond"_s, texts},
+                                             {u"validSpeedCount"_s, valid}}));
     }
 }
 

@@ -8,6 +8,8 @@
 #include <QSet>
 
 #include <algorithm>
+#include <functional>
+#include <tuple>
 
 namespace tachoria::ddd {
 
@@ -204,9 +206,9 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
     const int dayNo = block.occurrence;
     qsizetype position = 2;
     if (fitsBefore(position, 7, limit)) {
+        // vuTime gives a year of 2000 to 2100 or its failure text, so a valid reading is the test.
         const QString time = vuTime(d, position);
-        const QDateTime parsed = QDateTime::fromString(time, u"dd.MM.yyyy H:mm:ss"_s);
-        if (parsed.isValid() && parsed.date().year() >= 2000 && parsed.date().year() <= 2100) {
+        if (vuDateTime(d, position).isValid()) {
             const quint32 odometer = readBe24(d, position + 4);
             report.dayInformation.append({{u"dayNo"_s, dayNo},
                                           {u"timeReal"_s, time},
@@ -254,20 +256,31 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
                 continue;
             const int activity = (b0 >> 3) & 0x03;
             const bool notInserted = b0 & 0x20;
-            QVariantMap row{{u"dayNo"_s, dayNo},
-                            {u"slot"_s, (b0 & 0x80) ? u"Сопряжённый водитель"_s : u"Водитель"_s},
-                            {u"drivingStatus"_s, (b0 & 0x40) ? u"Экипаж"_s : u"Одиночный режим"_s},
-                            {u"cardStatus"_s, notInserted ? u"Не вставлена"_s : u"Вставлена"_s},
-                            {u"activity"_s, activities.at(activity)},
-                            {u"timeOfChange"_s, formatMinutes(minutes)},
-                            {u"day"_s, dayNo},
-                            {u"minutes"_s, minutes}};
-            report.activityDaily.append(row);
-            row.insert(u"activityDailyPresenceCounter1"_s, dayNo);
-            row.insert(u"cardStatus"_s, notInserted ? u"Not Inserted"_s : u"Inserted"_s);
-            row.insert(u"activity"_s, englishActivities.at(activity));
-            row.insert(u"time"_s, formatMinutes(minutes));
-            report.activityChanges.append(row);
+            const QString slot = (b0 & 0x80) ? u"Сопряжённый водитель"_s : u"Водитель"_s;
+            const QString status = (b0 & 0x40) ? u"Экипаж"_s : u"Одиночный режим"_s;
+            const QString time = formatMinutes(minutes);
+            // Keys in ascending order, so that each row is built without searching.
+            report.activityDaily.append(
+                makeRow({{u"activity"_s, activities.at(activity)},
+                         {u"cardStatus"_s, notInserted ? u"Не вставлена"_s : u"Вставлена"_s},
+                         {u"day"_s, dayNo},
+                         {u"dayNo"_s, dayNo},
+                         {u"drivingStatus"_s, status},
+                         {u"minutes"_s, minutes},
+                         {u"slot"_s, slot},
+                         {u"timeOfChange"_s, time}}));
+            // The same row with the English texts that the analysis reads.
+            report.activityChanges.append(
+                makeRow({{u"activity"_s, englishActivities.at(activity)},
+                         {u"activityDailyPresenceCounter1"_s, dayNo},
+                         {u"cardStatus"_s, notInserted ? u"Not Inserted"_s : u"Inserted"_s},
+                         {u"day"_s, dayNo},
+                         {u"dayNo"_s, dayNo},
+                         {u"drivingStatus"_s, status},
+                         {u"minutes"_s, minutes},
+                         {u"slot"_s, slot},
+                         {u"time"_s, time},
+                         {u"timeOfChange"_s, time}}));
         }
         position = found + 2 + 2 * changes;
     }
@@ -505,19 +518,30 @@ void parseTechnicalData(DddReport& report, const QByteArray& d)
 
 QDateTime dayTime(const QVariantMap& row, const QString& key)
 {
-    const QString text = row.value(key).toString();
-    QDateTime moment = QDateTime::fromString(text, u"dd.MM.yyyy H:mm:ss"_s);
-    if (!moment.isValid())
-        moment = QDateTime::fromString(text, u"dd.MM.yyyy HH:mm:ss"_s);
-    return moment;
+    return parseReportTime(row.value(key).toString());
+}
+
+// A stable sort by keys computed once per row.
+template <typename Key>
+void sortRowsBy(DatasetRows& rows, const std::function<Key(const QVariantMap&)>& keyOf)
+{
+    QList<std::pair<Key, qsizetype>> keys;
+    keys.reserve(rows.size());
+    for (qsizetype i = 0; i < rows.size(); ++i)
+        keys.append({keyOf(rows.at(i)), i});
+    std::stable_sort(keys.begin(), keys.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    DatasetRows sorted;
+    sorted.reserve(rows.size());
+    for (const auto& key : std::as_const(keys))
+        sorted.append(rows.at(key.second));
+    rows = sorted;
 }
 
 void closeTachographReport(DddReport& report)
 {
-    std::stable_sort(report.dayInformation.begin(), report.dayInformation.end(),
-                     [](const QVariantMap& a, const QVariantMap& b) {
-                         return dayTime(a, u"timeReal"_s) < dayTime(b, u"timeReal"_s);
-                     });
+    sortRowsBy<QDateTime>(report.dayInformation,
+                          [](const QVariantMap& row) { return dayTime(row, u"timeReal"_s); });
     for (qsizetype i = 0; i < report.dayInformation.size(); ++i)
         report.dayInformation[i].insert(u"dayNo"_s, int(i + 1));
 
@@ -526,18 +550,12 @@ void closeTachographReport(DddReport& report)
         return slot.contains(u"сопряж"_s, Qt::CaseInsensitive) ||
                slot.contains(u"co-driver"_s, Qt::CaseInsensitive);
     };
-    std::stable_sort(report.cardIwData.begin(), report.cardIwData.end(),
-                     [&](const QVariantMap& a, const QVariantMap& b) {
-                         const int dayA = a.value(u"dayNo"_s).toInt();
-                         const int dayB = b.value(u"dayNo"_s).toInt();
-                         if (dayA != dayB)
-                             return dayA < dayB;
-                         const QDateTime timeA = dayTime(a, u"cardInsertionDate"_s);
-                         const QDateTime timeB = dayTime(b, u"cardInsertionDate"_s);
-                         if (timeA != timeB)
-                             return timeA < timeB;
-                         return coDriver(a) && !coDriver(b);
-                     });
+    // By day, then by insertion time; at the same moment the co-driver's row comes first.
+    using InsertionKey = std::tuple<int, QDateTime, int>;
+    sortRowsBy<InsertionKey>(report.cardIwData, [&coDriver](const QVariantMap& row) {
+        return InsertionKey{row.value(u"dayNo"_s).toInt(), dayTime(row, u"cardInsertionDate"_s),
+                            coDriver(row) ? 0 : 1};
+    });
     QSet<QString> seen;
     DatasetRows unique;
     for (const QVariantMap& row : std::as_const(report.cardIwData)) {
