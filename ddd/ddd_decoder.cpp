@@ -13,6 +13,8 @@
 #include <QSet>
 #include <QTimeZone>
 
+#include <map>
+
 namespace tachoria::ddd {
 
 namespace {
@@ -327,7 +329,12 @@ QList<DddBlock> Decoder::splitDriverCardBlocks(const QByteArray& bytes)
         found.append({position, position + 5 + length, block});
         position += 5 + length;
     }
-    // Pass two: the known tags anywhere, unless they meet a block already found.
+    // Pass two: the known tags anywhere, unless they meet a block already found. The spans found never
+    // overlap, so the one that could meet a new span is the last to start before its end: a lookup
+    // instead of a walk over all, which keeps a file of thousands of tiny blocks linear.
+    std::map<qsizetype, qsizetype> spans;
+    for (const Found& entry : std::as_const(found))
+        spans.emplace(entry.start, entry.end);
     for (qsizetype position = 0; position + 5 <= bytes.size(); ++position) {
         quint16 tag = 0;
         quint8 type = 0;
@@ -335,14 +342,13 @@ QList<DddBlock> Decoder::splitDriverCardBlocks(const QByteArray& bytes)
         if (!headerAt(position, tag, type, length) || !kKnownCardTags.contains(tag))
             continue;
         const qsizetype end = position + 5 + length;
-        const bool meets = std::any_of(found.cbegin(), found.cend(), [&](const Found& other) {
-            return other.start == position || (position < other.end && other.start < end);
-        });
-        if (meets)
+        auto next = spans.lower_bound(end);
+        if (next != spans.begin() && std::prev(next)->second > position)
             continue;
         DddBlock block = makeBlock(position, tag, type, length);
         setCardRecordFields(block, tag, false);
         found.append({position, end, block});
+        spans.emplace(position, end);
     }
 
     QList<DddBlock> blocks;
