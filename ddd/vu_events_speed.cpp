@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include <cstdio>
+
 namespace tachoria::ddd::vu {
 
 using namespace Qt::StringLiterals;
@@ -234,8 +236,8 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
     for (int index = 0; index < count && fitsBefore(position, 64, limit); ++index, position += 64) {
         QVariantList values;
         values.reserve(60);
-        QString texts;
-        texts.reserve(60 * 5);
+        char texts[60 * 5 + 1];
+        int textLength = 0;
         int valid = 0;
         int sum = 0;
         int maximum = 0;
@@ -248,9 +250,8 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
                 maximum = std::max(maximum, raw);
             }
             values.append(speed);
-            if (second > 0)
-                texts += u", "_s;
-            texts += QString::number(speed);
+            textLength += std::snprintf(texts + textLength, sizeof texts - textLength,
+                                        second > 0 ? ", %d" : "%d", speed);
             report.charts.append(makeRow({{u"activity"_s, speedText(speed)},
                                           {u"day"_s, block.occurrence},
                                           {u"time"_s, second},
@@ -261,7 +262,7 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
                                              {u"maxSpeed"_s, maximum},
                                              {u"speedBlockBeginDate"_s, vuTime(d, position)},
                                              {u"speedValues"_s, values},
-                                             {u"speedsPerSecond"_s, texts},
+                                             {u"speedsPerSecond"_s, QString::fromLatin1(texts, textLength)},
                                              {u"validSpeedCount"_s, valid}}));
     }
 }

@@ -535,7 +535,7 @@ void sortRowsBy(DatasetRows& rows, const std::function<Key(const QVariantMap&)>&
     sorted.reserve(rows.size());
     for (const auto& key : std::as_const(keys))
         sorted.append(rows.at(key.second));
-    rows = sorted;
+    rows = std::move(sorted);
 }
 
 void closeTachographReport(DddReport& report)
@@ -570,7 +570,7 @@ void closeTachographReport(DddReport& report)
             unique.append(row);
         }
     }
-    report.cardIwData = unique;
+    report.cardIwData = std::move(unique); // moved, so that renumbering below copies no row
     int dayNo = 0;
     QDate lastDate;
     for (QVariantMap& row : report.cardIwData) {
