@@ -77,6 +77,34 @@ private Q_SLOTS:
         }
     }
 
+    // The generator's command line, from a JSON description, read back by the probe.
+    void generatorFromDescription()
+    {
+        const QString description = write(u"week.json"_s, R"({"cardNumber": "RUD0000099999990", "days": [
+            {"date": "2024-05-06", "changes": [{"time": "00:00", "activity": "rest", "inserted": false},
+                                               {"time": "07:00", "activity": "driving"},
+                                               {"time": "11:00", "activity": "rest", "inserted": false}]},
+            {"date": "2024-05-07", "changes": [{"time": "08:00", "activity": "work"},
+                                               {"time": "09:00", "activity": "rest", "inserted": false}]}]})");
+        const QString card = m_dir.filePath(u"week.ddd"_s);
+        const auto generated = runProcess(binaryPath(u"tachoria-dddgen"_s),
+                                          {u"card"_s, u"--description"_s, description, u"--out"_s, card});
+        QCOMPARE(generated.exitCode, 0);
+        const auto result = runProcess(binaryPath(u"tachoria"_s), {u"--probe-ddd"_s, card});
+        QCOMPARE(result.exitCode, 0);
+        const QJsonObject document = QJsonDocument::fromJson(result.standardOutput.toUtf8()).object();
+        QCOMPARE(document.value(u"summary"_s).toObject().value(u"cardNumber"_s).toString(),
+                 u"RUD0000099999990"_s);
+        const QJsonArray activities =
+            document.value(u"datasets"_s).toObject().value(u"activities"_s).toArray();
+        QCOMPARE(activities.size(), 2);
+        QCOMPARE(activities.at(1).toObject().value(u"activityRecordDate"_s).toString(), u"07.05.2024"_s);
+        const QJsonObject cycles =
+            document.value(u"analysis"_s).toObject().value(u"drivingCycles"_s).toObject();
+        QCOMPARE(cycles.value(u"dailyDrivingTime"_s).toString(), u"04:00"_s);
+        QCOMPARE(runProcess(binaryPath(u"tachoria-dddgen"_s), {u"card"_s}).exitCode, 2);
+    }
+
     void refusedFiles_data()
     {
         QTest::addColumn<bool>("exists");
