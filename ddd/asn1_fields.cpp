@@ -225,7 +225,7 @@ struct Asn1Walk
                         {u"oid"_s, berOid(node)},
                         {u"rawTagClass"_s, node.tagClass},
                         {u"isIndefiniteLength"_s, node.indefiniteLength},
-                        {u"hex"_s, QString::fromLatin1(node.value.toHex().toUpper())}};
+                        {u"hex"_s, upperHex(node.value)}};
         report.asn1Fields.append(row);
         for (qsizetype i = 0; i < node.children.size() && !full(); ++i)
             appendFields(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
@@ -346,7 +346,7 @@ struct Asn1Walk
                                   {u"type"_s, u"ASN.1: %1"_s.arg(field)},
                                   {u"value"_s, value},
                                   {u"semanticField"_s, field},
-                                  {u"hex"_s, QString::fromLatin1(node.value.toHex().toUpper())}});
+                                  {u"hex"_s, upperHex(node.value)}});
     }
 };
 

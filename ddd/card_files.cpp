@@ -219,7 +219,7 @@ void appendShortFileRow(DatasetRows& rows, const DddBlock& block, const QString&
                  {u"description"_s, block.name},
                  {u"length"_s, int(block.data.size())},
                  {u"decodedText"_s, Decoder::printableStrings(block.data).join(u" | "_s)},
-                 {u"hexData"_s, QString::fromLatin1(block.data.toHex().toUpper())},
+                 {u"hexData"_s, upperHex(block.data)},
                  {u"fields"_s, QVariantList()}});
 }
 

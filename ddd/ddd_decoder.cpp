@@ -366,7 +366,7 @@ DatasetRows Decoder::sectionInventory(const QList<DddBlock>& blocks)
 {
     DatasetRows rows;
     for (const DddBlock& block : blocks) {
-        const QString hex = QString::fromLatin1(block.data.toHex().toUpper());
+        const QString hex = upperHex(block.data);
         QVariantMap row{{QStringLiteral("fileNumber"), block.fileNumber},
                         {QStringLiteral("name"), block.name},
                         {QStringLiteral("occurrence"), block.occurrence},
@@ -383,12 +383,12 @@ DatasetRows Decoder::sectionInventory(const QList<DddBlock>& blocks)
             QVariantList records;
             for (int index = 0; (index + 1) * block.recordLength <= block.data.size(); ++index) {
                 const int offset = index * block.recordLength;
-                records.append(QVariantMap{
-                    {QStringLiteral("index"), index},
-                    {QStringLiteral("offset"), offset},
-                    {QStringLiteral("length"), block.recordLength},
-                    {QStringLiteral("hex"),
-                     QString::fromLatin1(block.data.mid(offset, block.recordLength).toHex().toUpper())}});
+                records.append(
+                    QVariantMap{{QStringLiteral("index"), index},
+                                {QStringLiteral("offset"), offset},
+                                {QStringLiteral("length"), block.recordLength},
+                                {QStringLiteral("hex"),
+                                 upperHex(QByteArrayView(block.data).sliced(offset, block.recordLength))}});
             }
             row.insert(QStringLiteral("records"), records);
         }

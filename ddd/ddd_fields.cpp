@@ -63,7 +63,20 @@ QString hexText(const QByteArray& bytes, qsizetype position, qsizetype length)
 {
     if (position < 0 || position >= bytes.size() || length <= 0)
         return QString();
-    return QString::fromLatin1(bytes.mid(position, length).toHex().toUpper());
+    return upperHex(QByteArrayView(bytes).sliced(position, std::min(length, bytes.size() - position)));
+}
+
+QString upperHex(QByteArrayView bytes)
+{
+    static constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+    QString text(bytes.size() * 2, Qt::Uninitialized);
+    char16_t* out = reinterpret_cast<char16_t*>(text.data());
+    for (const char c : bytes) {
+        const auto byte = static_cast<quint8>(c);
+        *out++ = kDigits[byte >> 4];
+        *out++ = kDigits[byte & 0x0F];
+    }
+    return text;
 }
 
 namespace {
@@ -93,6 +106,7 @@ QString readFixedText(const QByteArray& bytes, qsizetype position, qsizetype len
 QString readAsciiWithReplacement(const QByteArray& bytes, qsizetype position, qsizetype length)
 {
     QString text;
+    text.reserve(std::max<qsizetype>(length, 0));
     for (const char c : clamp(bytes, position, length)) {
         const auto byte = static_cast<quint8>(c);
         if (byte == 0x00)
@@ -105,6 +119,7 @@ QString readAsciiWithReplacement(const QByteArray& bytes, qsizetype position, qs
 QString readCalibrationText(const QByteArray& bytes, qsizetype position, qsizetype length)
 {
     QString text;
+    text.reserve(std::max<qsizetype>(length, 0));
     for (const char c : clamp(bytes, position, length)) {
         const auto byte = static_cast<quint8>(c);
         if (byte < 33)
@@ -126,6 +141,7 @@ QString readCalibrationText(const QByteArray& bytes, qsizetype position, qsizety
 QString readWindows1251Text(const QByteArray& bytes, qsizetype position, qsizetype length)
 {
     QString text;
+    text.reserve(std::max<qsizetype>(length, 0));
     for (const char c : clamp(bytes, position, length)) {
         const auto byte = static_cast<quint8>(c);
         if (byte == 0x00 || byte == 0x20)
@@ -147,6 +163,7 @@ QString readWindows1251Text(const QByteArray& bytes, qsizetype position, qsizety
 QString printableText(const QByteArray& bytes, qsizetype position, qsizetype length)
 {
     QString text;
+    text.reserve(std::max<qsizetype>(length, 0));
     for (const char c : clamp(bytes, position, length)) {
         const auto byte = static_cast<quint8>(c);
         if (byte >= 32 && byte <= 126)

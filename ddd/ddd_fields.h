@@ -22,6 +22,7 @@ quint32 readBe24(const QByteArray& bytes, qsizetype position);
 quint16 readBe16(const QByteArray& bytes, qsizetype position);
 quint16 readLe16(const QByteArray& bytes, qsizetype position);
 QString hexText(const QByteArray& bytes, qsizetype position, qsizetype length); // upper case
+QString upperHex(QByteArrayView bytes);
 
 QString readFixedText(const QByteArray& bytes, qsizetype position, qsizetype length);
 QString readAsciiWithReplacement(const QByteArray& bytes, qsizetype position, qsizetype length);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <tuple>
 
 namespace tachoria::ddd {
@@ -105,9 +106,10 @@ QString slotName(int slot)
 }
 
 // A card insertion record, read by its markers since the name fields are not to be trusted.
-QVariantMap cardInsertionRow(const QByteArray& r)
+QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
 {
-    QVariantMap row;
+    // Built as a plain map and handed over whole: thousands of these rows make up a year's file.
+    std::map<QString, QVariant> row;
     qsizetype cursor = 0;
     const auto takeUntil = [&](std::initializer_list<quint8> stops, qsizetype most) {
         const qsizetype start = cursor;
@@ -120,7 +122,7 @@ QVariantMap cardInsertionRow(const QByteArray& r)
         ++cursor;
     if (byteAt(r, cursor) == 0x05 && cursor < r.size()) {
         ++cursor;
-        row.insert(u"cardHolderSurname"_s, takeUntil({0x00, 0x05}, 36));
+        row.insert_or_assign(u"cardHolderSurname"_s, takeUntil({0x00, 0x05}, 36));
     } else {
         cursor = 0;
     }
@@ -128,60 +130,64 @@ QVariantMap cardInsertionRow(const QByteArray& r)
         ++cursor;
     if (cursor < r.size() && byteAt(r, cursor) == 0x05) {
         ++cursor;
-        row.insert(u"cardHolderFirstNames"_s, takeUntil({0x00, 0x05, 0x01, 0x02}, 36));
+        row.insert_or_assign(u"cardHolderFirstNames"_s, takeUntil({0x00, 0x05, 0x01, 0x02}, 36));
     }
     while (cursor < r.size() && byteAt(r, cursor) == 0x00)
         ++cursor;
     if (cursor < r.size())
-        row.insert(u"cardType"_s, byteAt(r, cursor++) == 2 ? u"Мастерская"_s : u"Водитель"_s);
+        row.insert_or_assign(u"cardType"_s, byteAt(r, cursor++) == 2 ? u"Мастерская"_s : u"Водитель"_s);
     if (cursor < r.size())
-        row.insert(u"cardIssuingMemberState"_s, countryName(byteAt(r, cursor++)));
+        row.insert_or_assign(u"cardIssuingMemberState"_s, countryName(byteAt(r, cursor++)));
     const auto takeText = [&](qsizetype most) {
         const qsizetype length = std::min(most, r.size() - cursor);
         const QString text = readCalibrationText(r, cursor, length).trimmed();
         cursor += std::max<qsizetype>(length, 0);
         return text;
     };
-    row.insert(u"driverCardNumber"_s, takeText(16));
+    row.insert_or_assign(u"driverCardNumber"_s, takeText(16));
     if (fits(r, cursor, 4)) {
-        row.insert(u"cardExpiryDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy"_s));
+        row.insert_or_assign(u"cardExpiryDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy"_s));
         cursor += 4;
     }
     if (fits(r, cursor, 4)) {
-        row.insert(u"cardInsertionDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        row.insert_or_assign(u"cardInsertionDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
         cursor += 4;
     }
     if (fits(r, cursor, 3)) {
-        row.insert(u"vehicleOdometerValueAtInsertion"_s, readBe24(r, cursor));
+        row.insert_or_assign(u"vehicleOdometerValueAtInsertion"_s, readBe24(r, cursor));
         cursor += 3;
     }
     if (fits(r, cursor, 1)) {
         const int slot = byteAt(r, cursor++);
-        row.insert(u"cardSlot"_s, slotName(slot));
-        row.insert(u"cardSlotNumber"_s, slot);
+        row.insert_or_assign(u"cardSlot"_s, slotName(slot));
+        row.insert_or_assign(u"cardSlotNumber"_s, slot);
     }
     if (fits(r, cursor, 4)) {
-        row.insert(u"cardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        row.insert_or_assign(u"cardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
         cursor += 4;
     }
     if (fits(r, cursor, 3)) {
-        row.insert(u"vehicleOdometerValueAtWithdrawal"_s, readBe24(r, cursor));
+        row.insert_or_assign(u"vehicleOdometerValueAtWithdrawal"_s, readBe24(r, cursor));
         cursor += 3;
     }
     if (cursor < r.size()) {
         if (byteAt(r, cursor) != 0x05)
-            row.insert(u"prevVehicleRegistrationNation"_s, countryName(byteAt(r, cursor++)));
+            row.insert_or_assign(u"prevVehicleRegistrationNation"_s, countryName(byteAt(r, cursor++)));
         else
-            row.insert(u"prevVehicleRegistrationNation"_s, QString());
+            row.insert_or_assign(u"prevVehicleRegistrationNation"_s, QString());
     }
-    row.insert(u"prevVehicleRegistrationNumber"_s, takeText(14));
+    row.insert_or_assign(u"prevVehicleRegistrationNumber"_s, takeText(14));
     if (fits(r, cursor, 4)) {
-        row.insert(u"prevCardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        row.insert_or_assign(u"prevCardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
         cursor += 4;
     }
     if (cursor < r.size())
-        row.insert(u"manualInputFlag"_s, byteAt(r, cursor) == 1 ? u"Да"_s : u"Нет"_s);
-    return row;
+        row.insert_or_assign(u"manualInputFlag"_s, byteAt(r, cursor) == 1 ? u"Да"_s : u"Нет"_s);
+    row.insert_or_assign(u"dayNo"_s, dayNo);
+    row.insert_or_assign(u"blockNumber"_s, dayNo);
+    row.insert_or_assign(u"recordInBlock"_s, index);
+    row.insert_or_assign(u"hexData"_s, upperHex(r));
+    return QVariantMap(std::move(row));
 }
 
 QString entryTypeName(int type)
@@ -223,12 +229,7 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
             position += 2;
             for (int index = 0; index < count; ++index) {
                 const QByteArray record = d.mid(position, 129);
-                QVariantMap row = cardInsertionRow(record);
-                row.insert(u"dayNo"_s, dayNo);
-                row.insert(u"blockNumber"_s, dayNo);
-                row.insert(u"recordInBlock"_s, index);
-                row.insert(u"hexData"_s, QString::fromLatin1(record.toHex().toUpper()));
-                report.cardIwData.append(row);
+                report.cardIwData.append(cardInsertionRow(record, dayNo, index));
                 position += 129;
             }
         }
