@@ -2,6 +2,8 @@
 
 #include <QTimeZone>
 
+#include <algorithm>
+
 namespace tachoria::dddgen {
 
 using namespace Qt::StringLiterals;
@@ -454,6 +456,46 @@ QByteArray writeVehicleUnit(const VehicleUnitDescription& d)
     detailedSpeed(out, d);
     technicalData(out, d);
     return out.bytes;
+}
+
+QByteArray vehicleUnitBlock(const VehicleUnitDescription& d, int type, const QDate& day)
+{
+    Writer out;
+    switch (type) {
+    case 0x01:
+        overview(out, d);
+        break;
+    case 0x02: {
+        const auto found = std::find_if(d.days.cbegin(), d.days.cend(),
+                                        [&day](const Day& each) { return each.date == day; });
+        if (found != d.days.cend()) {
+            activityDay(out, *found);
+        } else {
+            // A day the unit was parked: its header, the odometer it stood at, and rest all day.
+            Day parked;
+            parked.date = day;
+            const auto before = std::find_if(d.days.crbegin(), d.days.crend(),
+                                             [&day](const Day& each) { return each.date < day; });
+            if (before != d.days.crend())
+                parked.odometerMidnight = before->odometerMidnight;
+            parked.changes = {{0, Rest, false}};
+            activityDay(out, parked);
+        }
+        break;
+    }
+    case 0x03:
+        eventsAndFaults(out, d);
+        break;
+    case 0x04:
+        detailedSpeed(out, d);
+        break;
+    case 0x05:
+        technicalData(out, d);
+        break;
+    default:
+        return {};
+    }
+    return out.bytes.mid(2);
 }
 
 namespace {

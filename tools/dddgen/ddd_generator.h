@@ -236,6 +236,11 @@ struct ExtendedVehicleUnitDescription
 
 QByteArray writeDriverCard(const DriverCardDescription& description);
 QByteArray writeVehicleUnit(const VehicleUnitDescription& description);
+// One block as the unit hands it out over the service link, without its 76 xx marker: 0x01 the
+// overview, 0x02 the activities of `day` (a day missing from the description is a parked day of rest),
+// 0x03 events and faults, 0x04 detailed speed, 0x05 technical data. Other types give nothing.
+QByteArray vehicleUnitBlock(const VehicleUnitDescription& description, int type, const QDate& day = {});
+
 QByteArray writeExtendedVehicleUnit(const ExtendedVehicleUnitDescription& description);
 
 // Text in the unit's single-byte Cyrillic code page.
