@@ -3,6 +3,8 @@
 #include <QDateTime>
 #include <QTimeZone>
 
+#include <algorithm>
+
 namespace tachoria::sim {
 
 namespace {
@@ -82,6 +84,77 @@ QByteArray BuiltInDownloadSource::cryptoData(const QDate& begin, const QDate& en
 QByteArray BuiltInDownloadSource::archiveBlock(int index) const
 {
     return be32(static_cast<quint32>(index)) + filled(200, static_cast<quint8>(index));
+}
+
+GeneratedDownloadSource::GeneratedDownloadSource(const QByteArray& vin, const QByteArray& registration,
+                                                 QByteArray skziSerial, const QDateTime& now, int speedBytes)
+    : BuiltInDownloadSource(vin, registration.mid(1), std::move(skziSerial), speedBytes)
+    , m_unit(dddgen::sampleVehicleUnit(kHistoryDays, now.date().addDays(1 - kHistoryDays)))
+{
+    m_unit.vin = QString::fromLatin1(vin).trimmed();
+    m_unit.registration = registrationText(registration);
+    for (dddgen::Calibration& calibration : m_unit.calibrations) {
+        calibration.vin = m_unit.vin;
+        calibration.registration = m_unit.registration;
+    }
+    // The unit is read now, not at the end of the sample's last day.
+    m_unit.currentTime = now;
+    m_unit.downloadableTo = now;
+    m_unit.downloadTime = now;
+    // A minute of speed takes 64 bytes; the size asked for decides how many minutes there are.
+    constexpr int kMinuteBytes = 64;
+    constexpr int kFrameBytes = 2 + 128; // the count in front, the signature behind
+    const int minutes = std::max(1, (speedBytes - kFrameBytes) / kMinuteBytes);
+    const QDateTime start = now.date().startOfDay(QTimeZone::utc()).addSecs(7 * 3600);
+    m_unit.speed.clear();
+    for (int minute = 0; minute < minutes; ++minute) {
+        dddgen::SpeedBlock block;
+        block.begin = start.addSecs(60LL * minute);
+        for (int second = 0; second < 60; ++second)
+            block.speeds.append(40 + (minute + second) % 50);
+        m_unit.speed.append(block);
+    }
+}
+
+QString GeneratedDownloadSource::registrationText(const QByteArray& stored)
+{
+    // The memory keeps its registration in ISO 8859-5 behind the code-page byte.
+    QString text;
+    for (const char raw : stored.mid(1)) {
+        const auto byte = static_cast<quint8>(raw);
+        if (byte >= 0xB0 && byte <= 0xEF)
+            text += QChar(0x0410 + byte - 0xB0);
+        else if (byte == 0xA1)
+            text += QChar(0x0401);
+        else if (byte >= 0x20 && byte < 0x7F)
+            text += QLatin1Char(static_cast<char>(byte));
+    }
+    return text.trimmed();
+}
+
+QByteArray GeneratedDownloadSource::overview() const
+{
+    return dddgen::vehicleUnitBlock(m_unit, 0x01);
+}
+
+QByteArray GeneratedDownloadSource::activities(const QDate& day) const
+{
+    return dddgen::vehicleUnitBlock(m_unit, 0x02, day);
+}
+
+QByteArray GeneratedDownloadSource::eventsAndFaults() const
+{
+    return dddgen::vehicleUnitBlock(m_unit, 0x03);
+}
+
+QByteArray GeneratedDownloadSource::detailedSpeed() const
+{
+    return dddgen::vehicleUnitBlock(m_unit, 0x04);
+}
+
+QByteArray GeneratedDownloadSource::technicalData() const
+{
+    return dddgen::vehicleUnitBlock(m_unit, 0x05);
 }
 
 } // namespace tachoria::sim

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/dddgen/ddd_generator.h"
+
 #include <QByteArray>
 #include <QDate>
 #include <QString>
@@ -52,6 +54,33 @@ private:
     QByteArray m_registration;
     QByteArray m_skziSerial;
     int m_speedBytes;
+};
+
+// A unit that has been driven every day of the last four weeks: the overview, the days, events and
+// faults, detailed speed and technical data come from the test-data generator, so that a download gives
+// a real vehicle-unit file. The crypto module's blocks stay the built-in ones.
+class GeneratedDownloadSource : public BuiltInDownloadSource
+{
+public:
+    static constexpr int kHistoryDays = 28;
+
+    // `registration` as the calibration memory holds it: the code page, then 13 bytes.
+    GeneratedDownloadSource(const QByteArray& vin, const QByteArray& registration, QByteArray skziSerial,
+                            const QDateTime& now, int speedBytes = 2400);
+
+    // The history served, for those who check a download against it.
+    const dddgen::VehicleUnitDescription& unit() const { return m_unit; }
+
+    QByteArray overview() const override;
+    QByteArray activities(const QDate& day) const override;
+    QByteArray eventsAndFaults() const override;
+    QByteArray detailedSpeed() const override;
+    QByteArray technicalData() const override;
+
+    static QString registrationText(const QByteArray& stored);
+
+private:
+    dddgen::VehicleUnitDescription m_unit;
 };
 
 } // namespace tachoria::sim

@@ -69,9 +69,9 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
     , m_download(std::move(download))
 {
     if (!m_download)
-        m_download =
-            std::make_shared<BuiltInDownloadSource>(m_memory.value(0xF190), QByteArray("A123BC77"),
-                                                    m_identity.skziFirstHalf, m_behaviour.speedBlockBytes);
+        m_download = std::make_shared<GeneratedDownloadSource>(
+            m_memory.value(0xF190), m_memory.value(0xF97E), m_identity.skziFirstHalf,
+            QDateTime::currentDateTimeUtc(), m_behaviour.speedBlockBytes);
 }
 
 ServiceFrame TachographModel::response(quint8 sid, const QByteArray& data)
