@@ -188,6 +188,27 @@ private Q_SLOTS:
                  qPrintable(sim.standardError().right(200)));
     }
 
+    void identityFromTheUnitsMemory()
+    {
+        // A unit calibrated with another vehicle hands out that vehicle in its overview.
+        SimulatorProcess sim({}, false, true);
+        QFile state(sim.statePath());
+        QVERIFY(state.open(QIODevice::WriteOnly));
+        state.write(R"({"values": {"F190": "5744423933343033323154313233343536",
+                                   "F97E": "054B3535354B4B373720202020202020"}})");
+        state.close();
+        QString error;
+        QVERIFY2(sim.start(&error), qPrintable(error));
+        const Run run = download(sim.link(), vehicleUnit(false));
+        QVERIFY2(run.result.success, qPrintable(run.result.errorText));
+        QCOMPARE(run.result.registration, QStringLiteral("K555KK77"));
+        QCOMPARE(QFileInfo(run.result.filePath).fileName(), QStringLiteral("test-[K555KK77].ddd"));
+        const ddd::DddReport report = ddd::Decoder::decodeFile(run.result.filePath);
+        QCOMPARE(report.vin, QStringLiteral("WDB9340321T123456"));
+        QCOMPARE(report.registrationNumber, QStringLiteral("K555KK77"));
+        QVERIFY(sim.stop());
+    }
+
     void silenceInTheMiddle()
     {
         // Start, session, four rises of the rate (two frames each), upload, the overview in two

@@ -67,11 +67,19 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
     , m_behaviour(std::move(behaviour))
     , m_memory(std::move(memory))
     , m_download(std::move(download))
+    , m_ownDownload(!m_download)
 {
-    if (!m_download)
+    refreshDownload();
+}
+
+void TachographModel::refreshDownload()
+{
+    // The unit's own history is written anew for each upload, so that it ends now and carries the VIN
+    // and registration a calibration may just have written.
+    if (m_ownDownload)
         m_download = std::make_shared<GeneratedDownloadSource>(
             m_memory.value(0xF190), m_memory.value(0xF97E), m_identity.skziFirstHalf,
-            QDateTime::currentDateTimeUtc(), m_behaviour.speedBlockBytes);
+            QDateTime::currentDateTimeUtc().addSecs(m_clockOffsetSecs), m_behaviour.speedBlockBytes);
 }
 
 ServiceFrame TachographModel::response(quint8 sid, const QByteArray& data)
@@ -440,6 +448,7 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
     case 0x35:
         m_uploadRequested = true;
         m_archiveIndex = 0;
+        refreshDownload();
         return {response(0x75, QByteArray::fromHex("FF"))};
     case 0x36:
         return transfer(data);

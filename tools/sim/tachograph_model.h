@@ -116,6 +116,7 @@ private:
     void queueBlock(quint8 type, const QByteArray& payload);
     std::vector<protocol::ServiceFrame> withPending(quint8 sid, protocol::ServiceFrame answer) const;
     std::vector<protocol::ServiceFrame> cryptoModuleCommand(const QByteArray& request);
+    void refreshDownload();
 
     DeviceIdentity m_identity;
     DeviceBehaviour m_behaviour;
@@ -133,6 +134,7 @@ private:
     QString m_saveError;
 
     std::shared_ptr<const DownloadSource> m_download;
+    bool m_ownDownload = false; // no source was handed in: the unit writes its own history
     int m_requests = 0;
     bool m_uploadRequested = false;
     int m_archiveIndex = 0;
