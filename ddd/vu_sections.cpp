@@ -105,6 +105,13 @@ QString slotName(int slot)
     }
 }
 
+// Every odometer of the unit: 3 bytes in km, all ones when the unit had no reading.
+quint32 odometerAt(const QByteArray& bytes, qsizetype position)
+{
+    const quint32 value = readBe24(bytes, position);
+    return value == 0xFFFFFF ? 0u : value;
+}
+
 // A card insertion record, read by its markers since the name fields are not to be trusted.
 QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
 {
@@ -120,11 +127,10 @@ QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
     };
     for (int skipped = 0; skipped < 10 && cursor < r.size() && byteAt(r, cursor) != 0x05; ++skipped)
         ++cursor;
+    // Without the marker the skipped bytes stay skipped: the cursor only ever moves on.
     if (byteAt(r, cursor) == 0x05 && cursor < r.size()) {
         ++cursor;
         row.insert_or_assign(u"cardHolderSurname"_s, takeUntil({0x00, 0x05}, 36));
-    } else {
-        cursor = 0;
     }
     while (cursor < r.size() && byteAt(r, cursor) == 0x00)
         ++cursor;
@@ -154,7 +160,7 @@ QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
         cursor += 4;
     }
     if (fits(r, cursor, 3)) {
-        row.insert_or_assign(u"vehicleOdometerValueAtInsertion"_s, readBe24(r, cursor));
+        row.insert_or_assign(u"vehicleOdometerValueAtInsertion"_s, odometerAt(r, cursor));
         cursor += 3;
     }
     if (fits(r, cursor, 1)) {
@@ -167,7 +173,7 @@ QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
         cursor += 4;
     }
     if (fits(r, cursor, 3)) {
-        row.insert_or_assign(u"vehicleOdometerValueAtWithdrawal"_s, readBe24(r, cursor));
+        row.insert_or_assign(u"vehicleOdometerValueAtWithdrawal"_s, odometerAt(r, cursor));
         cursor += 3;
     }
     if (cursor < r.size()) {
@@ -215,10 +221,9 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
         // vuTime gives a year of 2000 to 2100 or its failure text, so a valid reading is the test.
         const QString time = vuTime(d, position);
         if (vuDateTime(d, position).isValid()) {
-            const quint32 odometer = readBe24(d, position + 4);
             report.dayInformation.append({{u"dayNo"_s, dayNo},
                                           {u"timeReal"_s, time},
-                                          {u"odometerValueMidnight"_s, odometer == 0xFFFFFF ? 0u : odometer},
+                                          {u"odometerValueMidnight"_s, odometerAt(d, position + 4)},
                                           {u"hexData"_s, hexText(d, position, 7)}});
         }
         position += 7;
@@ -297,7 +302,6 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
             entryTime.startsWith(u"01.01.0001"_s) || entryTime.startsWith(u"01.01.1970"_s) || cardType < 1 ||
             cardType > 5)
             continue;
-        const quint32 odometer = readBe24(d, position + 25);
         report.placeDailyWorkPeriod.append(
             {{u"dayNo"_s, dayNo},
              {u"cardType"_s, cardTypeName(cardType)},
@@ -307,7 +311,7 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
              {u"entryTypeDailyWorkPeriod"_s, entryTypeName(byteAt(d, position + 22))},
              {u"dailyWorkPeriodCountry"_s, countryName(byteAt(d, position + 23))},
              {u"dailyWorkPeriodRegion"_s, regionName(byteAt(d, position + 24))},
-             {u"vehicleOdometerValue"_s, odometer == 0xFFFFFF ? 0u : odometer},
+             {u"vehicleOdometerValue"_s, odometerAt(d, position + 25)},
              {u"hexData"_s, hexText(d, position, 28)}});
     }
 }
