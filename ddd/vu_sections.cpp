@@ -8,7 +8,6 @@
 #include <QSet>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <tuple>
 
@@ -587,8 +586,8 @@ QDateTime dayTime(const QVariantMap& row, const QString& key)
 }
 
 // A stable sort by keys computed once per row.
-template <typename Key>
-void sortRowsBy(DatasetRows& rows, const std::function<Key(const QVariantMap&)>& keyOf)
+template <typename Key, typename KeyOf>
+void sortRowsBy(DatasetRows& rows, const KeyOf& keyOf)
 {
     QList<std::pair<Key, qsizetype>> keys;
     keys.reserve(rows.size());
@@ -622,17 +621,23 @@ void closeTachographReport(DddReport& report)
                             coDriver(row) ? 0 : 1};
     });
     QSet<QString> seen;
+    seen.reserve(report.cardIwData.size());
     DatasetRows unique;
-    for (const QVariantMap& row : std::as_const(report.cardIwData)) {
-        const QString key = QStringList{row.value(u"vehicleOdometerValueAtInsertion"_s).toString(),
-                                        row.value(u"cardInsertionDate"_s).toString(),
-                                        row.value(u"driverCardNumber"_s).toString(),
-                                        row.value(u"cardHolderFirstNames"_s).toString(),
-                                        row.value(u"cardHolderSurname"_s).toString()}
-                                .join(QLatin1Char('|'));
+    unique.reserve(report.cardIwData.size());
+    static const QString uniqueKeys[] = {u"vehicleOdometerValueAtInsertion"_s, u"cardInsertionDate"_s,
+                                         u"driverCardNumber"_s, u"cardHolderFirstNames"_s,
+                                         u"cardHolderSurname"_s};
+    for (QVariantMap& row : report.cardIwData) {
+        QString key;
+        key.reserve(96);
+        for (const QString& name : uniqueKeys) {
+            if (&name != uniqueKeys)
+                key += QLatin1Char('|');
+            key += row.value(name).toString();
+        }
         if (!seen.contains(key)) {
-            seen.insert(key);
-            unique.append(row);
+            seen.insert(std::move(key));
+            unique.append(std::move(row));
         }
     }
     report.cardIwData = std::move(unique); // moved, so that renumbering below copies no row

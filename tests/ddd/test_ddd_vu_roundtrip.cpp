@@ -3,6 +3,7 @@
 #include "tools/dddgen/ddd_generator.h"
 
 #include <QTest>
+#include <QTimeZone>
 
 using namespace tachoria::ddd;
 using namespace tachoria::dddgen;
@@ -274,6 +275,41 @@ private Q_SLOTS:
         QCOMPARE(day.value(u"payloadHex"_s).toString(),
                  QString::fromLatin1(bytes.mid(721, 315).toHex().toUpper()));
         QVERIFY(!day.contains(u"records"_s));
+    }
+
+    void cardInsertionsSortedMadeUniqueAndRenumbered()
+    {
+        VehicleUnitDescription description = sampleVehicleUnit(3);
+        const QDateTime first = description.days.at(0).date.startOfDay(QTimeZone::utc());
+        const CardInsertion driver = description.days.at(0).insertions.first();
+        CardInsertion coDriver = driver;
+        coDriver.surname = u"СИДОРОВ"_s;
+        coDriver.cardNumber = u"RUD0000055555550"_s;
+        coDriver.slot = 1;
+        CardInsertion repeated = driver;
+        repeated.slot = 3; // another slot, yet the same key of odometer, time, card and names
+        description.days[0].insertions = {driver, coDriver, repeated};
+        // The second day's block holds an insertion of the first day's evening; the third its own.
+        CardInsertion evening = driver;
+        evening.inserted = first.addSecs(23 * 3600);
+        evening.odometerIn += 1;
+        description.days[1].insertions = {evening};
+        CardInsertion third = driver;
+        third.inserted = first.addDays(2).addSecs(7 * 3600);
+        description.days[2].insertions = {third};
+
+        const DddReport report = Decoder::decode(writeVehicleUnit(description), u"vu.ddd"_s);
+        QCOMPARE(column(report.cardIwData, u"cardHolderSurname"_s),
+                 QStringList({u"СИДОРОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s}));
+        QCOMPARE(column(report.cardIwData, u"cardSlot"_s),
+                 QStringList({u"Сопряжённый водитель"_s, u"Водитель"_s, u"Водитель"_s, u"Водитель"_s}));
+        QCOMPARE(column(report.cardIwData, u"cardInsertionDate"_s),
+                 QStringList({u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s, u"04.03.2024 23:00:00"_s,
+                              u"06.03.2024 7:00:00"_s}));
+        QCOMPARE(column(report.cardIwData, u"dayNo"_s), QStringList({u"1"_s, u"1"_s, u"1"_s, u"2"_s}));
+        QCOMPARE(column(report.cardIwData, u"blockNumber"_s), QStringList({u"1"_s, u"1"_s, u"2"_s, u"3"_s}));
+        QCOMPARE(column(report.cardIwData, u"recordInBlock"_s),
+                 QStringList({u"1"_s, u"0"_s, u"0"_s, u"0"_s}));
     }
 
     void markersInsidePayloads()
