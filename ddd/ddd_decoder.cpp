@@ -362,10 +362,12 @@ QList<DddBlock> Decoder::splitDriverCardBlocks(const QByteArray& bytes)
     return blocks;
 }
 
-DatasetRows Decoder::sectionInventory(const QList<DddBlock>& blocks)
+void Decoder::buildSectionInventory(DddReport& report)
 {
-    DatasetRows rows;
-    for (const DddBlock& block : blocks) {
+    DatasetRows& rows = report.sections;
+    rows.clear();
+    rows.reserve(report.blocks.size());
+    for (const DddBlock& block : std::as_const(report.blocks)) {
         const QString hex = upperHex(block.data);
         QVariantMap row{{QStringLiteral("fileNumber"), block.fileNumber},
                         {QStringLiteral("name"), block.name},
@@ -392,9 +394,8 @@ DatasetRows Decoder::sectionInventory(const QList<DddBlock>& blocks)
             }
             row.insert(QStringLiteral("records"), records);
         }
-        rows.append(row);
+        rows.append(std::move(row));
     }
-    return rows;
 }
 
 QString Decoder::structureText(const DddReport& report)
@@ -635,7 +636,7 @@ DddReport Decoder::decode(const QByteArray& bytes, const QString& path)
             {{QStringLiteral("description"), QStringLiteral("Регистрационный номер")},
              {QStringLiteral("value"), report.registrationNumber}}};
     }
-    report.sections = sectionInventory(report.blocks);
+    buildSectionInventory(report);
     buildTachographChildInventory(report);
     buildAnalysis(report);
     report.structureText = structureText(report);

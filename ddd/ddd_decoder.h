@@ -25,7 +25,8 @@ public:
     static QString tachographBlockName(const QString& tag);
     static QString cardBlockName(const QString& tag);
 
-    static DatasetRows sectionInventory(const QList<DddBlock>& blocks);
+    // Clears sections and gives every block its row, with the true record fields.
+    static void buildSectionInventory(DddReport& report);
     // Fills identity fields the parsers left empty from loose text in the file.
     static void extractMetadata(DddReport& report, const QByteArray& bytes);
     // Every 16-byte window with a printable byte, as trimmed Latin-1, each text once.

@@ -180,12 +180,29 @@ QVariantMap makeRow(std::initializer_list<std::pair<QString, QVariant>> entries)
     return QVariantMap(std::move(map));
 }
 
-QString formatMinutes(int minutes)
+namespace {
+
+QString minutesText(int minutes)
 {
-    minutes = std::max(minutes, 0);
     char text[24];
     std::snprintf(text, sizeof text, "%02d:%02d", minutes / 60, minutes % 60);
     return QString::fromLatin1(text);
+}
+
+} // namespace
+
+QString formatMinutes(int minutes)
+{
+    minutes = std::max(minutes, 0);
+    // The minutes of a day are made once and then shared: every activity change of a file has one.
+    static const QStringList day = [] {
+        QStringList texts;
+        texts.reserve(1440);
+        for (int minute = 0; minute < 1440; ++minute)
+            texts.append(minutesText(minute));
+        return texts;
+    }();
+    return minutes < 1440 ? day.at(minutes) : minutesText(minutes);
 }
 
 QString hexCode(int code)
@@ -322,6 +339,7 @@ namespace {
 constexpr qint64 kFirstSecondOf2000 = 946684800;
 constexpr qint64 kLastSecondOf2100 = 4133980799;
 constexpr qint64 kZoneMargin = 15 * 3600; // no zone is further than this from UTC
+static_assert(0xF0000000u < kLastSecondOf2100);
 
 QDateTime utcSeconds(quint32 value)
 {
@@ -332,6 +350,13 @@ bool inYears(const QDateTime& moment, int first, int last)
 {
     const int year = moment.date().year();
     return moment.isValid() && year >= first && year <= last;
+}
+
+char16_t* putTwoDigits(char16_t* out, int value)
+{
+    *out++ = char16_t(u'0' + value / 10);
+    *out++ = char16_t(u'0' + value % 10);
+    return out;
 }
 
 // The formats the readers write, without parsing a format text on every call.
@@ -345,15 +370,26 @@ QString formatMoment(const QDateTime& moment, const QString& format)
     if (year < 1000 || year > 9999 ||
         (format != dateAndTime && format != dateAndShortHour && format != dateOnly))
         return moment.toString(format);
-    char text[32];
-    const QTime time = moment.time();
-    if (format == dateOnly)
-        std::snprintf(text, sizeof text, "%02d.%02d.%04d", date.day(), date.month(), year);
-    else
-        std::snprintf(text, sizeof text,
-                      format == dateAndTime ? "%02d.%02d.%04d %02d:%02d:%02d" : "%02d.%02d.%04d %d:%02d:%02d",
-                      date.day(), date.month(), year, time.hour(), time.minute(), time.second());
-    return QString::fromLatin1(text);
+    // Digits written straight into the text: thousands of time stamps go through here.
+    char16_t text[20];
+    char16_t* out = putTwoDigits(text, date.day());
+    *out++ = u'.';
+    out = putTwoDigits(out, date.month());
+    *out++ = u'.';
+    out = putTwoDigits(putTwoDigits(out, year / 100), year % 100);
+    if (format != dateOnly) {
+        const QTime time = moment.time();
+        *out++ = u' ';
+        if (format == dateAndTime || time.hour() > 9)
+            out = putTwoDigits(out, time.hour());
+        else
+            *out++ = char16_t(u'0' + time.hour());
+        *out++ = u':';
+        out = putTwoDigits(out, time.minute());
+        *out++ = u':';
+        out = putTwoDigits(out, time.second());
+    }
+    return QString(reinterpret_cast<const QChar*>(text), out - text);
 }
 
 QString formatChecked(quint32 value, bool toLocal, int firstYear, const QString& format)
@@ -425,10 +461,13 @@ QString vuBeTime(const QByteArray& bytes, qsizetype position, const QString& for
 {
     if (!fits(bytes, position, 4))
         return QString::fromLatin1(kFailedVuTime);
+    // formatUnix's rule in UTC, as a range of seconds: not 0, not above 0xF0000000, from 2000 on (the
+    // upper bound lies before 2100).
+    const auto plausible = [](quint32 value) { return value >= kFirstSecondOf2000 && value <= 0xF0000000u; };
     quint32 value = readBe32(bytes, position);
-    if (formatUnix(value).isEmpty())
+    if (!plausible(value))
         value = readLe32(bytes, position);
-    if (formatUnix(value).isEmpty())
+    if (!plausible(value))
         return QString::fromLatin1(kFailedVuTime);
     return formatMoment(utcSeconds(value), format);
 }

@@ -2,9 +2,11 @@
 #include "ddd/ddd_fields.h"
 #include "ddd/vu_sections_internal.h"
 
+#include <QHash>
 #include <QStringList>
 
 #include <cstdio>
+#include <vector>
 
 namespace tachoria::ddd::vu {
 
@@ -233,37 +235,66 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
         return;
     const int count = readBe16(d, position);
     position += 2;
-    for (int index = 0; index < count && fitsBefore(position, 64, limit); ++index, position += 64) {
+    const qsizetype records = std::min<qsizetype>(count, (limit - position) / 64);
+    report.detailedSpeed.reserve(report.detailedSpeed.size() + records);
+    report.charts.reserve(report.charts.size() + records * 60);
+
+    // What one minute's 60 bytes give; a day holds many equal minutes (a parked vehicle's most of all),
+    // and these share one list and one text.
+    struct Minute
+    {
         QVariantList values;
-        values.reserve(60);
-        char texts[60 * 5 + 1];
-        int textLength = 0;
+        QString text;
         int valid = 0;
         int sum = 0;
         int maximum = 0;
-        for (int second = 0; second < 60; ++second) {
-            const int raw = byteAt(d, position + 4 + second);
-            const int speed = raw == 0xFF ? 0 : raw; // 0xFF is no reading
-            if (raw != 0xFF) {
-                ++valid;
-                sum += raw;
-                maximum = std::max(maximum, raw);
+    };
+    QHash<QByteArray, Minute> minutes;
+    // A chart row depends only on the second and the speed within a block: equal rows share one map.
+    std::vector<QVariantMap> chartRows(60 * 256);
+
+    for (qsizetype index = 0; index < records; ++index, position += 64) {
+        const QByteArray speeds = d.mid(position + 4, 60);
+        auto found = minutes.find(speeds);
+        if (found == minutes.end()) {
+            Minute minute;
+            minute.values.reserve(60);
+            char texts[60 * 5 + 1];
+            int textLength = 0;
+            for (int second = 0; second < 60; ++second) {
+                const int raw = byteAt(speeds, second);
+                const int speed = raw == 0xFF ? 0 : raw; // 0xFF is no reading
+                if (raw != 0xFF) {
+                    ++minute.valid;
+                    minute.sum += raw;
+                    minute.maximum = std::max(minute.maximum, raw);
+                }
+                minute.values.append(speed);
+                textLength += std::snprintf(texts + textLength, sizeof texts - textLength,
+                                            second > 0 ? ", %d" : "%d", speed);
             }
-            values.append(speed);
-            textLength += std::snprintf(texts + textLength, sizeof texts - textLength,
-                                        second > 0 ? ", %d" : "%d", speed);
-            report.charts.append(makeRow({{u"activity"_s, speedText(speed)},
-                                          {u"day"_s, block.occurrence},
-                                          {u"time"_s, second},
-                                          {u"value"_s, speed}}));
+            minute.text = QString::fromLatin1(texts, textLength);
+            found = minutes.insert(speeds, std::move(minute));
         }
-        report.detailedSpeed.append(makeRow({{u"averageSpeed"_s, valid > 0 ? double(sum) / valid : 0.0},
-                                             {u"hex"_s, hexText(d, position, 64)},
-                                             {u"maxSpeed"_s, maximum},
-                                             {u"speedBlockBeginDate"_s, vuTime(d, position)},
-                                             {u"speedValues"_s, values},
-                                             {u"speedsPerSecond"_s, QString::fromLatin1(texts, textLength)},
-                                             {u"validSpeedCount"_s, valid}}));
+        const Minute& minute = found.value();
+        for (int second = 0; second < 60; ++second) {
+            const int speed = minute.values.at(second).toInt();
+            QVariantMap& row = chartRows[std::size_t(second) * 256 + std::size_t(speed)];
+            if (row.isEmpty())
+                row = makeRow({{u"activity"_s, speedText(speed)},
+                               {u"day"_s, block.occurrence},
+                               {u"time"_s, second},
+                               {u"value"_s, speed}});
+            report.charts.append(row);
+        }
+        report.detailedSpeed.append(
+            makeRow({{u"averageSpeed"_s, minute.valid > 0 ? double(minute.sum) / minute.valid : 0.0},
+                     {u"hex"_s, hexText(d, position, 64)},
+                     {u"maxSpeed"_s, minute.maximum},
+                     {u"speedBlockBeginDate"_s, vuTime(d, position)},
+                     {u"speedValues"_s, minute.values},
+                     {u"speedsPerSecond"_s, minute.text},
+                     {u"validSpeedCount"_s, minute.valid}}));
     }
 }
 

@@ -8,7 +8,6 @@
 #include <QSet>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <tuple>
 
@@ -105,11 +104,72 @@ QString slotName(int slot)
     }
 }
 
+// Every odometer of the unit: 3 bytes in km, all ones when the unit had no reading.
+quint32 odometerAt(const QByteArray& bytes, qsizetype position)
+{
+    const quint32 value = readBe24(bytes, position);
+    return value == 0xFFFFFF ? 0u : value;
+}
+
+// The keys of a card insertion row, in ascending order, so that a row is built without searching.
+enum CardInsertionField
+{
+    BlockNumber,
+    CardExpiryDate,
+    CardHolderFirstNames,
+    CardHolderSurname,
+    CardInsertionDate,
+    CardIssuingMemberState,
+    CardSlot,
+    CardSlotNumber,
+    CardType,
+    CardWithdrawalTime,
+    DayNo,
+    DriverCardNumber,
+    HexData,
+    ManualInputFlag,
+    PrevCardWithdrawalTime,
+    PrevVehicleRegistrationNation,
+    PrevVehicleRegistrationNumber,
+    RecordInBlock,
+    VehicleOdometerValueAtInsertion,
+    VehicleOdometerValueAtWithdrawal,
+    CardInsertionFieldCount
+};
+
+const QString& cardInsertionKey(int field)
+{
+    static const QString keys[CardInsertionFieldCount] = {u"blockNumber"_s,
+                                                          u"cardExpiryDate"_s,
+                                                          u"cardHolderFirstNames"_s,
+                                                          u"cardHolderSurname"_s,
+                                                          u"cardInsertionDate"_s,
+                                                          u"cardIssuingMemberState"_s,
+                                                          u"cardSlot"_s,
+                                                          u"cardSlotNumber"_s,
+                                                          u"cardType"_s,
+                                                          u"cardWithdrawalTime"_s,
+                                                          u"dayNo"_s,
+                                                          u"driverCardNumber"_s,
+                                                          u"hexData"_s,
+                                                          u"manualInputFlag"_s,
+                                                          u"prevCardWithdrawalTime"_s,
+                                                          u"prevVehicleRegistrationNation"_s,
+                                                          u"prevVehicleRegistrationNumber"_s,
+                                                          u"recordInBlock"_s,
+                                                          u"vehicleOdometerValueAtInsertion"_s,
+                                                          u"vehicleOdometerValueAtWithdrawal"_s};
+    return keys[field];
+}
+
 // A card insertion record, read by its markers since the name fields are not to be trusted.
 QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
 {
-    // Built as a plain map and handed over whole: thousands of these rows make up a year's file.
-    std::map<QString, QVariant> row;
+    // The fields are read in the record's order and placed in the row in the keys' order; a field that
+    // is not read stays invalid and gets no key.
+    QVariant fields[CardInsertionFieldCount];
+    static const QString dateOnly = u"dd.MM.yyyy"_s;
+    static const QString dateAndTime = u"dd.MM.yyyy H:mm:ss"_s;
     qsizetype cursor = 0;
     const auto takeUntil = [&](std::initializer_list<quint8> stops, qsizetype most) {
         const qsizetype start = cursor;
@@ -120,73 +180,78 @@ QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
     };
     for (int skipped = 0; skipped < 10 && cursor < r.size() && byteAt(r, cursor) != 0x05; ++skipped)
         ++cursor;
+    // Without the marker the skipped bytes stay skipped: the cursor only ever moves on.
     if (byteAt(r, cursor) == 0x05 && cursor < r.size()) {
         ++cursor;
-        row.insert_or_assign(u"cardHolderSurname"_s, takeUntil({0x00, 0x05}, 36));
-    } else {
-        cursor = 0;
+        fields[CardHolderSurname] = takeUntil({0x00, 0x05}, 36);
     }
     while (cursor < r.size() && byteAt(r, cursor) == 0x00)
         ++cursor;
     if (cursor < r.size() && byteAt(r, cursor) == 0x05) {
         ++cursor;
-        row.insert_or_assign(u"cardHolderFirstNames"_s, takeUntil({0x00, 0x05, 0x01, 0x02}, 36));
+        fields[CardHolderFirstNames] = takeUntil({0x00, 0x05, 0x01, 0x02}, 36);
     }
     while (cursor < r.size() && byteAt(r, cursor) == 0x00)
         ++cursor;
     if (cursor < r.size())
-        row.insert_or_assign(u"cardType"_s, byteAt(r, cursor++) == 2 ? u"Мастерская"_s : u"Водитель"_s);
+        fields[CardType] = byteAt(r, cursor++) == 2 ? u"Мастерская"_s : u"Водитель"_s;
     if (cursor < r.size())
-        row.insert_or_assign(u"cardIssuingMemberState"_s, countryName(byteAt(r, cursor++)));
+        fields[CardIssuingMemberState] = countryName(byteAt(r, cursor++));
     const auto takeText = [&](qsizetype most) {
         const qsizetype length = std::min(most, r.size() - cursor);
         const QString text = readCalibrationText(r, cursor, length).trimmed();
         cursor += std::max<qsizetype>(length, 0);
         return text;
     };
-    row.insert_or_assign(u"driverCardNumber"_s, takeText(16));
+    fields[DriverCardNumber] = takeText(16);
     if (fits(r, cursor, 4)) {
-        row.insert_or_assign(u"cardExpiryDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy"_s));
+        fields[CardExpiryDate] = vuBeTime(r, cursor, dateOnly);
         cursor += 4;
     }
     if (fits(r, cursor, 4)) {
-        row.insert_or_assign(u"cardInsertionDate"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        fields[CardInsertionDate] = vuBeTime(r, cursor, dateAndTime);
         cursor += 4;
     }
     if (fits(r, cursor, 3)) {
-        row.insert_or_assign(u"vehicleOdometerValueAtInsertion"_s, readBe24(r, cursor));
+        fields[VehicleOdometerValueAtInsertion] = odometerAt(r, cursor);
         cursor += 3;
     }
     if (fits(r, cursor, 1)) {
         const int slot = byteAt(r, cursor++);
-        row.insert_or_assign(u"cardSlot"_s, slotName(slot));
-        row.insert_or_assign(u"cardSlotNumber"_s, slot);
+        fields[CardSlot] = slotName(slot);
+        fields[CardSlotNumber] = slot;
     }
     if (fits(r, cursor, 4)) {
-        row.insert_or_assign(u"cardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        fields[CardWithdrawalTime] = vuBeTime(r, cursor, dateAndTime);
         cursor += 4;
     }
     if (fits(r, cursor, 3)) {
-        row.insert_or_assign(u"vehicleOdometerValueAtWithdrawal"_s, readBe24(r, cursor));
+        fields[VehicleOdometerValueAtWithdrawal] = odometerAt(r, cursor);
         cursor += 3;
     }
     if (cursor < r.size()) {
         if (byteAt(r, cursor) != 0x05)
-            row.insert_or_assign(u"prevVehicleRegistrationNation"_s, countryName(byteAt(r, cursor++)));
+            fields[PrevVehicleRegistrationNation] = countryName(byteAt(r, cursor++));
         else
-            row.insert_or_assign(u"prevVehicleRegistrationNation"_s, QString());
+            fields[PrevVehicleRegistrationNation] = QString();
     }
-    row.insert_or_assign(u"prevVehicleRegistrationNumber"_s, takeText(14));
+    fields[PrevVehicleRegistrationNumber] = takeText(14);
     if (fits(r, cursor, 4)) {
-        row.insert_or_assign(u"prevCardWithdrawalTime"_s, vuBeTime(r, cursor, u"dd.MM.yyyy H:mm:ss"_s));
+        fields[PrevCardWithdrawalTime] = vuBeTime(r, cursor, dateAndTime);
         cursor += 4;
     }
     if (cursor < r.size())
-        row.insert_or_assign(u"manualInputFlag"_s, byteAt(r, cursor) == 1 ? u"Да"_s : u"Нет"_s);
-    row.insert_or_assign(u"dayNo"_s, dayNo);
-    row.insert_or_assign(u"blockNumber"_s, dayNo);
-    row.insert_or_assign(u"recordInBlock"_s, index);
-    row.insert_or_assign(u"hexData"_s, upperHex(r));
+        fields[ManualInputFlag] = byteAt(r, cursor) == 1 ? u"Да"_s : u"Нет"_s;
+    fields[DayNo] = dayNo;
+    fields[BlockNumber] = dayNo;
+    fields[RecordInBlock] = index;
+    fields[HexData] = upperHex(r);
+
+    std::map<QString, QVariant> row;
+    for (int field = 0; field < CardInsertionFieldCount; ++field) {
+        if (fields[field].isValid())
+            row.emplace_hint(row.end(), cardInsertionKey(field), std::move(fields[field]));
+    }
     return QVariantMap(std::move(row));
 }
 
@@ -215,10 +280,9 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
         // vuTime gives a year of 2000 to 2100 or its failure text, so a valid reading is the test.
         const QString time = vuTime(d, position);
         if (vuDateTime(d, position).isValid()) {
-            const quint32 odometer = readBe24(d, position + 4);
             report.dayInformation.append({{u"dayNo"_s, dayNo},
                                           {u"timeReal"_s, time},
-                                          {u"odometerValueMidnight"_s, odometer == 0xFFFFFF ? 0u : odometer},
+                                          {u"odometerValueMidnight"_s, odometerAt(d, position + 4)},
                                           {u"hexData"_s, hexText(d, position, 7)}});
         }
         position += 7;
@@ -297,7 +361,6 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
             entryTime.startsWith(u"01.01.0001"_s) || entryTime.startsWith(u"01.01.1970"_s) || cardType < 1 ||
             cardType > 5)
             continue;
-        const quint32 odometer = readBe24(d, position + 25);
         report.placeDailyWorkPeriod.append(
             {{u"dayNo"_s, dayNo},
              {u"cardType"_s, cardTypeName(cardType)},
@@ -307,7 +370,7 @@ void parseActivityDay(DddReport& report, const DddBlock& block)
              {u"entryTypeDailyWorkPeriod"_s, entryTypeName(byteAt(d, position + 22))},
              {u"dailyWorkPeriodCountry"_s, countryName(byteAt(d, position + 23))},
              {u"dailyWorkPeriodRegion"_s, regionName(byteAt(d, position + 24))},
-             {u"vehicleOdometerValue"_s, odometer == 0xFFFFFF ? 0u : odometer},
+             {u"vehicleOdometerValue"_s, odometerAt(d, position + 25)},
              {u"hexData"_s, hexText(d, position, 28)}});
     }
 }
@@ -523,8 +586,8 @@ QDateTime dayTime(const QVariantMap& row, const QString& key)
 }
 
 // A stable sort by keys computed once per row.
-template <typename Key>
-void sortRowsBy(DatasetRows& rows, const std::function<Key(const QVariantMap&)>& keyOf)
+template <typename Key, typename KeyOf>
+void sortRowsBy(DatasetRows& rows, const KeyOf& keyOf)
 {
     QList<std::pair<Key, qsizetype>> keys;
     keys.reserve(rows.size());
@@ -558,17 +621,23 @@ void closeTachographReport(DddReport& report)
                             coDriver(row) ? 0 : 1};
     });
     QSet<QString> seen;
+    seen.reserve(report.cardIwData.size());
     DatasetRows unique;
-    for (const QVariantMap& row : std::as_const(report.cardIwData)) {
-        const QString key = QStringList{row.value(u"vehicleOdometerValueAtInsertion"_s).toString(),
-                                        row.value(u"cardInsertionDate"_s).toString(),
-                                        row.value(u"driverCardNumber"_s).toString(),
-                                        row.value(u"cardHolderFirstNames"_s).toString(),
-                                        row.value(u"cardHolderSurname"_s).toString()}
-                                .join(QLatin1Char('|'));
+    unique.reserve(report.cardIwData.size());
+    static const QString uniqueKeys[] = {u"vehicleOdometerValueAtInsertion"_s, u"cardInsertionDate"_s,
+                                         u"driverCardNumber"_s, u"cardHolderFirstNames"_s,
+                                         u"cardHolderSurname"_s};
+    for (QVariantMap& row : report.cardIwData) {
+        QString key;
+        key.reserve(96);
+        for (const QString& name : uniqueKeys) {
+            if (&name != uniqueKeys)
+                key += QLatin1Char('|');
+            key += row.value(name).toString();
+        }
         if (!seen.contains(key)) {
-            seen.insert(key);
-            unique.append(row);
+            seen.insert(std::move(key));
+            unique.append(std::move(row));
         }
     }
     report.cardIwData = std::move(unique); // moved, so that renumbering below copies no row

@@ -13,7 +13,7 @@ namespace {
 
 // A year of a busy delivery van: 40 activity changes and 20 card insertions a day, and the unit's day of
 // detailed speed; a little over 1 MB.
-QByteArray largeVehicleUnit()
+QByteArray largeVehicleUnit(bool variedSpeeds = false)
 {
     VehicleUnitDescription description = sampleVehicleUnit(365, QDate(2023, 6, 5));
     for (Day& day : description.days) {
@@ -37,6 +37,12 @@ QByteArray largeVehicleUnit()
     description.speed.clear();
     for (int minute = 0; minute < 1440; ++minute) {
         block.begin = QDateTime(QDate(2024, 8, 1), QTime(0, 0), QTimeZone::utc()).addSecs(minute * 60);
+        // A different minute every time, with a missing reading now and then, so that no two minutes
+        // of the day are alike.
+        for (int second = 0; variedSpeeds && second < 60; ++second) {
+            const int speed = (minute * 7 + second * 13) % 300;
+            block.speeds[second] = speed > 255 ? 0xFF : speed;
+        }
         description.speed.append(block);
     }
     return writeVehicleUnit(description);
@@ -67,10 +73,18 @@ void vehicleUnitOver1MB(benchmark::State& state)
     decode(state, bytes);
 }
 
+// The same year with a day of speeds in which no two minutes are equal.
+void vehicleUnitOver1MBVariedSpeeds(benchmark::State& state)
+{
+    static const QByteArray bytes = largeVehicleUnit(true);
+    decode(state, bytes);
+}
+
 } // namespace
 
 BENCHMARK(cardOf28Days)->Unit(benchmark::kMillisecond);
 BENCHMARK(vehicleUnitOver1MB)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(vehicleUnitOver1MBVariedSpeeds)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 int main(int argc, char** argv)
 {

@@ -99,6 +99,36 @@ private Q_SLOTS:
         QCOMPARE(report.activityChanges.size(), report.activityDaily.size());
     }
 
+    void cardRecordWithoutSurnameMarker()
+    {
+        // Ten junk bytes and no 0x05 among the first eleven: they stay skipped, and the first names,
+        // the card type and the nation are read behind them.
+        const QByteArray record = QByteArray(10, '\x11') + char(0x00) + char(0x05) + QByteArray(35, 'B') +
+                                  char(0x02) + char(0x2B) + QByteArray(16, '7') + QByteArray(129 - 65, '\0');
+        QCOMPARE(record.size(), 129);
+        const DddReport report = activityBlock(hex("0001") + record);
+        QCOMPARE(report.cardIwData.size(), 1);
+        const QVariantMap row = report.cardIwData.first();
+        QVERIFY(!row.contains(u"cardHolderSurname"_s));
+        QCOMPARE(row.value(u"cardHolderFirstNames"_s).toString(), QString(35, u'B'));
+        QCOMPARE(row.value(u"cardType"_s).toString(), u"Мастерская"_s);
+        QCOMPARE(row.value(u"cardIssuingMemberState"_s).toString(), u"Российская Федерация"_s);
+        QCOMPARE(row.value(u"driverCardNumber"_s).toString(), u"7777777777777777"_s);
+    }
+
+    void cardInsertionWithoutOdometer()
+    {
+        VehicleUnitDescription description = sampleVehicleUnit(1);
+        description.days.first().insertions.first().odometerIn = 0xFFFFFF;
+        description.days.first().insertions.first().odometerOut = 0xFFFFFF;
+        const DddReport report = Decoder::decode(writeVehicleUnit(description), u"vu.ddd"_s);
+        QCOMPARE(report.cardIwData.size(), 1);
+        const QVariantMap row = report.cardIwData.first();
+        QCOMPARE(row.value(u"vehicleOdometerValueAtInsertion"_s).toInt(), 0);
+        QCOMPARE(row.value(u"vehicleOdometerValueAtWithdrawal"_s).toInt(), 0);
+        QCOMPARE(row.value(u"cardSlot"_s).toString(), u"Водитель"_s); // the fields behind are still in place
+    }
+
     void missingOdometerCountsAsZero()
     {
         const DddReport report = activityBlock(hex("0000"), hex("65E50F00"), hex("FFFFFF"));

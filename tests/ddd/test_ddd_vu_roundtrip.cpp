@@ -3,6 +3,7 @@
 #include "tools/dddgen/ddd_generator.h"
 
 #include <QTest>
+#include <QTimeZone>
 
 using namespace tachoria::ddd;
 using namespace tachoria::dddgen;
@@ -95,6 +96,10 @@ private Q_SLOTS:
         for (auto it = expected.cbegin(); it != expected.cend(); ++it)
             QCOMPARE(calibration.value(it.key()).toString(), it.value().toString());
         QCOMPARE(report.totalCalibrations, 1);
+        // The next calibration date lives in the calibration rows; no step of the unit's reading copies it
+        // into the report's own field.
+        QCOMPARE(report.nextCalibrationDate, QString());
+        QCOMPARE(report.summary().value(u"nextCalibrationDate"_s).toString(), QString());
         QCOMPARE(report.dataStartDate, u"01.02.2024 10:00:00"_s);
         QCOMPARE(report.dataEndDate, u"10.03.2024 0:00:00"_s);
     }
@@ -199,6 +204,112 @@ private Q_SLOTS:
         QCOMPARE(report.tachoChildSections.first().value(u"offset"_s).toInt(), 2);
         QCOMPARE(report.totalDays, days);
         QCOMPARE(report.summary().value(u"dayInformationCount"_s).toInt(), days);
+    }
+
+    void childSections()
+    {
+        // One day of the sample, laid out by hand from the unit's structures.
+        const QByteArray bytes = writeVehicleUnit(sampleVehicleUnit(1));
+        QCOMPARE(bytes.size(), 2231);
+        DddReport report = Decoder::decode(bytes, u"vu.ddd"_s);
+        QStringList found;
+        for (const QVariantMap& row : std::as_const(report.tachoChildSections)) {
+            found.append(u"%1 %2 @%3+%4 %5x%6"_s
+                             .arg(row.value(u"sourceBlock"_s).toString(), row.value(u"name"_s).toString())
+                             .arg(row.value(u"offset"_s).toInt())
+                             .arg(row.value(u"length"_s).toInt())
+                             .arg(row.value(u"recordCount"_s).toInt())
+                             .arg(row.value(u"recordLength"_s).toInt()));
+        }
+        const QStringList expected = {
+            u"7601 MemberStateCertificate @2+194 1x194"_s,
+            u"7601 VUCertificate @196+194 1x194"_s,
+            u"7601 VehicleIdentification @390+32 1x32"_s,
+            u"7601 CurrentDateTime @422+4 1x4"_s,
+            u"7601 VUDownloadablePeriod @426+8 1x8"_s,
+            u"7601 CardSlotsStatus @434+1 1x1"_s,
+            u"7601 VUDownloadActivityData @435+58 1x58"_s,
+            u"7601 VUCompanyLocksData @493+99 1x98"_s,
+            u"7601 VUControlActivityData @592+1 0x31"_s,
+            u"7601 Signature @593+128 1x128"_s,
+            u"7602 DayInformation @723+7 1x7"_s,
+            u"7602 VUCardIWData @730+131 1x129"_s,
+            u"7602 VUActivityDailyData @861+16 7x2"_s,
+            u"7602 VUPlaceDailyWorkPeriodData @878+28 1x28"_s,
+            // One count byte: the second byte of the unit's two-byte count stays in front of the
+            // signature, so no signature row follows.
+            u"7602 VUSpecificConditionData @906+1 0x5"_s,
+            u"7603 VUFaultData @1038+83 1x82"_s,
+            u"7603 VUEventData @1121+84 1x83"_s,
+            u"7603 VUOverSpedingControlData @1205+9 1x9"_s,
+            u"7603 VUOverSpedingEventData @1214+32 1x31"_s,
+            u"7603 VUTimeAdjustmentData @1246+99 1x98"_s,
+            u"7603 Signature @1345+128 1x128"_s,
+            u"7604 VUDetailedSpeedData @1475+194 3x64"_s,
+            u"7604 Signature @1669+128 1x128"_s,
+            u"7605 VUIdentification @1799+116 1x116"_s,
+            u"7605 SensorPaired @1915+20 1x20"_s,
+            u"7605 VUCalibrationData @1935+168 1x167"_s,
+            u"7605 Signature @2103+128 1x128"_s,
+        };
+        QCOMPARE(found, expected);
+        const QVariantMap first = report.tachoChildSections.first();
+        QCOMPARE(first.value(u"fileNumber"_s).toString(), u"7601"_s);
+        QCOMPARE(first.value(u"occurrence"_s).toInt(), 1);
+        QCOMPARE(first.value(u"fileType"_s).toInt(), 0);
+        QCOMPARE(first.value(u"blockStartPosition"_s).toInt(), 0);
+        QCOMPARE(first.value(u"payloadHex"_s).toString(), QString(388, u'1'));
+        QCOMPARE(first.value(u"data"_s).toMap().value(u"hex"_s).toString(), QString(388, u'1'));
+
+        // The inventory is built afresh: stale rows go, every block has its row with its true values.
+        report.sections = {{{u"fileNumber"_s, u"stale"_s}}};
+        Decoder::buildSectionInventory(report);
+        QCOMPARE(report.sections.size(), report.blocks.size());
+        const QVariantMap day = report.sections.at(1);
+        QCOMPARE(day.value(u"fileNumber"_s).toString(), u"7602"_s);
+        QCOMPARE(day.value(u"name"_s).toString(), u"Данные активности"_s);
+        QCOMPARE(day.value(u"offset"_s).toInt(), 721);
+        QCOMPARE(day.value(u"length"_s).toInt(), 315);
+        QCOMPARE(day.value(u"recordCount"_s).toInt(), -1);
+        QCOMPARE(day.value(u"data"_s).toMap().value(u"length"_s).toInt(), 315);
+        QCOMPARE(day.value(u"payloadHex"_s).toString(),
+                 QString::fromLatin1(bytes.mid(721, 315).toHex().toUpper()));
+        QVERIFY(!day.contains(u"records"_s));
+    }
+
+    void cardInsertionsSortedMadeUniqueAndRenumbered()
+    {
+        VehicleUnitDescription description = sampleVehicleUnit(3);
+        const QDateTime first = description.days.at(0).date.startOfDay(QTimeZone::utc());
+        const CardInsertion driver = description.days.at(0).insertions.first();
+        CardInsertion coDriver = driver;
+        coDriver.surname = u"СИДОРОВ"_s;
+        coDriver.cardNumber = u"RUD0000055555550"_s;
+        coDriver.slot = 1;
+        CardInsertion repeated = driver;
+        repeated.slot = 3; // another slot, yet the same key of odometer, time, card and names
+        description.days[0].insertions = {driver, coDriver, repeated};
+        // The second day's block holds an insertion of the first day's evening; the third its own.
+        CardInsertion evening = driver;
+        evening.inserted = first.addSecs(23 * 3600);
+        evening.odometerIn += 1;
+        description.days[1].insertions = {evening};
+        CardInsertion third = driver;
+        third.inserted = first.addDays(2).addSecs(7 * 3600);
+        description.days[2].insertions = {third};
+
+        const DddReport report = Decoder::decode(writeVehicleUnit(description), u"vu.ddd"_s);
+        QCOMPARE(column(report.cardIwData, u"cardHolderSurname"_s),
+                 QStringList({u"СИДОРОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s}));
+        QCOMPARE(column(report.cardIwData, u"cardSlot"_s),
+                 QStringList({u"Сопряжённый водитель"_s, u"Водитель"_s, u"Водитель"_s, u"Водитель"_s}));
+        QCOMPARE(column(report.cardIwData, u"cardInsertionDate"_s),
+                 QStringList({u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s, u"04.03.2024 23:00:00"_s,
+                              u"06.03.2024 7:00:00"_s}));
+        QCOMPARE(column(report.cardIwData, u"dayNo"_s), QStringList({u"1"_s, u"1"_s, u"1"_s, u"2"_s}));
+        QCOMPARE(column(report.cardIwData, u"blockNumber"_s), QStringList({u"1"_s, u"1"_s, u"2"_s, u"3"_s}));
+        QCOMPARE(column(report.cardIwData, u"recordInBlock"_s),
+                 QStringList({u"1"_s, u"0"_s, u"0"_s, u"0"_s}));
     }
 
     void markersInsidePayloads()
