@@ -67,15 +67,27 @@ QString berTypeName(const BerNode& node)
     }
 }
 
+// A two-digit year is of the 1900s from 50 to 99 and of the 2000s from 00 to 49, as certificates count
+// them. The century is written in front before parsing, so that 29 February 2000 is a valid day.
+QString withCentury(const QString& text)
+{
+    const auto digit = [&text](qsizetype index) {
+        return index < text.size() && text.at(index) >= u'0' && text.at(index) <= u'9';
+    };
+    if (!digit(0) || !digit(1))
+        return QString(); // no two-digit year: the form does not apply
+    return (text.at(0) < u'5' ? u"20"_s : u"19"_s) + text;
+}
+
 QString berTimeText(const QByteArray& value)
 {
     const QString text = QString::fromLatin1(value);
-    const QList<std::pair<QString, qsizetype>> formats = {{u"yyMMddhhmmss'Z'"_s, -1},
-                                                          {u"yyMMddhhmmss"_s, 12},
-                                                          {u"yyyyMMddhhmmss'Z'"_s, -1},
-                                                          {u"yyyyMMddhhmmss"_s, 14}};
-    for (const auto& [format, prefix] : formats) {
-        const QDateTime moment = QDateTime::fromString(prefix < 0 ? text : text.left(prefix), format);
+    const QList<std::pair<QString, QString>> attempts = {{withCentury(text), u"yyyyMMddhhmmss'Z'"_s},
+                                                         {withCentury(text.left(12)), u"yyyyMMddhhmmss"_s},
+                                                         {text, u"yyyyMMddhhmmss'Z'"_s},
+                                                         {text.left(14), u"yyyyMMddhhmmss"_s}};
+    for (const auto& [candidate, format] : attempts) {
+        const QDateTime moment = QDateTime::fromString(candidate, format);
         if (moment.isValid())
             return moment.toString(u"dd.MM.yyyy HH:mm:ss"_s);
     }
