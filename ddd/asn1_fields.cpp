@@ -399,8 +399,9 @@ void Decoder::parseAsn1Data(DddReport& report, const QByteArray& bytes)
         return;
     QList<qsizetype> starts;
     starts.append(bytes.size() >= 2 && byteAt(bytes, 0) == 0x76 && byteAt(bytes, 1) == 0x81 ? 2 : 0);
+    // A 0x30 at offset 2 of a 7681 file is listed a second time and takes one of the 64 places.
     for (qsizetype i = 1; i < bytes.size() && starts.size() < kMaxStarts; ++i) {
-        if (byteAt(bytes, i) == 0x30 && i != starts.first())
+        if (byteAt(bytes, i) == 0x30)
             starts.append(i);
     }
     std::sort(starts.begin(), starts.end());

@@ -150,6 +150,33 @@ private Q_SLOTS:
         QTEST(report.asn1Fields.at(1).value(u"value"_s).toString(), "expected");
     }
 
+    void asn1StartsAreBounded_data()
+    {
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<int>("fillers");
+        QTest::addColumn<bool>("lastSeen");
+        // Each filler is a 0x30 that starts nothing; the last structure needs a place of its own.
+        QTest::newRow("64 starts") << hex("00") << 61 << true;
+        QTest::newRow("65 starts") << hex("00") << 62 << false;
+        // In a 7681 file the offset 2 is the first start and, holding 0x30, is listed once more.
+        QTest::newRow("7681, 64 starts with the repeated one") << hex("7681") << 61 << true;
+        QTest::newRow("7681, 65 starts with the repeated one") << hex("7681") << 62 << false;
+    }
+
+    void asn1StartsAreBounded()
+    {
+        QFETCH(QByteArray, head);
+        QFETCH(int, fillers);
+        QByteArray bytes = head + hex("3003020107");
+        for (int i = 0; i < fillers; ++i)
+            bytes += hex("30FF");
+        bytes += hex("3003020109");
+        const DddReport report = Decoder::decode(bytes, u"any.bin"_s);
+        const QStringList values = column(report.asn1Fields, u"value"_s);
+        QVERIFY(values.contains(u"7"_s));
+        QTEST(values.contains(u"9"_s), "lastSeen");
+    }
+
     void asn1Identity()
     {
         // [1] version 3, [5] a surname with digits, [2] a VIN, [2] a second VIN, [6] a first name.
