@@ -119,7 +119,7 @@ QString berText(const BerNode& node)
     }
 }
 
-QString berInteger(const BerNode& node, bool isSigned)
+QString berIntegerText(const BerNode& node, bool isSigned)
 {
     if (node.tagClass != 0 || node.tag != 2 || node.value.isEmpty() || node.value.size() > 8)
         return QString();
@@ -127,6 +127,16 @@ QString berInteger(const BerNode& node, bool isSigned)
     for (const char c : node.value)
         value = (value << 8) | static_cast<quint8>(c);
     return isSigned ? QString::number(qint64(value)) : QString::number(value);
+}
+
+QString berInteger(const BerNode& node)
+{
+    return berIntegerText(node, false);
+}
+
+QString berSignedInteger(const BerNode& node)
+{
+    return berIntegerText(node, true);
 }
 
 QString berOid(const BerNode& node)
@@ -161,7 +171,7 @@ QString asn1ScalarText(const BerNode& node)
 {
     QString text = berText(node);
     if (text.isEmpty())
-        text = berInteger(node, false);
+        text = berInteger(node);
     if (!text.isEmpty())
         return text;
     if (node.constructed) {
@@ -213,13 +223,56 @@ QString classText(const BerNode& node)
     return node.tagClass == 0 ? u"UNIVERSAL"_s : u"CONTEXT[%1]"_s.arg(node.tagClass);
 }
 
+// The plausibility test of an identity field, on its trimmed text.
+bool validSemanticAsn1Value(int tag, const QString& value)
+{
+    static const QRegularExpression vin(u"^[A-HJ-NPR-Z0-9]{17}$"_s,
+                                        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression letter(u"[A-ZА-Я]"_s, QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression digit(u"[0-9]"_s);
+    static const QRegularExpression registration(u"^[A-ZА-Я0-9 -]+$"_s,
+                                                 QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression date(u"^\\d{2}\\.\\d{2}\\.\\d{4}(?:\\s|$)"_s);
+    static const QRegularExpression name(u"^[A-ZА-ЯЁ][A-ZА-ЯЁ -]*$"_s,
+                                         QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression cardNumber(u"^[A-Z0-9-]+$"_s, QRegularExpression::CaseInsensitiveOption);
+    bool valid = false;
+    switch (tag) {
+    case 1: {
+        bool ok = false;
+        const int version = value.toInt(&ok);
+        valid = ok && version >= 1 && version <= 255;
+        break;
+    }
+    case 2:
+        valid = vin.match(value).hasMatch();
+        break;
+    case 3:
+        valid = value.size() >= 3 && value.size() <= 20 && letter.match(value).hasMatch() &&
+                digit.match(value).hasMatch() && registration.match(value).hasMatch();
+        break;
+    case 5:
+    case 6:
+        valid = value.size() >= 2 && value.size() <= 80 && name.match(value).hasMatch();
+        break;
+    case 7:
+        valid = value.size() >= 10 && value.size() <= 20 && digit.match(value).hasMatch() &&
+                cardNumber.match(value).hasMatch();
+        break;
+    default: // the dates
+        valid = date.match(value).hasMatch();
+        break;
+    }
+    return valid;
+}
+
 struct Asn1Walk
 {
     DddReport& report;
 
     bool full() const { return report.asn1Fields.size() >= kMaxRows; }
 
-    void appendFields(const BerNode& node, const QString& path)
+    void appendBerFields(const BerNode& node, const QString& path)
     {
         if (full())
             return;
@@ -231,8 +284,8 @@ struct Asn1Walk
                         {u"offset"_s, node.offset},
                         {u"length"_s, int(node.value.size())},
                         {u"value"_s, asn1ScalarText(node)},
-                        {u"integer"_s, berInteger(node, false)},
-                        {u"signedInteger"_s, berInteger(node, true)},
+                        {u"integer"_s, berInteger(node)},
+                        {u"signedInteger"_s, berSignedInteger(node)},
                         {u"boolean"_s, (node.tagClass == 0 && node.tag == 1) ? berText(node) : QString()},
                         {u"oid"_s, berOid(node)},
                         {u"rawTagClass"_s, node.tagClass},
@@ -240,30 +293,19 @@ struct Asn1Walk
                         {u"hex"_s, upperHex(node.value)}};
         report.asn1Fields.append(row);
         for (qsizetype i = 0; i < node.children.size() && !full(); ++i)
-            appendFields(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
+            appendBerFields(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
     }
 
-    void extractIdentity(const BerNode& node, const QString& path)
+    void extractAsn1Identity(const BerNode& node, const QString& path)
     {
         if (node.tagClass == 2 && node.tag >= 1 && node.tag <= 10)
             takeIdentityField(node, path);
         for (qsizetype i = 0; i < node.children.size(); ++i)
-            extractIdentity(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
+            extractAsn1Identity(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
     }
 
     void takeIdentityField(const BerNode& node, const QString& path)
     {
-        static const QRegularExpression vin(u"^[A-HJ-NPR-Z0-9]{17}$"_s,
-                                            QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression letter(u"[A-ZА-Я]"_s, QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression digit(u"[0-9]"_s);
-        static const QRegularExpression registration(u"^[A-ZА-Я0-9 -]+$"_s,
-                                                     QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression date(u"^\\d{2}\\.\\d{2}\\.\\d{4}(?:\\s|$)"_s);
-        static const QRegularExpression name(u"^[A-ZА-ЯЁ][A-ZА-ЯЁ -]*$"_s,
-                                             QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression cardNumber(u"^[A-Z0-9-]+$"_s,
-                                                   QRegularExpression::CaseInsensitiveOption);
         static const QStringList names = {u"version"_s,
                                           u"vin"_s,
                                           u"registrationNumber"_s,
@@ -277,34 +319,7 @@ struct Asn1Walk
         const int tag = int(node.tag);
         const bool isDate = tag == 4 || tag >= 8;
         const QString value = (isDate ? asn1DateText(node) : asn1ScalarText(node)).trimmed();
-        bool valid = false;
-        switch (tag) {
-        case 1: {
-            bool ok = false;
-            const int version = value.toInt(&ok);
-            valid = ok && version >= 1 && version <= 255;
-            break;
-        }
-        case 2:
-            valid = vin.match(value).hasMatch();
-            break;
-        case 3:
-            valid = value.size() >= 3 && value.size() <= 20 && letter.match(value).hasMatch() &&
-                    digit.match(value).hasMatch() && registration.match(value).hasMatch();
-            break;
-        case 5:
-        case 6:
-            valid = value.size() >= 2 && value.size() <= 80 && name.match(value).hasMatch();
-            break;
-        case 7:
-            valid = value.size() >= 10 && value.size() <= 20 && digit.match(value).hasMatch() &&
-                    cardNumber.match(value).hasMatch();
-            break;
-        default: // the dates
-            valid = date.match(value).hasMatch();
-            break;
-        }
-        if (!valid)
+        if (!validSemanticAsn1Value(tag, value))
             return;
         DddAsn1Identity& identity = report.asn1Identity;
         const auto store = [&value](QString& identityField, QString& reportField) {
@@ -391,6 +406,16 @@ QString semanticCandidateFor(const QVariantMap& row)
     return QString();
 }
 
+void annotateAsn1Fields(DddReport& report)
+{
+    for (QVariantMap& row : report.asn1Fields) {
+        const QString candidate = semanticCandidateFor(row);
+        if (!candidate.isEmpty())
+            row.insert(u"semanticField"_s, candidate);
+        row.insert(u"normalizedValue"_s, row.value(u"value"_s));
+    }
+}
+
 } // namespace
 
 void Decoder::parseAsn1Data(DddReport& report, const QByteArray& bytes)
@@ -426,15 +451,10 @@ void Decoder::parseAsn1Data(DddReport& report, const QByteArray& bytes)
     Asn1Walk walk{report};
     for (qsizetype index = 0; index < roots.size() && report.asn1Fields.size() <= kMaxRows; ++index) {
         const QString path = QString::number(index);
-        walk.appendFields(roots.at(index).node, path);
-        walk.extractIdentity(roots.at(index).node, path);
+        walk.appendBerFields(roots.at(index).node, path);
+        walk.extractAsn1Identity(roots.at(index).node, path);
     }
-    for (QVariantMap& row : report.asn1Fields) {
-        const QString candidate = semanticCandidateFor(row);
-        if (!candidate.isEmpty())
-            row.insert(u"semanticField"_s, candidate);
-        row.insert(u"normalizedValue"_s, row.value(u"value"_s));
-    }
+    annotateAsn1Fields(report);
     QSet<QString> seen(report.printableStrings.cbegin(), report.printableStrings.cend());
     for (const QVariantMap& row : std::as_const(report.asn1Fields)) {
         const QString value = row.value(u"value"_s).toString();
