@@ -364,13 +364,13 @@ QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
                 workRun += minutes;
                 restRun = 0;
                 if (workRun > kLongWorkSession && !b.inserted)
-                    tooLongWorkSessions.append(formatMinutes(b.minutes));
+                    tooLongWorkSessions.append(formatMinutes(workRun));
                 driving = activityKind(a.row) == Kind::Driving ? driving + minutes : 0;
             } else {
                 restRun += minutes;
                 workRun = 0;
                 if (restRun <= kTooShortBreak && b.inserted)
-                    tooShortBreaks.append(formatMinutes(b.minutes));
+                    tooShortBreaks.append(formatMinutes(restRun));
                 driving = 0;
                 if (b.inserted && minutes >= 15 && minutes <= kShortBreakMax)
                     shortBreaks.append(minutes);

@@ -103,10 +103,11 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"drivingCycles/maxContinuousDriving"_s).toString(), u"05:00"_s);
         QCOMPARE(at(analysis, u"drivingCycles/limit4_5HourExceeded"_s).toBool(), true);
 
-        QCOMPARE(at(analysis, u"workingHours/tooShortBreaks"_s).toStringList(), QStringList{u"10:20"_s});
+        // The lengths of the runs: the pause of day 1, and each run of work above 4:00 that ends in rest.
+        QCOMPARE(at(analysis, u"workingHours/tooShortBreaks"_s).toStringList(), QStringList{u"00:10"_s});
         QCOMPARE(at(analysis, u"workingHours/tooLongWorkSessions"_s).toStringList(),
-                 QStringList({u"10:10"_s, u"15:00"_s, u"13:00"_s, u"13:00"_s, u"13:00"_s, u"23:00"_s,
-                              u"13:00"_s, u"13:00"_s, u"13:00"_s}));
+                 QStringList({u"05:10"_s, u"04:40"_s, u"05:00"_s, u"05:00"_s, u"05:00"_s, u"09:40"_s,
+                              u"05:00"_s, u"05:00"_s, u"05:00"_s}));
         QCOMPARE(at(analysis, u"workingHours/totalOvertimeMinutes"_s).toInt(), 390);
         QCOMPARE(at(analysis, u"workingHours/nightWorkSessions"_s).toInt(), 1);
         // The one short rest breaks the 11-hour test but not the average.
@@ -185,6 +186,20 @@ private Q_SLOTS:
             << pause(15) << u"restBreaks/shortBreakCount"_s << QVariant(1);
         QTest::newRow("15 minutes is not too short")
             << pause(15) << u"workingHours/tooShortBreakCount"_s << QVariant(0);
+        QTest::newRow("a too-short break shows its length")
+            << pause(14) << u"workingHours/tooShortBreaks/0"_s << QVariant(u"00:14"_s);
+        QTest::newRow("rest without the card adds up over changes")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Work"_s), change(u"0001"_s, u"09:00"_s, u"Rest"_s, false),
+                    change(u"0001"_s, u"09:05"_s, u"Rest"_s, false), change(u"0001"_s, u"09:12"_s, u"Work"_s),
+                    change(u"0001"_s, u"10:00"_s, u"Rest"_s, false)}
+            << u"workingHours/tooShortBreaks/0"_s << QVariant(u"00:12"_s);
+        QTest::newRow("a long work session shows its length")
+            << Rows{change(u"0001"_s, u"06:00"_s, u"Work"_s), change(u"0001"_s, u"08:00"_s, u"Drive"_s),
+                    change(u"0001"_s, u"10:01"_s, u"Rest"_s, false)}
+            << u"workingHours/tooLongWorkSessions/0"_s << QVariant(u"04:01"_s);
+        QTest::newRow("4:00 of work is no long session")
+            << Rows{change(u"0001"_s, u"06:00"_s, u"Work"_s), change(u"0001"_s, u"10:00"_s, u"Rest"_s, false)}
+            << u"workingHours/tooLongWorkSessions/0"_s << QVariant(QString());
         QTest::newRow("31 minutes is a long break")
             << pause(31) << u"restBreaks/longBreaks/0"_s << QVariant(u"00:31"_s);
         QTest::newRow("four short pauses and 5:00 of driving")
