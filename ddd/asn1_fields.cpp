@@ -363,8 +363,7 @@ struct Asn1Walk
             store(identity.cardWithdrawalTime, report.cardWithdrawalTime);
             break;
         }
-        if (full())
-            return;
+        // Not bounded by the 5000 rows of the elements: a row past them ends the walk over the roots.
         const QString field = names.at(tag - 1);
         report.asn1Fields.append({{u"path"_s, path},
                                   {u"tag"_s, node.tag},

@@ -199,6 +199,24 @@ private Q_SLOTS:
         QVERIFY(report.printableStrings.contains(u"WDB9634031L123456"_s));
     }
 
+    void identityRowsPassTheBoundOfTheElements()
+    {
+        // A root of 5000 integers and a VIN behind them: the elements fill the 5000 rows, the VIN's
+        // identity row still comes, and no later root is listed.
+        QByteArray content;
+        for (int i = 0; i < 5000; ++i)
+            content += hex("020101");
+        content += hex("A2131311") + "XTA210990Y1234567";
+        const QByteArray root =
+            hex("3082") + char(content.size() >> 8) + char(content.size() & 0xFF) + content;
+        const DddReport report = Decoder::decode(hex("00") + root + hex("3003020109"), u"any.bin"_s);
+        QCOMPARE(report.asn1Fields.size(), 5001);
+        QCOMPARE(report.asn1Fields.at(4999).value(u"path"_s).toString(), u"0.4998"_s);
+        QCOMPARE(report.asn1Fields.last().value(u"type"_s).toString(), u"ASN.1: vin"_s);
+        QCOMPARE(report.asn1Fields.last().value(u"path"_s).toString(), u"0.5000"_s);
+        QCOMPARE(report.asn1Identity.vin, u"XTA210990Y1234567"_s);
+    }
+
     void boundedOnAFileOfSequenceBytes()
     {
         const DddReport report = Decoder::decode(QByteArray(100000, '\x30'), u"any.bin"_s);
