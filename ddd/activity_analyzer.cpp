@@ -112,6 +112,16 @@ QVariantList minuteTexts(const QList<int>& values)
     return texts;
 }
 
+bool isDecimalDigit(QChar c)
+{
+    return c >= u'0' && c <= u'9';
+}
+
+bool isHexadecimalDigit(QChar c)
+{
+    return isDecimalDigit(c) || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+}
+
 QString conditionName(const QVariantMap& row)
 {
     for (const QString& key : {u"specificConditionType"_s, u"conditionType"_s, u"type"_s}) {
@@ -167,11 +177,10 @@ QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QL
 
 QString ActivityAnalyzer::dayKeyFor(const QVariantMap& row)
 {
+    // An empty counter gives way to `dayKey`, and only a missing `dayKey` to `day`.
     QString key = row.value(u"activityDailyPresenceCounter1"_s).toString();
     if (key.isEmpty())
-        key = row.value(u"dayKey"_s).toString();
-    if (key.isEmpty())
-        key = row.value(u"day"_s).toString();
+        key = row.contains(u"dayKey"_s) ? row.value(u"dayKey"_s).toString() : row.value(u"day"_s).toString();
     return key.isEmpty() ? u" "_s : key;
 }
 
@@ -195,13 +204,12 @@ int ActivityAnalyzer::parseMinutes(const QString& text)
 
 qint64 ActivityAnalyzer::dayOrderKey(const QString& key)
 {
+    // The presence counters: four decimal digits, or four hexadecimal ones when the BCD was broken.
     bool ok = false;
-    if (key.size() == 4) {
-        const bool digits = std::all_of(key.begin(), key.end(), [](QChar c) { return c.isDigit(); });
-        const qint64 value = digits ? key.toLongLong(&ok, 10) : key.toLongLong(&ok, 16);
-        if (ok)
-            return value;
-    }
+    if (key.size() == 4 && std::all_of(key.begin(), key.end(), isDecimalDigit))
+        return key.toLongLong(&ok, 10);
+    if (key.size() == 4 && std::all_of(key.begin(), key.end(), isHexadecimalDigit))
+        return key.toLongLong(&ok, 16);
     qint64 value = key.toLongLong(&ok, 10);
     if (ok)
         return value;
@@ -211,7 +219,7 @@ qint64 ActivityAnalyzer::dayOrderKey(const QString& key)
 
 bool ActivityAnalyzer::isManualRecord(const QVariantMap& row)
 {
-    const QString flag = row.value(u"manualInputFlag"_s).toString().trimmed();
+    const QString flag = row.value(u"manualInputFlag"_s).toString();
     if (!flag.isEmpty()) {
         return flag != u"0"_s && flag.compare(u"Нет"_s, Qt::CaseInsensitive) != 0 &&
                flag.compare(u"No"_s, Qt::CaseInsensitive) != 0;
@@ -364,13 +372,13 @@ QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
                 workRun += minutes;
                 restRun = 0;
                 if (workRun > kLongWorkSession && !b.inserted)
-                    tooLongWorkSessions.append(formatMinutes(b.minutes));
+                    tooLongWorkSessions.append(formatMinutes(workRun));
                 driving = activityKind(a.row) == Kind::Driving ? driving + minutes : 0;
             } else {
                 restRun += minutes;
                 workRun = 0;
                 if (restRun <= kTooShortBreak && b.inserted)
-                    tooShortBreaks.append(formatMinutes(b.minutes));
+                    tooShortBreaks.append(formatMinutes(restRun));
                 driving = 0;
                 if (b.inserted && minutes >= 15 && minutes <= kShortBreakMax)
                     shortBreaks.append(minutes);

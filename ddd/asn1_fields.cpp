@@ -67,15 +67,27 @@ QString berTypeName(const BerNode& node)
     }
 }
 
+// A two-digit year is of the 1900s from 50 to 99 and of the 2000s from 00 to 49, as certificates count
+// them. The century is written in front before parsing, so that 29 February 2000 is a valid day.
+QString withCentury(const QString& text)
+{
+    const auto digit = [&text](qsizetype index) {
+        return index < text.size() && text.at(index) >= u'0' && text.at(index) <= u'9';
+    };
+    if (!digit(0) || !digit(1))
+        return QString(); // no two-digit year: the form does not apply
+    return (text.at(0) < u'5' ? u"20"_s : u"19"_s) + text;
+}
+
 QString berTimeText(const QByteArray& value)
 {
     const QString text = QString::fromLatin1(value);
-    const QList<std::pair<QString, qsizetype>> formats = {{u"yyMMddhhmmss'Z'"_s, -1},
-                                                          {u"yyMMddhhmmss"_s, 12},
-                                                          {u"yyyyMMddhhmmss'Z'"_s, -1},
-                                                          {u"yyyyMMddhhmmss"_s, 14}};
-    for (const auto& [format, prefix] : formats) {
-        const QDateTime moment = QDateTime::fromString(prefix < 0 ? text : text.left(prefix), format);
+    const QList<std::pair<QString, QString>> attempts = {{withCentury(text), u"yyyyMMddhhmmss'Z'"_s},
+                                                         {withCentury(text.left(12)), u"yyyyMMddhhmmss"_s},
+                                                         {text, u"yyyyMMddhhmmss'Z'"_s},
+                                                         {text.left(14), u"yyyyMMddhhmmss"_s}};
+    for (const auto& [candidate, format] : attempts) {
+        const QDateTime moment = QDateTime::fromString(candidate, format);
         if (moment.isValid())
             return moment.toString(u"dd.MM.yyyy HH:mm:ss"_s);
     }
@@ -107,7 +119,7 @@ QString berText(const BerNode& node)
     }
 }
 
-QString berInteger(const BerNode& node, bool isSigned)
+QString berIntegerText(const BerNode& node, bool isSigned)
 {
     if (node.tagClass != 0 || node.tag != 2 || node.value.isEmpty() || node.value.size() > 8)
         return QString();
@@ -115,6 +127,16 @@ QString berInteger(const BerNode& node, bool isSigned)
     for (const char c : node.value)
         value = (value << 8) | static_cast<quint8>(c);
     return isSigned ? QString::number(qint64(value)) : QString::number(value);
+}
+
+QString berInteger(const BerNode& node)
+{
+    return berIntegerText(node, false);
+}
+
+QString berSignedInteger(const BerNode& node)
+{
+    return berIntegerText(node, true);
 }
 
 QString berOid(const BerNode& node)
@@ -149,7 +171,7 @@ QString asn1ScalarText(const BerNode& node)
 {
     QString text = berText(node);
     if (text.isEmpty())
-        text = berInteger(node, false);
+        text = berInteger(node);
     if (!text.isEmpty())
         return text;
     if (node.constructed) {
@@ -201,13 +223,56 @@ QString classText(const BerNode& node)
     return node.tagClass == 0 ? u"UNIVERSAL"_s : u"CONTEXT[%1]"_s.arg(node.tagClass);
 }
 
+// The plausibility test of an identity field, on its trimmed text.
+bool validSemanticAsn1Value(int tag, const QString& value)
+{
+    static const QRegularExpression vin(u"^[A-HJ-NPR-Z0-9]{17}$"_s,
+                                        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression letter(u"[A-ZА-Я]"_s, QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression digit(u"[0-9]"_s);
+    static const QRegularExpression registration(u"^[A-ZА-Я0-9 -]+$"_s,
+                                                 QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression date(u"^\\d{2}\\.\\d{2}\\.\\d{4}(?:\\s|$)"_s);
+    static const QRegularExpression name(u"^[A-ZА-ЯЁ][A-ZА-ЯЁ -]*$"_s,
+                                         QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression cardNumber(u"^[A-Z0-9-]+$"_s, QRegularExpression::CaseInsensitiveOption);
+    bool valid = false;
+    switch (tag) {
+    case 1: {
+        bool ok = false;
+        const int version = value.toInt(&ok);
+        valid = ok && version >= 1 && version <= 255;
+        break;
+    }
+    case 2:
+        valid = vin.match(value).hasMatch();
+        break;
+    case 3:
+        valid = value.size() >= 3 && value.size() <= 20 && letter.match(value).hasMatch() &&
+                digit.match(value).hasMatch() && registration.match(value).hasMatch();
+        break;
+    case 5:
+    case 6:
+        valid = value.size() >= 2 && value.size() <= 80 && name.match(value).hasMatch();
+        break;
+    case 7:
+        valid = value.size() >= 10 && value.size() <= 20 && digit.match(value).hasMatch() &&
+                cardNumber.match(value).hasMatch();
+        break;
+    default: // the dates
+        valid = date.match(value).hasMatch();
+        break;
+    }
+    return valid;
+}
+
 struct Asn1Walk
 {
     DddReport& report;
 
     bool full() const { return report.asn1Fields.size() >= kMaxRows; }
 
-    void appendFields(const BerNode& node, const QString& path)
+    void appendBerFields(const BerNode& node, const QString& path)
     {
         if (full())
             return;
@@ -219,8 +284,8 @@ struct Asn1Walk
                         {u"offset"_s, node.offset},
                         {u"length"_s, int(node.value.size())},
                         {u"value"_s, asn1ScalarText(node)},
-                        {u"integer"_s, berInteger(node, false)},
-                        {u"signedInteger"_s, berInteger(node, true)},
+                        {u"integer"_s, berInteger(node)},
+                        {u"signedInteger"_s, berSignedInteger(node)},
                         {u"boolean"_s, (node.tagClass == 0 && node.tag == 1) ? berText(node) : QString()},
                         {u"oid"_s, berOid(node)},
                         {u"rawTagClass"_s, node.tagClass},
@@ -228,30 +293,19 @@ struct Asn1Walk
                         {u"hex"_s, upperHex(node.value)}};
         report.asn1Fields.append(row);
         for (qsizetype i = 0; i < node.children.size() && !full(); ++i)
-            appendFields(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
+            appendBerFields(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
     }
 
-    void extractIdentity(const BerNode& node, const QString& path)
+    void extractAsn1Identity(const BerNode& node, const QString& path)
     {
         if (node.tagClass == 2 && node.tag >= 1 && node.tag <= 10)
             takeIdentityField(node, path);
         for (qsizetype i = 0; i < node.children.size(); ++i)
-            extractIdentity(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
+            extractAsn1Identity(node.children.at(i), u"%1.%2"_s.arg(path).arg(i));
     }
 
     void takeIdentityField(const BerNode& node, const QString& path)
     {
-        static const QRegularExpression vin(u"^[A-HJ-NPR-Z0-9]{17}$"_s,
-                                            QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression letter(u"[A-ZА-Я]"_s, QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression digit(u"[0-9]"_s);
-        static const QRegularExpression registration(u"^[A-ZА-Я0-9 -]+$"_s,
-                                                     QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression date(u"^\\d{2}\\.\\d{2}\\.\\d{4}(?:\\s|$)"_s);
-        static const QRegularExpression name(u"^[A-ZА-ЯЁ][A-ZА-ЯЁ -]*$"_s,
-                                             QRegularExpression::CaseInsensitiveOption);
-        static const QRegularExpression cardNumber(u"^[A-Z0-9-]+$"_s,
-                                                   QRegularExpression::CaseInsensitiveOption);
         static const QStringList names = {u"version"_s,
                                           u"vin"_s,
                                           u"registrationNumber"_s,
@@ -265,34 +319,7 @@ struct Asn1Walk
         const int tag = int(node.tag);
         const bool isDate = tag == 4 || tag >= 8;
         const QString value = (isDate ? asn1DateText(node) : asn1ScalarText(node)).trimmed();
-        bool valid = false;
-        switch (tag) {
-        case 1: {
-            bool ok = false;
-            const int version = value.toInt(&ok);
-            valid = ok && version >= 1 && version <= 255;
-            break;
-        }
-        case 2:
-            valid = vin.match(value).hasMatch();
-            break;
-        case 3:
-            valid = value.size() >= 3 && value.size() <= 20 && letter.match(value).hasMatch() &&
-                    digit.match(value).hasMatch() && registration.match(value).hasMatch();
-            break;
-        case 5:
-        case 6:
-            valid = value.size() >= 2 && value.size() <= 80 && name.match(value).hasMatch();
-            break;
-        case 7:
-            valid = value.size() >= 10 && value.size() <= 20 && digit.match(value).hasMatch() &&
-                    cardNumber.match(value).hasMatch();
-            break;
-        default: // the dates
-            valid = date.match(value).hasMatch();
-            break;
-        }
-        if (!valid)
+        if (!validSemanticAsn1Value(tag, value))
             return;
         DddAsn1Identity& identity = report.asn1Identity;
         const auto store = [&value](QString& identityField, QString& reportField) {
@@ -336,8 +363,7 @@ struct Asn1Walk
             store(identity.cardWithdrawalTime, report.cardWithdrawalTime);
             break;
         }
-        if (full())
-            return;
+        // Not bounded by the 5000 rows of the elements: a row past them ends the walk over the roots.
         const QString field = names.at(tag - 1);
         report.asn1Fields.append({{u"path"_s, path},
                                   {u"tag"_s, node.tag},
@@ -379,6 +405,16 @@ QString semanticCandidateFor(const QVariantMap& row)
     return QString();
 }
 
+void annotateAsn1Fields(DddReport& report)
+{
+    for (QVariantMap& row : report.asn1Fields) {
+        const QString candidate = semanticCandidateFor(row);
+        if (!candidate.isEmpty())
+            row.insert(u"semanticField"_s, candidate);
+        row.insert(u"normalizedValue"_s, row.value(u"value"_s));
+    }
+}
+
 } // namespace
 
 void Decoder::parseAsn1Data(DddReport& report, const QByteArray& bytes)
@@ -387,8 +423,9 @@ void Decoder::parseAsn1Data(DddReport& report, const QByteArray& bytes)
         return;
     QList<qsizetype> starts;
     starts.append(bytes.size() >= 2 && byteAt(bytes, 0) == 0x76 && byteAt(bytes, 1) == 0x81 ? 2 : 0);
+    // A 0x30 at offset 2 of a 7681 file is listed a second time and takes one of the 64 places.
     for (qsizetype i = 1; i < bytes.size() && starts.size() < kMaxStarts; ++i) {
-        if (byteAt(bytes, i) == 0x30 && i != starts.first())
+        if (byteAt(bytes, i) == 0x30)
             starts.append(i);
     }
     std::sort(starts.begin(), starts.end());
@@ -413,15 +450,10 @@ void Decoder::parseAsn1Data(DddReport& report, const QByteArray& bytes)
     Asn1Walk walk{report};
     for (qsizetype index = 0; index < roots.size() && report.asn1Fields.size() <= kMaxRows; ++index) {
         const QString path = QString::number(index);
-        walk.appendFields(roots.at(index).node, path);
-        walk.extractIdentity(roots.at(index).node, path);
+        walk.appendBerFields(roots.at(index).node, path);
+        walk.extractAsn1Identity(roots.at(index).node, path);
     }
-    for (QVariantMap& row : report.asn1Fields) {
-        const QString candidate = semanticCandidateFor(row);
-        if (!candidate.isEmpty())
-            row.insert(u"semanticField"_s, candidate);
-        row.insert(u"normalizedValue"_s, row.value(u"value"_s));
-    }
+    annotateAsn1Fields(report);
     QSet<QString> seen(report.printableStrings.cbegin(), report.printableStrings.cend());
     for (const QVariantMap& row : std::as_const(report.asn1Fields)) {
         const QString value = row.value(u"value"_s).toString();

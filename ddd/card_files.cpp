@@ -71,6 +71,12 @@ QString cardEventTime(quint32 value)
     return QDateTime::fromSecsSinceEpoch(qint64(value), QTimeZone::utc()).toString(u"dd.MM.yyyy H:mm:ss"_s);
 }
 
+// The registration is read with its code-page byte, which shows as a blank whatever its value.
+QString registrationWithoutCodePage(const QByteArray& d, qsizetype p)
+{
+    return (u" "_s + readWindows1251Text(d, p + 1, 13)).simplified();
+}
+
 void parseEvents(DddReport& report, const QByteArray& d)
 {
     for (qsizetype p = 0; fits(d, p, 24) && report.events.size() < kMaxCardRecords; p += 24) {
@@ -79,13 +85,12 @@ void parseEvents(DddReport& report, const QByteArray& d)
         const quint32 end = readBe32(d, p + 5);
         if (!validCardEventType(type) || (type == 0 && begin == 0 && end == 0))
             continue;
-        report.events.append(
-            {{u"eventType"_s, eventName(type)},
-             {u"eventTypeEnglish"_s, cardEventEnglish(type)},
-             {u"eventBeginTime"_s, cardEventTime(begin)},
-             {u"eventEndTime"_s, cardEventTime(end)},
-             {u"vehicleRegistrationNation"_s, countryName(byteAt(d, p + 9))},
-             {u"vehicleRegistrationNumber"_s, readWindows1251Text(d, p + 10, 14).simplified()}});
+        report.events.append({{u"eventType"_s, eventName(type)},
+                              {u"eventTypeEnglish"_s, cardEventEnglish(type)},
+                              {u"eventBeginTime"_s, cardEventTime(begin)},
+                              {u"eventEndTime"_s, cardEventTime(end)},
+                              {u"vehicleRegistrationNation"_s, countryName(byteAt(d, p + 9))},
+                              {u"vehicleRegistrationNumber"_s, registrationWithoutCodePage(d, p + 10)}});
     }
 }
 

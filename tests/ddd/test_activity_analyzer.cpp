@@ -6,6 +6,8 @@
 
 #include <QTest>
 
+#include <limits>
+
 using namespace tachoria::ddd;
 using namespace tachoria::dddgen;
 using namespace Qt::StringLiterals;
@@ -103,10 +105,11 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"drivingCycles/maxContinuousDriving"_s).toString(), u"05:00"_s);
         QCOMPARE(at(analysis, u"drivingCycles/limit4_5HourExceeded"_s).toBool(), true);
 
-        QCOMPARE(at(analysis, u"workingHours/tooShortBreaks"_s).toStringList(), QStringList{u"10:20"_s});
+        // The lengths of the runs: the pause of day 1, and each run of work above 4:00 that ends in rest.
+        QCOMPARE(at(analysis, u"workingHours/tooShortBreaks"_s).toStringList(), QStringList{u"00:10"_s});
         QCOMPARE(at(analysis, u"workingHours/tooLongWorkSessions"_s).toStringList(),
-                 QStringList({u"10:10"_s, u"15:00"_s, u"13:00"_s, u"13:00"_s, u"13:00"_s, u"23:00"_s,
-                              u"13:00"_s, u"13:00"_s, u"13:00"_s}));
+                 QStringList({u"05:10"_s, u"04:40"_s, u"05:00"_s, u"05:00"_s, u"05:00"_s, u"09:40"_s,
+                              u"05:00"_s, u"05:00"_s, u"05:00"_s}));
         QCOMPARE(at(analysis, u"workingHours/totalOvertimeMinutes"_s).toInt(), 390);
         QCOMPARE(at(analysis, u"workingHours/nightWorkSessions"_s).toInt(), 1);
         // The one short rest breaks the 11-hour test but not the average.
@@ -185,6 +188,39 @@ private Q_SLOTS:
             << pause(15) << u"restBreaks/shortBreakCount"_s << QVariant(1);
         QTest::newRow("15 minutes is not too short")
             << pause(15) << u"workingHours/tooShortBreakCount"_s << QVariant(0);
+        QTest::newRow("a too-short break shows its length")
+            << pause(14) << u"workingHours/tooShortBreaks/0"_s << QVariant(u"00:14"_s);
+        QTest::newRow("rest without the card adds up over changes")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Work"_s), change(u"0001"_s, u"09:00"_s, u"Rest"_s, false),
+                    change(u"0001"_s, u"09:05"_s, u"Rest"_s, false), change(u"0001"_s, u"09:12"_s, u"Work"_s),
+                    change(u"0001"_s, u"10:00"_s, u"Rest"_s, false)}
+            << u"workingHours/tooShortBreaks/0"_s << QVariant(u"00:12"_s);
+        QTest::newRow("a long work session shows its length")
+            << Rows{change(u"0001"_s, u"06:00"_s, u"Work"_s), change(u"0001"_s, u"08:00"_s, u"Drive"_s),
+                    change(u"0001"_s, u"10:01"_s, u"Rest"_s, false)}
+            << u"workingHours/tooLongWorkSessions/0"_s << QVariant(u"04:01"_s);
+        QTest::newRow("4:00 of work is no long session")
+            << Rows{change(u"0001"_s, u"06:00"_s, u"Work"_s), change(u"0001"_s, u"10:00"_s, u"Rest"_s, false)}
+            << u"workingHours/tooLongWorkSessions/0"_s << QVariant(QString());
+        const auto keyed = [](const QVariantMap& keys) {
+            QVariantMap row = change(QString(), u"08:00"_s, u"Work"_s);
+            row.remove(u"activityDailyPresenceCounter1"_s);
+            row.insert(keys);
+            return Rows{row};
+        };
+        QTest::newRow("an empty counter gives way to dayKey")
+            << keyed({{u"activityDailyPresenceCounter1"_s, QString()},
+                      {u"dayKey"_s, u"0007"_s},
+                      {u"day"_s, u"0002"_s}})
+            << u"workingHours/items/0/dayKey"_s << QVariant(u"0007"_s);
+        QTest::newRow("an empty dayKey is a blank key")
+            << keyed({{u"dayKey"_s, QString()}, {u"day"_s, u"0002"_s}}) << u"workingHours/items/0/dayKey"_s
+            << QVariant(u" "_s);
+        QTest::newRow("a missing dayKey gives way to day")
+            << keyed({{u"day"_s, u"0002"_s}}) << u"workingHours/items/0/dayNumber"_s << QVariant(u"0002"_s);
+        QTest::newRow("a signed key is decimal")
+            << workingDay(u"+123"_s, u"06:00"_s, u"23:00"_s) + workingDay(u"0124"_s, u"06:00"_s, u"12:00"_s)
+            << u"restBreaks/dailyRestMinutes"_s << QVariant(420);
         QTest::newRow("31 minutes is a long break")
             << pause(31) << u"restBreaks/longBreaks/0"_s << QVariant(u"00:31"_s);
         QTest::newRow("four short pauses and 5:00 of driving")
@@ -228,6 +264,26 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, path).toString(), expected.toString());
     }
 
+    void dayOrder_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<qint64>("order");
+        QTest::newRow("four decimal digits") << u"0010"_s << qint64(10);
+        QTest::newRow("four hexadecimal digits") << u"000A"_s << qint64(10);
+        QTest::newRow("four hexadecimal digits, lower case") << u"00ff"_s << qint64(255);
+        QTest::newRow("longer decimal") << u"12345"_s << qint64(12345);
+        QTest::newRow("shorter hexadecimal") << u"1e"_s << qint64(30);
+        QTest::newRow("a sign is no hexadecimal digit") << u"+123"_s << qint64(123);
+        QTest::newRow("no number") << u"day 1"_s << std::numeric_limits<qint64>::max();
+        QTest::newRow("the blank key") << u" "_s << std::numeric_limits<qint64>::max();
+    }
+
+    void dayOrder()
+    {
+        QFETCH(QString, key);
+        QTEST(ActivityAnalyzer::dayOrderKey(key), "order");
+    }
+
     void emptyListGivesTheWholeMap()
     {
         const QVariantMap analysis = ActivityAnalyzer::analyze({}, {}, {});
@@ -241,16 +297,18 @@ private Q_SLOTS:
 
     void manualRecordsAndFerryIntervals()
     {
+        // A blank flag is a flag, and not "Нет".
         const Rows vehicles{{{u"manualInputFlag"_s, u"Да"_s}},
                             {{u"manualInputFlag"_s, u"Нет"_s}},
-                            {{u"manualInput"_s, true}}};
+                            {{u"manualInput"_s, true}},
+                            {{u"manualInputFlag"_s, u" "_s}, {u"manualInput"_s, false}}};
         const Rows conditions{{{u"specificConditionType"_s, u"Паром/поезд — начало"_s},
                                {u"entryTime"_s, u"04.03.2024 23:30:00"_s}},
                               {{u"specificConditionType"_s, u"Прочее"_s}, {u"conditionCode"_s, 7}},
                               {{u"specificConditionType"_s, u"Паром/поезд — окончание"_s},
                                {u"entryTime"_s, u"05.03.2024 01:00:00"_s}}};
         const QVariantMap analysis = ActivityAnalyzer::analyze({}, vehicles, conditions);
-        QCOMPARE(at(analysis, u"conditions/manualInputCount"_s).toInt(), 2);
+        QCOMPARE(at(analysis, u"conditions/manualInputCount"_s).toInt(), 3);
         QCOMPARE(at(analysis, u"conditions/specificConditionCount"_s).toInt(), 3);
         QCOMPARE(at(analysis, u"conditions/ferryTrainCount"_s).toInt(), 2);
         QCOMPARE(at(analysis, u"conditions/ferryTrainMinutes"_s).toInt(), 90); // across midnight

@@ -103,8 +103,7 @@ private Q_SLOTS:
         QTest::newRow("an object identifier and a time")
             << hex("00") + hex("3017") + hex("06062A864886F70D") + hex("170D3234303330343132303030305A")
             << QStringList({u"0"_s, u"0.0"_s, u"0.1"_s})
-            << QStringList({u"04.03.1924 12:00:00"_s, QString(),
-                            u"04.03.1924 12:00:00"_s}); // two-digit years read in the 1900s
+            << QStringList({u"04.03.2024 12:00:00"_s, QString(), u"04.03.2024 12:00:00"_s});
     }
 
     void asn1Structures()
@@ -116,6 +115,66 @@ private Q_SLOTS:
         QTEST(column(report.asn1Fields, u"value"_s), "values");
         if (QTest::currentDataTag() == QByteArray("an object identifier and a time"))
             QCOMPARE(column(report.asn1Fields, u"oid"_s).at(1), u"1.2.840.113549"_s);
+    }
+
+    void asn1Times_data()
+    {
+        QTest::addColumn<int>("tag");
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("expected");
+        // Two-digit years: 00 to 49 are of the 2000s, 50 to 99 of the 1900s.
+        QTest::newRow("24 is 2024") << 23 << QByteArray("240304120000Z") << u"04.03.2024 12:00:00"_s;
+        QTest::newRow("49 is 2049") << 23 << QByteArray("491231235959Z") << u"31.12.2049 23:59:59"_s;
+        QTest::newRow("50 is 1950") << 23 << QByteArray("500101000000Z") << u"01.01.1950 00:00:00"_s;
+        QTest::newRow("99 is 1999") << 23 << QByteArray("991231235959Z") << u"31.12.1999 23:59:59"_s;
+        QTest::newRow("29 February 2000") << 23 << QByteArray("000229060000Z") << u"29.02.2000 06:00:00"_s;
+        QTest::newRow("without Z, first 12 characters")
+            << 23 << QByteArray("2403041200003") << u"04.03.2024 12:00:00"_s;
+        QTest::newRow("four-digit year") << 24 << QByteArray("19991231235959Z") << u"31.12.1999 23:59:59"_s;
+        // The two-digit forms are tried first: a four-digit year that also reads as one is taken so.
+        QTest::newRow("four-digit year read as two digits")
+            << 24 << QByteArray("20101010101010Z") << u"10.10.2020 10:10:10"_s;
+        // No time: the value falls back to the printable bytes.
+        QTest::newRow("no valid month") << 23 << QByteArray("241304120000Z") << u"241304120000Z"_s;
+        QTest::newRow("letters for a year") << 23 << QByteArray("AB0304120000Z") << u"AB0304120000Z"_s;
+    }
+
+    void asn1Times()
+    {
+        QFETCH(int, tag);
+        QFETCH(QByteArray, text);
+        const QByteArray time = char(tag) + QByteArray(1, char(text.size())) + text;
+        const QByteArray bytes = hex("00") + char(0x30) + char(time.size()) + time;
+        const DddReport report = Decoder::decode(bytes, u"any.bin"_s);
+        QCOMPARE(column(report.asn1Fields, u"path"_s), QStringList({u"0"_s, u"0.0"_s}));
+        QTEST(report.asn1Fields.at(1).value(u"value"_s).toString(), "expected");
+    }
+
+    void asn1StartsAreBounded_data()
+    {
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<int>("fillers");
+        QTest::addColumn<bool>("lastSeen");
+        // Each filler is a 0x30 that starts nothing; the last structure needs a place of its own.
+        QTest::newRow("64 starts") << hex("00") << 61 << true;
+        QTest::newRow("65 starts") << hex("00") << 62 << false;
+        // In a 7681 file the offset 2 is the first start and, holding 0x30, is listed once more.
+        QTest::newRow("7681, 64 starts with the repeated one") << hex("7681") << 61 << true;
+        QTest::newRow("7681, 65 starts with the repeated one") << hex("7681") << 62 << false;
+    }
+
+    void asn1StartsAreBounded()
+    {
+        QFETCH(QByteArray, head);
+        QFETCH(int, fillers);
+        QByteArray bytes = head + hex("3003020107");
+        for (int i = 0; i < fillers; ++i)
+            bytes += hex("30FF");
+        bytes += hex("3003020109");
+        const DddReport report = Decoder::decode(bytes, u"any.bin"_s);
+        const QStringList values = column(report.asn1Fields, u"value"_s);
+        QVERIFY(values.contains(u"7"_s));
+        QTEST(values.contains(u"9"_s), "lastSeen");
     }
 
     void asn1Identity()
@@ -138,6 +197,24 @@ private Q_SLOTS:
         QCOMPARE(types.count(u"ASN.1: driverSurname"_s), 0);
         QVERIFY(column(report.asn1Fields, u"semanticField"_s).contains(u"candidate.vin"_s));
         QVERIFY(report.printableStrings.contains(u"WDB9634031L123456"_s));
+    }
+
+    void identityRowsPassTheBoundOfTheElements()
+    {
+        // A root of 5000 integers and a VIN behind them: the elements fill the 5000 rows, the VIN's
+        // identity row still comes, and no later root is listed.
+        QByteArray content;
+        for (int i = 0; i < 5000; ++i)
+            content += hex("020101");
+        content += hex("A2131311") + "XTA210990Y1234567";
+        const QByteArray root =
+            hex("3082") + char(content.size() >> 8) + char(content.size() & 0xFF) + content;
+        const DddReport report = Decoder::decode(hex("00") + root + hex("3003020109"), u"any.bin"_s);
+        QCOMPARE(report.asn1Fields.size(), 5001);
+        QCOMPARE(report.asn1Fields.at(4999).value(u"path"_s).toString(), u"0.4998"_s);
+        QCOMPARE(report.asn1Fields.last().value(u"type"_s).toString(), u"ASN.1: vin"_s);
+        QCOMPARE(report.asn1Fields.last().value(u"path"_s).toString(), u"0.5000"_s);
+        QCOMPARE(report.asn1Identity.vin, u"XTA210990Y1234567"_s);
     }
 
     void boundedOnAFileOfSequenceBytes()

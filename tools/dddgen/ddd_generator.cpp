@@ -248,8 +248,25 @@ QByteArray writeDriverCard(const DriverCardDescription& d)
         cardFile(out, d, 0x0507, usage.bytes);
     }
     {
+        const CardControl& record = d.control;
+        const auto littleEndianTime = [](Writer& writer, const QDateTime& moment) {
+            const quint32 value = moment.isValid() ? quint32(moment.toSecsSinceEpoch()) : 0;
+            writer.le16(int(value & 0xFFFF));
+            writer.le16(int(value >> 16));
+        };
         Writer control;
-        control.fill(46, 0);
+        control.u8(record.type);
+        littleEndianTime(control, record.time);
+        control.u8(record.cardType);
+        control.u8(record.cardNation);
+        control.latin(record.cardNumber, 16, '\0');
+        control.u8(record.vehicleNation);
+        if (record.registration.isEmpty())
+            control.fill(14, 0);
+        else
+            control.name(record.registration, 14, 1);
+        littleEndianTime(control, record.periodBegin);
+        littleEndianTime(control, record.periodEnd);
         cardFile(out, d, 0x0508, control.bytes);
     }
     {

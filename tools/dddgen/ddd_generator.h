@@ -150,6 +150,20 @@ struct Calibration
     QDateTime nextCalibration;
 };
 
+// The card's last control, whose times the card keeps little-endian. The default is an empty record.
+struct CardControl
+{
+    int type = 0;
+    QDateTime time;
+    int cardType = 0;
+    int cardNation = 0;
+    QString cardNumber; // 16 characters
+    int vehicleNation = 0;
+    QString registration; // behind code page 1; empty leaves the field zero
+    QDateTime periodBegin;
+    QDateTime periodEnd;
+};
+
 struct DriverCardDescription
 {
     QString cardNumber;
@@ -173,6 +187,7 @@ struct DriverCardDescription
     QList<Event> events;
     QList<Event> faults;
     QList<SpecificCondition> conditions;
+    CardControl control;
 
     bool littleEndianCounts = false; // 0501 lengths as some cards write them
     bool signatures = true;          // a signature file behind each data file
