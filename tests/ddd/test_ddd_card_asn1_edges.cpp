@@ -1,4 +1,5 @@
 // The edge cases of the driver-card files and of the ASN.1 reader.
+#include "dataset_columns.h"
 #include "ddd/ddd_decoder.h"
 #include "tools/dddgen/ddd_generator.h"
 
@@ -6,6 +7,7 @@
 #include <QTimeZone>
 
 using namespace tachoria::ddd;
+using namespace tachoria::ddd::test;
 using namespace tachoria::dddgen;
 using namespace Qt::StringLiterals;
 
@@ -23,14 +25,6 @@ QString identification(const DddReport& report, const QString& description)
             return row.value(u"value"_s).toString();
     }
     return QString();
-}
-
-QStringList column(const DatasetRows& rows, const QString& key)
-{
-    QStringList values;
-    for (const QVariantMap& row : rows)
-        values.append(row.value(key).toString());
-    return values;
 }
 
 } // namespace

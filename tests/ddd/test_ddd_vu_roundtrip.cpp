@@ -1,4 +1,5 @@
 // Vehicle-unit files written by the generator, decoded and compared with their description.
+#include "dataset_columns.h"
 #include "ddd/ddd_decoder.h"
 #include "tools/dddgen/ddd_generator.h"
 
@@ -6,27 +7,11 @@
 #include <QTimeZone>
 
 using namespace tachoria::ddd;
+using namespace tachoria::ddd::test;
 using namespace tachoria::dddgen;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QString value(const DatasetRows& rows, const QString& description)
-{
-    for (const QVariantMap& row : rows) {
-        if (row.value(u"description"_s).toString() == description)
-            return row.value(u"value"_s).toString();
-    }
-    return u"<missing>"_s;
-}
-
-QStringList column(const DatasetRows& rows, const QString& key)
-{
-    QStringList values;
-    for (const QVariantMap& row : rows)
-        values.append(row.value(key).toString());
-    return values;
-}
 
 QStringList tags(const DddReport& report)
 {
