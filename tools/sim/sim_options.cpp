@@ -187,20 +187,37 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     const QCommandLineOption nkmCounter(
         QStringLiteral("nkm-counter"),
         QStringLiteral("Answer to the crypto module's block counter: known, zero, "
-                       "refused or malformed."),
+                       "refused, malformed or silent."),
         QStringLiteral("answer"), QStringLiteral("known"));
+    const QCommandLineOption archivePending(
+        QStringLiteral("archive-pending-ms"),
+        QStringLiteral("Each archive answer comes after a 'response pending' and this long."),
+        QStringLiteral("ms"), QStringLiteral("0"));
+    const QCommandLineOption refuseService(
+        QStringLiteral("refuse-service"),
+        QStringLiteral("Services (hex) answered 'conditions not correct', e.g. 35,37."),
+        QStringLiteral("list"));
+    const QCommandLineOption refuseBlock(
+        QStringLiteral("refuse-block"),
+        QStringLiteral("TransferData types (hex) answered 'request out of range', e.g. 03,85."),
+        QStringLiteral("list"));
+    const QCommandLineOption moduleCard(
+        QStringLiteral("module-card"),
+        QStringLiteral("The crypto module already holds this workshop card, authenticated (16 characters "
+                       "at most), so that its data can be downloaded."),
+        QStringLiteral("number"));
     const QCommandLineOption speedBytes(QStringLiteral("speed-block-bytes"),
                                         QStringLiteral("Size of the detailed-speed block a download gets."),
                                         QStringLiteral("n"), QStringLiteral("2400"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
-    parser.addOptions({link,        partNumber, serial,      software,      skziNumber,    skziStatus,
-                       mode,        card,       cardType,    cardNumber,    bauds,         noPace,
-                       noise,       echo,       delay,       silent,        badChecksum,   zeroLength,
-                       state,       refuse,     refuseWrite, refuseSession, pulses,        speedSource,
-                       canResult,   canSpeed,   canIdType,   adapterLink,   adapterPulses, noKLineEcho,
-                       maxLinkBaud, pending,    silentAfter, archiveBlocks, nkmCounter,    speedBytes,
-                       verbose});
+    parser.addOptions({link,           partNumber,    serial,      software,      skziNumber,    skziStatus,
+                       mode,           card,          cardType,    cardNumber,    bauds,         noPace,
+                       noise,          echo,          delay,       silent,        badChecksum,   zeroLength,
+                       state,          refuse,        refuseWrite, refuseSession, pulses,        speedSource,
+                       canResult,      canSpeed,      canIdType,   adapterLink,   adapterPulses, noKLineEcho,
+                       maxLinkBaud,    pending,       silentAfter, archiveBlocks, nkmCounter,    speedBytes,
+                       archivePending, refuseService, refuseBlock, moduleCard,    verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -299,6 +316,26 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--speed-block-bytes: expected a size"));
     if (!integer(archiveBlocks, 0, behaviour.archiveBlocks))
         return fail(QStringLiteral("--archive-blocks: expected a count"));
+    if (!integer(archivePending, 0, behaviour.archivePendingMs))
+        return fail(QStringLiteral("--archive-pending-ms: expected milliseconds"));
+    const auto byteSet = [](const QString& text, QSet<quint8>& out) {
+        QSet<quint16> values;
+        if (!parseIdentifiers(text, values))
+            return false;
+        for (quint16 value : values) {
+            if (value > 0xFF)
+                return false;
+            out.insert(static_cast<quint8>(value));
+        }
+        return true;
+    };
+    if (!byteSet(parser.value(refuseService), behaviour.refusedServices))
+        return fail(QStringLiteral("--refuse-service: expected service bytes in hex, e.g. 35,37"));
+    if (!byteSet(parser.value(refuseBlock), behaviour.refusedBlocks))
+        return fail(QStringLiteral("--refuse-block: expected TransferData types in hex, e.g. 03,85"));
+    behaviour.moduleCard = parser.value(moduleCard).toLatin1();
+    if (behaviour.moduleCard.size() > 16)
+        return fail(QStringLiteral("--module-card: at most 16 characters"));
     const QString counter = parser.value(nkmCounter).toLower();
     if (counter == QLatin1String("known"))
         behaviour.counterAnswer = CounterAnswer::Known;
@@ -308,8 +345,10 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         behaviour.counterAnswer = CounterAnswer::Refused;
     else if (counter == QLatin1String("malformed"))
         behaviour.counterAnswer = CounterAnswer::Malformed;
+    else if (counter == QLatin1String("silent"))
+        behaviour.counterAnswer = CounterAnswer::Silent;
     else
-        return fail(QStringLiteral("--nkm-counter: expected known, zero, refused or malformed"));
+        return fail(QStringLiteral("--nkm-counter: expected known, zero, refused, malformed or silent"));
     options.adapterLinkPath = parser.value(adapterLink);
     options.adapterPulses = parser.value(adapterPulses).toUInt(&number);
     if (!number)

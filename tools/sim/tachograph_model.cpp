@@ -69,6 +69,10 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
     , m_download(std::move(download))
     , m_ownDownload(!m_download)
 {
+    if (!m_behaviour.moduleCard.isEmpty()) {
+        m_cardInserted = m_cardKnown = m_cardAuthenticated = true;
+        m_cardNumber = m_behaviour.moduleCard;
+    }
     refreshDownload();
 }
 
@@ -230,8 +234,9 @@ ServiceFrame TachographModel::writeIdentifier(quint16 did, const QByteArray& val
 
 std::vector<ServiceFrame> TachographModel::withPending(quint8 sid, ServiceFrame answer) const
 {
-    std::vector<ServiceFrame> frames(static_cast<size_t>(m_behaviour.pendingReplies),
-                                     negativeResponse(sid, kResponsePending));
+    // A slow answer is announced at least once.
+    const int pending = std::max(m_behaviour.pendingReplies, m_pauseAfterPendingMs > 0 ? 1 : 0);
+    std::vector<ServiceFrame> frames(static_cast<size_t>(pending), negativeResponse(sid, kResponsePending));
     frames.push_back(std::move(answer));
     return frames;
 }
@@ -239,6 +244,7 @@ std::vector<ServiceFrame> TachographModel::withPending(quint8 sid, ServiceFrame 
 void TachographModel::queueBlock(quint8 type, const QByteArray& payload)
 {
     m_segments.clear();
+    m_nextSegment = 1;
     const QByteArray typeByte(1, static_cast<char>(type));
     // One frame carries at most 254 in its length: the SID, the type and 252 payload bytes.
     if (payload.size() <= 252) {
@@ -274,6 +280,8 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
             seconds = (seconds << 8) | static_cast<quint8>(request.at(offset + i));
         return QDateTime::fromSecsSinceEpoch(seconds, QTimeZone::utc()).date();
     };
+    if (m_behaviour.refusedBlocks.contains(type))
+        return {negativeResponse(sid, kRequestOutOfRange)};
     QByteArray payload;
     switch (type) {
     case 0x01:
@@ -315,6 +323,8 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
         break;
     }
     case 0x85:
+        if (m_behaviour.archivePendingMs > 0)
+            m_pauseAfterPendingMs = m_behaviour.archivePendingMs;
         if (m_archiveIndex >= m_behaviour.archiveBlocks)
             return withPending(sid, negativeResponse(sid, kArchiveEnd));
         payload = m_download->archiveBlock(m_archiveIndex++);
@@ -389,6 +399,12 @@ std::vector<ServiceFrame> TachographModel::nextSegment(const QByteArray& request
 {
     if (request.size() != 3 || static_cast<quint8>(request.at(0)) != 0x76 || m_segments.empty())
         return {negativeResponse(0x83, kConditionsNotCorrect)};
+    // Segments are asked for by their number, one after the other from 1.
+    const auto counter =
+        static_cast<quint16>((static_cast<quint8>(request.at(1)) << 8) | static_cast<quint8>(request.at(2)));
+    if (counter != m_nextSegment)
+        return {negativeResponse(0x83, kRequestOutOfRange)};
+    ++m_nextSegment;
     ServiceFrame frame = m_segments.front();
     m_segments.pop_front();
     return {frame};
@@ -398,8 +414,11 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
 {
     const quint8 sid = request.sid;
     const QByteArray& data = request.data;
+    m_pauseAfterPendingMs = 0;
     if (m_behaviour.silentAfterRequests >= 0 && ++m_requests > m_behaviour.silentAfterRequests)
         return {}; // the unit has gone quiet
+    if (m_behaviour.refusedServices.contains(sid))
+        return {negativeResponse(sid, kConditionsNotCorrect)};
     if (sid == kIdentifySid)
         return {response(0x56, identityBlock(lineBaud))};
     if (sid == 0x81) {
@@ -473,6 +492,8 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
             return {negativeResponse(sid, kConditionsNotCorrect)};
         case CounterAnswer::Malformed:
             return {response(0x67, QByteArray::fromHex("0001"))};
+        case CounterAnswer::Silent:
+            return {};
         }
         return {};
     case 0x27:

@@ -44,6 +44,7 @@ enum class CounterAnswer
     Zero,      // "nothing to download"
     Refused,   // a negative response
     Malformed, // a reply of the wrong size
+    Silent,    // no answer at all
 };
 
 enum class CanOutcome
@@ -71,6 +72,10 @@ struct DeviceBehaviour
     int pendingReplies = 0;       // "response pending" answers before each block
     int silentAfterRequests = -1; // the unit stops answering after this many requests; -1: never
     int archiveBlocks = 3;        // blocks of the crypto module's archive before its end
+    int archivePendingMs = 0;     // each archive answer comes this long after a "response pending"
+    QSet<quint8> refusedServices; // answered with a negative response "conditions not correct"
+    QSet<quint8> refusedBlocks;   // TransferData types answered "request out of range"
+    QByteArray moduleCard;        // a workshop card the crypto module already holds, authenticated
     CounterAnswer counterAnswer = CounterAnswer::Known;
     int segmentBytes = 1021;    // payload bytes of a full segment of a long block
     int speedBlockBytes = 2400; // size of the detailed-speed block
@@ -105,6 +110,8 @@ public:
 
     // Set when the last request changed the calibration memory and could not be saved.
     QString lastSaveError() const { return m_saveError; }
+    // How long the unit stays quiet after each "response pending" of its last answer.
+    int pauseAfterPendingMs() const { return m_pauseAfterPendingMs; }
 
 private:
     protocol::ServiceFrame readIdentifier(quint16 did);
@@ -139,6 +146,8 @@ private:
     bool m_uploadRequested = false;
     int m_archiveIndex = 0;
     std::deque<protocol::ServiceFrame> m_segments; // frames of a long block not yet asked for
+    quint16 m_nextSegment = 0;                     // the counter the next segment request must carry
+    int m_pauseAfterPendingMs = 0;
 
     // The crypto module's view of an external card.
     bool m_cardInserted = false;
