@@ -526,8 +526,10 @@ int DownloadWorkflow::transferData(TachographClient& client, quint8 type, const 
                                    const StatusCallback& status)
 {
     payload.clear();
+    // The crypto module may take many minutes over an archive block after saying it is busy.
+    const bool longStep = type == REQUEST_ARHIV_NKM;
     const QByteArray request = QByteArray(1, static_cast<char>(type)) + dates;
-    RequestResult reply = sendService(client, 0x36, request, stop, kAttempts, kTimeoutMs);
+    RequestResult reply = sendService(client, 0x36, request, stop, kAttempts, kTimeoutMs, longStep);
     if (!reply.replied)
         return -1;
     if (hook)
@@ -545,7 +547,7 @@ int DownloadWorkflow::transferData(TachographClient& client, quint8 type, const 
         payload.append(frame.data.mid(3));
         const QByteArray next = QByteArray::fromHex("76") + QByteArray(1, static_cast<char>(counter >> 8)) +
                                 QByteArray(1, static_cast<char>(counter & 0xFF));
-        reply = sendService(client, 0x83, next, stop, kAttempts, kTimeoutMs);
+        reply = sendService(client, 0x83, next, stop, kAttempts, kTimeoutMs, longStep);
         if (!reply.replied)
             return -3;
         frame = reply.frame;

@@ -772,6 +772,19 @@ private Q_SLOTS:
         }
     }
 
+    // An archive answer may take the unit long after its "response pending"; the download waits for it.
+    void slowArchive()
+    {
+        SimulatorProcess sim(
+            {u"--archive-pending-ms"_s, u"6500"_s, u"--archive-blocks"_s, u"0"_s, u"--verbose"_s});
+        QString error;
+        QVERIFY2(sim.start(&error), qPrintable(error));
+        const Run run = download(sim.link(), cryptoModule(false), 115200, 115200);
+        QVERIFY2(run.result.success, qPrintable(run.result.errorText));
+        QVERIFY(sim.stop());
+        QCOMPARE(withSid(requestsSeen(sim.standardError()), u"36 85"_s), QStringList{u"36 85"_s});
+    }
+
     // Every way a run can fail, with its text; a session that was opened is always closed.
     void failures_data()
     {
