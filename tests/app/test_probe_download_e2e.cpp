@@ -82,24 +82,52 @@ class TestProbeDownloadEndToEnd : public QObject
     }
 
 private Q_SLOTS:
-    void wholeDownload()
+    void download_data()
     {
-        SimulatorProcess sim;
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("requested");
+        QTest::addColumn<QList<int>>("rates");
+        QTest::addColumn<bool>("everyBlock");
+        const QList<int> ladder{9600, 19200, 38400, 57600, 115200};
+        QTest::newRow("every block with --all")
+            << QStringList{u"--all"_s}
+            << QStringList{u"REQUEST_OVERVIEW"_s,       u"REQUEST_ACTIVITIES"_s,
+                           u"REQUEST_EVENTS_FAULTS"_s,  u"REQUEST_DETAILED_SPEED"_s,
+                           u"REQUEST_TECHNICAL_DATA"_s, u"REQUEST_SERTIFICAT_KEY_NKM"_s}
+            << ladder << true;
+        QTest::newRow("the overview alone")
+            << QStringList{} << QStringList{u"REQUEST_OVERVIEW"_s, u"REQUEST_SERTIFICAT_KEY_NKM"_s} << ladder
+            << false;
+        // --baud is both the first and the highest speed: no LinkControl at all.
+        QTest::newRow("one speed with --baud")
+            << QStringList{u"--baud"_s, u"9600"_s}
+            << QStringList{u"REQUEST_OVERVIEW"_s, u"REQUEST_SERTIFICAT_KEY_NKM"_s} << QList<int>{9600}
+            << false;
+    }
+
+    void download()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, requested);
+        QFETCH(bool, everyBlock);
+        SimulatorProcess sim({u"--verbose"_s});
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
         // The probe asks for today and the seven days before; a run across midnight may start a day later.
         const QDate firstDay = QDate::currentDate().addDays(-7);
         const auto result =
             runProcess(binaryPath(QStringLiteral("tachoria")),
-                       {QStringLiteral("--probe-download"), sim.link(), QStringLiteral("--all")});
+                       QStringList{QStringLiteral("--probe-download"), sim.link()} + arguments);
         QCOMPARE(result.exitCode, 0);
         const QStringList lines = result.standardOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(lines.first(), QStringLiteral("status=Открываем соединение с тахографом"));
-        for (const char* block :
-             {"REQUEST_OVERVIEW", "REQUEST_ACTIVITIES", "REQUEST_EVENTS_FAULTS", "REQUEST_DETAILED_SPEED",
-              "REQUEST_TECHNICAL_DATA", "REQUEST_SERTIFICAT_KEY_NKM"})
-            QVERIFY2(lines.contains(QStringLiteral("status=Запрашиваем ") + QLatin1String(block)), block);
-        QVERIFY(!lines.contains(QStringLiteral("status=Запрашиваем REQUEST_SERTIFICAT_UC")));
+        QStringList asked;
+        for (const QString& line : lines.mid(0, lines.size() - 1)) {
+            QVERIFY2(line.startsWith(u"status="_s) || line.startsWith(u"progress="_s), qPrintable(line));
+            if (line.startsWith(u"status=Запрашиваем "_s))
+                asked.append(line.mid(19));
+        }
+        QCOMPARE(asked, requested);
 
         static const QRegularExpression last(
             QStringLiteral("^download_success=true "
@@ -108,25 +136,52 @@ private Q_SLOTS:
         const auto match = last.match(lines.last());
         QVERIFY2(match.hasMatch(), qPrintable(lines.last()));
         const QString path = match.captured(1);
-        const QDate lastDay = QDate::currentDate();
-        checkDownloadedFile(path, {firstDay, lastDay});
+        QCOMPARE(lines.at(lines.size() - 2), u"status=Выгрузка прошла успешно: "_s + path);
+        if (everyBlock)
+            checkDownloadedFile(path, {firstDay, QDate::currentDate()});
         QFile::remove(path);
         QVERIFY(sim.stop());
+        QList<int> rates;
+        static const QRegularExpression rate(QStringLiteral("^tachograph: TX .* at (\\d+) baud\\)$"));
+        for (const QString& line : sim.standardError().split(QLatin1Char('\n'))) {
+            const auto answer = rate.match(line);
+            if (answer.hasMatch() && (rates.isEmpty() || rates.last() != answer.captured(1).toInt()))
+                rates.append(answer.captured(1).toInt());
+        }
+        QTEST(rates, "rates");
     }
 
-    void silentDevice()
+    void failure_data()
     {
-        SimulatorProcess sim({QStringLiteral("--silent")});
+        QTest::addColumn<QStringList>("simulator");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("silent device") << QStringList{u"--silent"_s} << QStringList{u"--baud"_s, u"115200"_s}
+                                       << u"download_success=false output= vehicle= nkm= card= error=Нет "
+                                          u"ответа тахографа: service frame "
+                                          u"timeout;"_s;
+        QTest::newRow("overview refused")
+            << QStringList{u"--refuse-block"_s, u"01"_s} << QStringList{}
+            << u"download_success=false output= vehicle= nkm= card= error=Ошибка запроса обзора"_s;
+    }
+
+    void failure()
+    {
+        QFETCH(QStringList, simulator);
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, line);
+        SimulatorProcess sim(simulator);
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
-        const auto result = runProcess(binaryPath(QStringLiteral("tachoria")),
-                                       {QStringLiteral("--probe-download"), sim.link(),
-                                        QStringLiteral("--baud"), QStringLiteral("115200")});
+        const auto result =
+            runProcess(binaryPath(QStringLiteral("tachoria")),
+                       QStringList{QStringLiteral("--probe-download"), sim.link()} + arguments);
         QCOMPARE(result.exitCode, 4);
-        QVERIFY2(result.standardOutput.contains(
-                     QStringLiteral("download_success=false output= vehicle= nkm= card= "
-                                    "error=Нет ответа тахографа: service frame timeout;")),
-                 qPrintable(result.standardOutput));
+        const QStringList lines = result.standardOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        QVERIFY2(lines.last().startsWith(line), qPrintable(result.standardOutput));
+        // The failure is also the last status.
+        QCOMPARE(lines.at(lines.size() - 2),
+                 u"status="_s + lines.last().mid(lines.last().indexOf(u"error=") + 6));
         QVERIFY(sim.stop());
     }
 };
