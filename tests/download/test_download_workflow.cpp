@@ -58,15 +58,15 @@ QString secondsHex(const QDate& day)
 
 // What the simulated unit was asked, each request as its SID and data in hex ("87 01 01 02"), read from
 // its --verbose log.
-QStringList requestsSeen(const QString& log)
+QStringList requestsSeen(const QString& log, const QString& line = QStringLiteral("tachograph"))
 {
-    static const QString marker = QStringLiteral("tachograph: RX ");
+    const QString marker = line + QStringLiteral(": RX ");
     QStringList requests;
-    for (const QString& line : log.split(QLatin1Char('\n'))) {
-        const qsizetype at = line.indexOf(marker);
+    for (const QString& text : log.split(QLatin1Char('\n'))) {
+        const qsizetype at = text.indexOf(marker);
         if (at < 0)
             continue;
-        const QByteArray wire = QByteArray::fromHex(line.mid(at + marker.size()).toLatin1());
+        const QByteArray wire = QByteArray::fromHex(text.mid(at + marker.size()).toLatin1());
         const auto format = static_cast<quint8>(wire.at(0));
         // The SID follows a header of 3 bytes (no length), 4 (one length byte) or 5 (two).
         const qsizetype sidAt = (format == 0x81 || format == 0xF1) ? 3 : (format == 0xF0 ? 5 : 4);
@@ -871,6 +871,42 @@ private Q_SLOTS:
         QCOMPARE(run.statuses.last(), error);
         QVERIFY(sim.stop());
         QTEST(requestsSeen(sim.standardError()), "requests");
+    }
+
+    // Through the external adapter: it is found and switched to RS-232 on its own port, and the whole
+    // download then runs on that port.
+    void throughTheAdapter()
+    {
+        SimulatorProcess sim({u"--verbose"_s}, true);
+        QString error;
+        QVERIFY2(sim.start(&error), qPrintable(error));
+        DownloadSettings settings = linkSettings(u"/nonexistent/tachograph"_s, 9600, 19200);
+        settings.useRalona = true;
+        settings.ralonaPortName = sim.adapterLink();
+        const Run run = download(settings, vehicleUnit(false));
+        QVERIFY2(run.result.success, qPrintable(run.result.errorText));
+        QCOMPARE(run.result.registration, u"A123BC77"_s);
+        QVERIFY(sim.stop());
+        const QString log = sim.standardError();
+        QVERIFY2(log.contains(u"adapter: adapter command 07\nadapter: TX 55 AA 87"_s), qPrintable(log));
+        QVERIFY2(log.contains(u"adapter: adapter command 03\nadapter: TX 55 AA 83"_s), qPrintable(log));
+        QCOMPARE(requestsSeen(log, u"tachograph"_s), QStringList());
+        const QStringList requests = requestsSeen(log, u"adapter"_s);
+        QCOMPARE(requests.mid(0, 4), QStringList({u"81"_s, u"10 81"_s, u"87 01 01 02"_s, u"87 02 03"_s}));
+        QCOMPARE(requests.last(), u"82"_s);
+        QCOMPARE(journal(u"download"_s, u"run"_s).first(),
+                 u"info Начата выгрузка: port=%1, tacho=1, card=0"_s.arg(sim.adapterLink()));
+    }
+
+    void adapterMissing()
+    {
+        DownloadSettings settings = linkSettings(u"/nonexistent/tachograph"_s);
+        settings.useRalona = true;
+        settings.ralonaPortName = u"/nonexistent/adapter"_s;
+        const Run run = download(settings, vehicleUnit(false));
+        QVERIFY(!run.result.success);
+        QVERIFY(!run.result.errorText.isEmpty());
+        QCOMPARE(run.statuses, QStringList({u"Открываем соединение с тахографом"_s, run.result.errorText}));
     }
 
     void silenceInTheMiddle()

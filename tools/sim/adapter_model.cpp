@@ -39,9 +39,11 @@ QByteArray AdapterModel::handle(quint8 code)
         return {}; // the adapter takes this one silently
     case 0x02:
         m_kLine = true;
+        m_rs232 = false;
         break;
     case 0x03:
         m_kLine = false;
+        m_rs232 = true;
         break;
     case 0x04:
         m_counting = true;

@@ -6,8 +6,8 @@
 
 namespace tachoria::sim {
 
-// The external adapter on its own line. It answers its 55 AA commands, and once switched to K-line it
-// passes the tachograph's service frames through on the same line.
+// The external adapter on its own line. It answers its 55 AA commands, and once switched to K-line or
+// to RS-232 it passes the tachograph's service frames through on the same line.
 class AdapterModel
 {
 public:
@@ -17,6 +17,7 @@ public:
     }
 
     bool kLine() const { return m_kLine; }
+    bool passesFrames() const { return m_kLine || m_rs232; }
     bool calibrationMode() const { return m_calibrationMode; }
 
     // Cuts one command (55 AA code checksum) off the front of the buffer, if one is there. Bytes in
@@ -29,6 +30,7 @@ public:
 private:
     quint32 m_pulseCount;
     bool m_kLine = false;
+    bool m_rs232 = false;
     bool m_calibrationMode = false;
     bool m_counting = false;
 };

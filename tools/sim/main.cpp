@@ -77,14 +77,14 @@ public:
                 if (!answer.isEmpty())
                     send(line, answer, settings);
             }
-            if (!line.adapter->kLine())
-                return; // no tachograph behind the adapter until it switches to K-line
+            if (!line.adapter->passesFrames())
+                return; // no tachograph behind the adapter until it switches the line
         }
         line.requests.append(incoming);
         while (const auto request = line.requests.next()) {
             log(QStringLiteral("%1: RX %2").arg(line.name, hex(request->wire)));
             const FaultInjection& faults = m_options.faults;
-            if (faults.echo || (line.adapter && m_options.kLineEcho))
+            if (faults.echo || (line.adapter && line.adapter->kLine() && m_options.kLineEcho))
                 send(line, request->wire, settings);
             if (faults.silent)
                 continue;
