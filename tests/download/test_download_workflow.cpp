@@ -40,6 +40,10 @@ void clearDownloadFolder()
     for (const QString& name :
          folder.entryList({QStringLiteral("*.tmp"), QStringLiteral("*.ddd")}, QDir::Files))
         folder.remove(name);
+    // Folders that stand in the way of a file, left by a test that failed.
+    for (const QString& name : folder.entryList({QStringLiteral("*.tmp"), QStringLiteral("*.ddd")},
+                                                QDir::Dirs | QDir::NoDotAndDotDot))
+        folder.rmdir(name);
 }
 
 QString hexText(const QByteArray& bytes)
@@ -907,6 +911,33 @@ private Q_SLOTS:
         QVERIFY(!run.result.success);
         QVERIFY(!run.result.errorText.isEmpty());
         QCOMPARE(run.statuses, QStringList({u"Открываем соединение с тахографом"_s, run.result.errorText}));
+    }
+
+    // A file that cannot be written ends the run with the step's text, or with the file's own reason for
+    // the final file; the session is closed either way.
+    void unwritableFiles_data()
+    {
+        QTest::addColumn<QString>("inTheWay");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("a temporary file") << u"REQUEST_OVERVIEW.tmp"_s << u"Ошибка запроса обзора"_s;
+        QTest::newRow("the final file") << u"test-[A123BC77].ddd"_s << u"Filename refers to a directory"_s;
+    }
+
+    void unwritableFiles()
+    {
+        QFETCH(QString, inTheWay);
+        QFETCH(QString, error);
+        QVERIFY(downloadFolder().mkpath(inTheWay));
+        SimulatorProcess sim({u"--verbose"_s});
+        QString startError;
+        QVERIFY2(sim.start(&startError), qPrintable(startError));
+        const Run run = download(sim.link(), vehicleUnit(false), 115200, 115200);
+        QVERIFY(downloadFolder().rmdir(inTheWay));
+        QVERIFY(!run.result.success);
+        QCOMPARE(run.result.errorText, error);
+        QCOMPARE(run.statuses.last(), error);
+        QVERIFY(sim.stop());
+        QCOMPARE(requestsSeen(sim.standardError()).last(), u"82"_s);
     }
 
     void silenceInTheMiddle()
