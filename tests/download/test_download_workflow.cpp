@@ -776,6 +776,20 @@ private Q_SLOTS:
         }
     }
 
+    // A block that comes some seconds after its "response pending" is waited for longer than a request.
+    void slowBlock()
+    {
+        SimulatorProcess sim({u"--pending-pause-ms"_s, u"3000"_s, u"--verbose"_s});
+        QString error;
+        QVERIFY2(sim.start(&error), qPrintable(error));
+        DownloadOptions options = vehicleUnit(false);
+        options.overview = false;
+        const Run run = download(sim.link(), options, 115200, 115200);
+        QVERIFY2(run.result.success, qPrintable(run.result.errorText));
+        QVERIFY(sim.stop());
+        QCOMPARE(withSid(requestsSeen(sim.standardError()), u"36"_s), QStringList{u"36 81"_s});
+    }
+
     // An archive answer may take the unit long after its "response pending"; the download waits for it.
     void slowArchive()
     {

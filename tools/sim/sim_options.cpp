@@ -189,6 +189,10 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         QStringLiteral("Answer to the crypto module's block counter: known, zero, "
                        "refused, malformed or silent."),
         QStringLiteral("answer"), QStringLiteral("known"));
+    const QCommandLineOption pendingPause(
+        QStringLiteral("pending-pause-ms"),
+        QStringLiteral("Each block comes after a 'response pending' and this long."), QStringLiteral("ms"),
+        QStringLiteral("0"));
     const QCommandLineOption archivePending(
         QStringLiteral("archive-pending-ms"),
         QStringLiteral("Each archive answer comes after a 'response pending' and this long."),
@@ -211,13 +215,13 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                                         QStringLiteral("n"), QStringLiteral("2400"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
-    parser.addOptions({link,           partNumber,    serial,      software,      skziNumber,    skziStatus,
-                       mode,           card,          cardType,    cardNumber,    bauds,         noPace,
-                       noise,          echo,          delay,       silent,        badChecksum,   zeroLength,
-                       state,          refuse,        refuseWrite, refuseSession, pulses,        speedSource,
-                       canResult,      canSpeed,      canIdType,   adapterLink,   adapterPulses, noKLineEcho,
-                       maxLinkBaud,    pending,       silentAfter, archiveBlocks, nkmCounter,    speedBytes,
-                       archivePending, refuseService, refuseBlock, moduleCard,    verbose});
+    parser.addOptions({link,         partNumber,     serial,        software,      skziNumber,    skziStatus,
+                       mode,         card,           cardType,      cardNumber,    bauds,         noPace,
+                       noise,        echo,           delay,         silent,        badChecksum,   zeroLength,
+                       state,        refuse,         refuseWrite,   refuseSession, pulses,        speedSource,
+                       canResult,    canSpeed,       canIdType,     adapterLink,   adapterPulses, noKLineEcho,
+                       maxLinkBaud,  pending,        silentAfter,   archiveBlocks, nkmCounter,    speedBytes,
+                       pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,    verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -316,6 +320,8 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--speed-block-bytes: expected a size"));
     if (!integer(archiveBlocks, 0, behaviour.archiveBlocks))
         return fail(QStringLiteral("--archive-blocks: expected a count"));
+    if (!integer(pendingPause, 0, behaviour.pendingPauseMs))
+        return fail(QStringLiteral("--pending-pause-ms: expected milliseconds"));
     if (!integer(archivePending, 0, behaviour.archivePendingMs))
         return fail(QStringLiteral("--archive-pending-ms: expected milliseconds"));
     const auto byteSet = [](const QString& text, QSet<quint8>& out) {

@@ -282,6 +282,8 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
     };
     if (m_behaviour.refusedBlocks.contains(type))
         return {negativeResponse(sid, kRequestOutOfRange)};
+    m_pauseAfterPendingMs = (type == 0x85 && m_behaviour.archivePendingMs > 0) ? m_behaviour.archivePendingMs
+                                                                               : m_behaviour.pendingPauseMs;
     QByteArray payload;
     switch (type) {
     case 0x01:
@@ -323,8 +325,6 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
         break;
     }
     case 0x85:
-        if (m_behaviour.archivePendingMs > 0)
-            m_pauseAfterPendingMs = m_behaviour.archivePendingMs;
         if (m_archiveIndex >= m_behaviour.archiveBlocks)
             return withPending(sid, negativeResponse(sid, kArchiveEnd));
         payload = m_download->archiveBlock(m_archiveIndex++);

@@ -72,7 +72,8 @@ struct DeviceBehaviour
     int pendingReplies = 0;       // "response pending" answers before each block
     int silentAfterRequests = -1; // the unit stops answering after this many requests; -1: never
     int archiveBlocks = 3;        // blocks of the crypto module's archive before its end
-    int archivePendingMs = 0;     // each archive answer comes this long after a "response pending"
+    int pendingPauseMs = 0;       // each block comes this long after a "response pending"
+    int archivePendingMs = 0;     // the same for the archive's answers, in its place
     QSet<quint8> refusedServices; // answered with a negative response "conditions not correct"
     QSet<quint8> refusedBlocks;   // TransferData types answered "request out of range"
     QByteArray moduleCard;        // a workshop card the crypto module already holds, authenticated
