@@ -21,6 +21,7 @@ import sys
 
 ATR = bytes.fromhex("3B9F96C00A3FC6A08031E073FE211B630801140F9000")
 TACHOGRAPH_DF = bytes.fromhex("FF544143484F")
+MASTER_FILES = {0x0002, 0x0005}
 
 
 def be(value, size):
@@ -110,7 +111,8 @@ class Card:
             return b"\x90\x00" if self.df_selected else b"\x6a\x82"
         if ins == 0xA4 and p1 == 0x02:
             fid = int.from_bytes(body[:2], "big")
-            if fid not in self.files:
+            # Only EF ICC and EF IC lie beside the tachograph application; the rest are inside it.
+            if fid not in self.files or (fid not in MASTER_FILES and not self.df_selected):
                 return b"\x6a\x82"
             self.current = fid
             return b"\x90\x00"
@@ -140,6 +142,8 @@ class Card:
         if ins == 0x84:
             return os.urandom(16) + b"\x90\x00"
         if ins == 0x20:
+            if (p1, p2, apdu[4]) != (0x00, 0x00, 0x08):
+                return b"\x6a\x86"
             if self.tries == 0:
                 return b"\x69\x83"
             if body == self.pin:
@@ -148,8 +152,14 @@ class Card:
             self.tries -= 1
             return bytes([0x63, 0xC0 | self.tries])
         if ins == 0x22:
+            if (p1, p2) != (0xC1, 0xB6):
+                return b"\x6a\x86"
+            if apdu[4] != 0x12 or body[:2] != b"\x83\x10" or len(body) != 18:
+                return b"\x6a\x80"
             return b"\x90\x00" if body[2:18] in self.keys else b"\x6a\x88"
         if ins == 0x2A:
+            if (p1, p2) != (0x00, 0xAE):
+                return b"\x6a\x86"
             self.chain += body
             if cla & 0x10:
                 return b"\x90\x00"
