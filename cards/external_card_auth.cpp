@@ -245,8 +245,11 @@ bool ExternalCardAuth::sendNkmCommand(protocol::TachographClient& client, quint8
     return true;
 }
 
-bool ExternalCardAuth::installCertificates(protocol::TachographClient& client, const QByteArray& key,
-                                           const QString& caRefusal, QString* error)
+// The module's authority certificate is checked under the key the card just accepted; the module's own
+// certificate is signed by that authority, so it is checked under the authority's key, whichever key
+// let the authority's certificate in.
+bool ExternalCardAuth::installCertificates(protocol::TachographClient& client, const QString& caRefusal,
+                                           QString* error)
 {
     quint8 status = 0;
     if (!sendNkmCommand(client, kNkmGetCertificate, QByteArray(1, '\0'), status, m_data.nkmCaCertificate,
@@ -255,7 +258,7 @@ bool ExternalCardAuth::installCertificates(protocol::TachographClient& client, c
     // The reader reports an accepted certificate as 0; it is compared with 0x9000 all the same.
     if (m_reader.cardVerifyCert(m_data.nkmCaCertificate) != PcscCardReader::kSuccess)
         return fail(error, caRefusal);
-    if (m_reader.cardMseSet(key) != PcscCardReader::kSuccess)
+    if (m_reader.cardMseSet(m_data.nkmKeyCa) != PcscCardReader::kSuccess)
         return fail(error, QStringLiteral("Не установлен ключ CA карты"));
     if (!sendNkmCommand(client, kNkmGetCertificate, QByteArray(1, '\x01'), status, m_data.nkmCertificate,
                         error))
@@ -309,12 +312,11 @@ bool ExternalCardAuth::authenticate(protocol::TachographClient& client, QString*
 
     if (m_reader.cardMseSet(m_data.nkmKeyCurrent) != PcscCardReader::kSuccess) {
         if (m_reader.cardMseSet(m_data.nkmKeyCa) == PcscCardReader::kSuccess) {
-            if (!installCertificates(client, m_data.nkmKeyCa,
-                                     QStringLiteral("Карта не приняла сертификат CA НКМ"), error))
+            if (!installCertificates(client, QStringLiteral("Карта не приняла сертификат CA НКМ"), error))
                 return false;
         } else if (m_reader.cardMseSet(m_data.nkmKeyPreviousCa) == PcscCardReader::kSuccess) {
-            if (!installCertificates(client, m_data.nkmKeyPreviousCa,
-                                     QStringLiteral("Карта не приняла предыдущий сертификат CA НКМ"), error))
+            if (!installCertificates(client, QStringLiteral("Карта не приняла предыдущий сертификат CA НКМ"),
+                                     error))
                 return false;
         } else {
             return fail(error, QStringLiteral("Идентификаторы СКЗИ не приняты картой"));

@@ -67,8 +67,7 @@ public:
 private:
     bool readFile(quint16 id, int length, QByteArray& out, QString* error);
     bool readCertificate(quint16 id, QByteArray& out, QString* error);
-    bool installCertificates(protocol::TachographClient& client, const QByteArray& key,
-                             const QString& caRefusal, QString* error);
+    bool installCertificates(protocol::TachographClient& client, const QString& caRefusal, QString* error);
 
     PcscCardReader m_reader;
     CardData m_data;

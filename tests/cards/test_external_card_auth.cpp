@@ -1,16 +1,26 @@
 // The card dialogue between the virtual workshop card (real pcscd) and the simulated crypto module.
-#include "../support/pcsc_stand_in.h"
 #include "../support/simulator_process.h"
+#include "card_slot.h"
 #include "cards/external_card_auth.h"
 #include "download/download_workflow.h"
+#include "logging/application_logger.h"
+#include "protocol/byte_order.h"
 
 #include <QDateTime>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
+
+#include <ctime>
+#include <utility>
 
 using tachoria::cards::ExternalCardAuth;
 using tachoria::cards::PcscCardReader;
 using tachoria::download::DownloadWorkflow;
+using tachoria::logging::ApplicationLogger;
 using tachoria::protocol::TachographClient;
 using tachoria::test::PcscStandIn;
 using tachoria::test::SimulatorProcess;
@@ -18,16 +28,99 @@ using tachoria::test::SimulatorProcess;
 namespace {
 
 const QString kReader = QStringLiteral("Virtual PCD 00 00");
+const QByteArray kFullCardNumber = QByteArray::fromHex("024A") + "RUW0000012345678";
 
 bool connectCard(ExternalCardAuth& auth)
 {
-    QString atr;
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        if (auth.reader().cardConnect(kReader, atr) == 0)
-            return true;
-        QTest::qWait(100);
+    return tachoria::test::connectWhenPresent(auth.reader(), kReader);
+}
+
+// The data of every crypto-module command (SID 0x01) the simulator received, in order: the length,
+// low byte first, the command code and the payload.
+QList<QByteArray> nkmRequests(SimulatorProcess& sim)
+{
+    QList<QByteArray> requests;
+    const QString marker = QStringLiteral("tachograph: RX ");
+    for (const QString& line : sim.standardError().split(QLatin1Char('\n'))) {
+        const qsizetype at = line.indexOf(marker);
+        if (at < 0)
+            continue;
+        const QByteArray wire = QByteArray::fromHex(line.mid(at + marker.size()).toLatin1());
+        const auto format = static_cast<quint8>(wire.at(0));
+        const int header = format == 0xF0 ? 5 : format == 0x80 ? 4 : 3;
+        if (wire.size() > header + 1 && static_cast<quint8>(wire.at(header)) == 0x01)
+            requests << wire.mid(header + 1, wire.size() - header - 2);
     }
-    return false;
+    return requests;
+}
+
+// The commands in short: the code, and for a certificate the byte that says which.
+QStringList nkmCommandNames(const QList<QByteArray>& requests)
+{
+    QStringList names;
+    for (const QByteArray& request : requests) {
+        const QByteArray code = request.mid(2, 1).toHex().toUpper();
+        names << (code == "42" || code == "49" ? QString::fromLatin1(code + ' ' + request.mid(3, 1).toHex())
+                                               : QString::fromLatin1(code));
+    }
+    return names;
+}
+
+QStringList texts(std::initializer_list<const char*> items)
+{
+    QStringList list;
+    for (const char* item : items)
+        list << QString::fromLatin1(item);
+    return list;
+}
+
+// The card's commands cut to the length of the expected ones, so that random or long data need not
+// be spelt out.
+QStringList cutTo(const QStringList& sent, const QStringList& expected)
+{
+    QStringList cut;
+    for (qsizetype i = 0; i < sent.size(); ++i)
+        cut << (i < expected.size() ? sent[i].left(expected[i].size()) : sent[i]);
+    return cut;
+}
+
+QList<QJsonObject> journal()
+{
+    QFile file(ApplicationLogger::currentFilePath());
+    QList<QJsonObject> records;
+    if (!file.open(QIODevice::ReadOnly))
+        return records;
+    for (const QByteArray& line : file.readAll().split('\n')) {
+        if (!line.isEmpty())
+            records << QJsonDocument::fromJson(line).object();
+    }
+    return records;
+}
+
+QString recordText(const QJsonObject& record)
+{
+    return QStringList{record.value(QStringLiteral("level")).toString(),
+                       record.value(QStringLiteral("category")).toString(),
+                       record.value(QStringLiteral("operation")).toString(),
+                       record.value(QStringLiteral("message")).toString()}
+        .join(QLatin1Char('|'));
+}
+
+// The journal's records of the cards since a count of records.
+QStringList cardRecordsSince(qsizetype count)
+{
+    QStringList texts;
+    const QList<QJsonObject> records = journal();
+    for (qsizetype i = count; i < records.size(); ++i) {
+        if (records[i].value(QStringLiteral("category")).toString() == QLatin1String("cards"))
+            texts << recordText(records[i]);
+    }
+    return texts;
+}
+
+QString warning(const QString& text)
+{
+    return QStringLiteral("warning|cards|card-operation|") + text;
 }
 
 } // namespace
@@ -37,6 +130,37 @@ class TestExternalCardAuth : public QObject
     Q_OBJECT
 
     PcscStandIn m_standIn;
+    QTemporaryDir m_journalDir;
+    QStringList m_cardArguments; // of the card now in the reader
+
+    // Puts in a card shaped by the emulator's options, unless that card is already there.
+    bool useCard(const QStringList& cardArguments)
+    {
+        if (cardArguments == m_cardArguments)
+            return true;
+        PcscCardReader probe;
+        if (!tachoria::test::reinsertCard(m_standIn, probe, kReader, cardArguments))
+            return false;
+        m_cardArguments = cardArguments;
+        return true;
+    }
+
+    // A connected card whose files are read: what readForAuth would give, were its connection check
+    // ever to pass.
+    bool readCard(ExternalCardAuth& auth, QString* error)
+    {
+        if (!connectCard(auth)) {
+            *error = QStringLiteral("no card");
+            return false;
+        }
+        auth.data().connected = true;
+        if (auth.reader().cardVerifyPin(QByteArray("1234") + QByteArray(4, '\xFF')) !=
+            PcscCardReader::kSuccess) {
+            *error = QStringLiteral("PIN refused");
+            return false;
+        }
+        return auth.readCardFiles(error);
+    }
 
 private Q_SLOTS:
     void initTestCase()
@@ -44,6 +168,8 @@ private Q_SLOTS:
         const QString reason = PcscStandIn::unavailableReason();
         if (!reason.isEmpty())
             QSKIP(qPrintable(QStringLiteral("cannot run the smart-card stand-in here: ") + reason));
+        QVERIFY(m_journalDir.isValid());
+        ApplicationLogger::initialize(m_journalDir.path(), true);
         QString error;
         QVERIFY2(m_standIn.startService(&error), qPrintable(error));
         QVERIFY2(m_standIn.insertCard(&error), qPrintable(error));
@@ -56,28 +182,50 @@ private Q_SLOTS:
     {
         m_standIn.removeCard();
         m_standIn.stopService();
+        ApplicationLogger::shutdown();
     }
 
     // The reader reports a connection as 0 and the procedure expects 0x9000: by design the check
-    // never passes, and the external-card download stays dormant.
+    // never passes, and the external-card download stays dormant. A failed connection shows the
+    // reader's own code.
+    void readForAuthStopsAtTheConnectionCheck_data()
+    {
+        QTest::addColumn<QString>("reader");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("a card in the reader") << kReader << QStringLiteral("Не подключена карта: 0x0000");
+        QTest::newRow("a reader without a card")
+            << QStringLiteral("Virtual PCD 00 01") << QStringLiteral("Не подключена карта: 0x0001");
+        QTest::newRow("no such reader")
+            << QStringLiteral("No Such Reader 00 00") << QStringLiteral("Не подключена карта: 0x0001");
+    }
+
     void readForAuthStopsAtTheConnectionCheck()
     {
+        QFETCH(QString, reader);
+        QFETCH(QString, error);
+        QVERIFY(useCard({}));
         ExternalCardAuth auth;
-        QString error;
-        QVERIFY(!auth.readForAuth(kReader, QStringLiteral("1234"), &error));
-        QCOMPARE(error, QStringLiteral("Не подключена карта: 0x0000"));
+        const qsizetype before = journal().size();
+        m_standIn.clearCardLog();
+        QString failure;
+        QVERIFY(!auth.readForAuth(reader, QStringLiteral("1234"), &failure));
+        QCOMPARE(failure, error);
+        QVERIFY(!auth.data().connected);
+        QCOMPARE(m_standIn.cardLog(), QStringList()); // neither the PIN nor a file
+        QCOMPARE(cardRecordsSince(before),
+                 (QStringList{QStringLiteral("info|cards|read-card|Начато чтение карты для авторизации"),
+                              warning(error)}));
         auth.disconnect();
     }
 
     void recordsFromTheCardFiles()
     {
+        QVERIFY(useCard({}));
         ExternalCardAuth auth;
-        QVERIFY(connectCard(auth));
-        auth.data().connected = true;
         QString error;
-        QVERIFY2(auth.readCardFiles(&error), qPrintable(error));
+        QVERIFY2(readCard(auth, &error), qPrintable(error));
         const auto& data = auth.data();
-        QCOMPARE(data.fullCardNumber, QByteArray::fromHex("024A") + "RUW0000012345678");
+        QCOMPARE(data.fullCardNumber, kFullCardNumber);
         QCOMPARE(data.caCertificate.size(), 244); // header 30 82 00 F0 and 240 bytes
         QCOMPARE(data.cardCertificate.size(), 256);
         QCOMPARE(data.keyIdentifier, QByteArray::fromHex("00112233445566778899AABBCCDDEEFF"));
@@ -96,36 +244,280 @@ private Q_SLOTS:
                                                "\xCC\xC0\xD1\xD2\xC5\xD0\xD1\xCA\xC0\xDF 7         "));
         QCOMPARE(entering.mid(36, 1), QByteArray(1, '\0'));
         QCOMPARE(entering.mid(37, 35), QByteArray(35, ' '));
-        QCOMPARE(entering.mid(72, 18), QByteArray::fromHex("024A") + "RUW0000012345678");
+        QCOMPARE(entering.mid(72, 18), kFullCardNumber);
         QCOMPARE(entering.mid(90, 4).toHex(), QByteArray("70dbd880"));
+        QCOMPARE(entering.mid(94, 4).toHex(), QByteArray("6b040ea0")); // 2026-11-23 10:00
         QCOMPARE(entering.mid(98, 11).toHex(), QByteArray("00000002ffffffffffffff"));
         QCOMPARE(entering.mid(109, 15), QByteArray("\x4A"
                                                    "A123BC77      "));
         QCOMPARE(entering.mid(124, 5).toHex(), QByteArray("6955b90000"));
         const QByteArray taking = auth.serializeTakingRecord(now);
-        QCOMPARE(taking.mid(102, 7), entering.mid(94, 4) + QByteArray(3, '\0'));
+        QCOMPARE(taking.size(), 129);
+        QCOMPARE(taking.left(102), entering.left(102));
+        QCOMPARE(taking.mid(102, 7).toHex(), QByteArray("6b040ea0000000"));
+        QCOMPARE(taking.mid(109), entering.mid(109));
         auth.disconnect();
     }
 
-    // The whole dialogue, then a card download and the card's removal from the module.
-    void wholeDialogueWithTheCryptoModule()
+    // The module keeps local time: the wall clock goes out as if it were UTC.
+    void recordsCarryTheLocalWallClock()
     {
-        SimulatorProcess sim({QStringLiteral("--pending"), QStringLiteral("2")});
-        QString error;
-        QVERIFY2(sim.start(&error), qPrintable(error));
+        const QByteArray zone = qgetenv("TZ");
+        qputenv("TZ", "Asia/Vladivostok"); // UTC+10 all year
+        tzset();
+        ExternalCardAuth auth;
+        const qint64 earliest = QDateTime::currentSecsSinceEpoch() + 10 * 3600;
+        const QByteArray entering = auth.serializeEnteringRecord();
+        const QByteArray taking = auth.serializeTakingRecord();
+        const qint64 latest = QDateTime::currentSecsSinceEpoch() + 10 * 3600;
+        if (zone.isNull())
+            qunsetenv("TZ");
+        else
+            qputenv("TZ", zone);
+        tzset();
+        for (const auto& [record, offset] :
+             {std::pair{entering, 94}, std::pair{taking, 94}, std::pair{taking, 102}}) {
+            const qint64 stamp = QByteArray(record.mid(offset, 4)).toHex().toLongLong(nullptr, 16);
+            QVERIFY2(earliest <= stamp && stamp <= latest, qPrintable(QString::number(stamp - earliest)));
+        }
+    }
+
+    // Every command the card gets while its files are read, and the selections kept between reads.
+    void cardFilesCommands()
+    {
+        QVERIFY(useCard({}));
         ExternalCardAuth auth;
         QVERIFY(connectCard(auth));
         auth.data().connected = true;
-        QCOMPARE(auth.reader().cardVerifyPin(QByteArray("1234") + QByteArray(4, '\xFF')),
-                 PcscCardReader::kSuccess);
+        m_standIn.clearCardLog();
+        QString error;
         QVERIFY2(auth.readCardFiles(&error), qPrintable(error));
+        const QStringList whole{
+            QStringLiteral("00CA004512"),     QStringLiteral("00A4040C06FF544143484F"),
+            QStringLiteral("00A4020C02C208"), QStringLiteral("00B0000004"),
+            QStringLiteral("00B00000F0"),
+            QStringLiteral("00B000F004"), // 244 bytes: the header and 240
+            QStringLiteral("00A4020C02C200"), QStringLiteral("00B0000004"),
+            QStringLiteral("00B00000F0"),
+            QStringLiteral("00B000F010"), // 256 bytes
+            QStringLiteral("00A4020C02C201"), QStringLiteral("00B0000010"),
+            QStringLiteral("00A4020C020501"), QStringLiteral("00B000000B"),
+            QStringLiteral("00A4020C020520"), QStringLiteral("00B00000D3"),
+            QStringLiteral("00A4020C020505"),
+            QStringLiteral("00B0000021"), // one vehicle record of 31 bytes and the pointer
+        };
+        QCOMPARE(m_standIn.cardLog(), whole);
+
+        // The application stays selected; a file is selected again only when another was selected last.
+        m_standIn.clearCardLog();
+        QVERIFY2(auth.readCardFiles(&error), qPrintable(error));
+        QStringList again = whole;
+        again.removeAt(1);
+        QCOMPARE(m_standIn.cardLog(), again);
+
+        // After a disconnect both are chosen again.
+        auth.disconnect();
+        QVERIFY(!auth.data().connected);
+        QVERIFY(connectCard(auth));
+        m_standIn.clearCardLog();
+        QVERIFY2(auth.readCardFiles(&error), qPrintable(error));
+        QCOMPARE(m_standIn.cardLog(), whole);
+        auth.disconnect();
+    }
+
+    // Cards that differ from the usual workshop card, or are damaged: what is read from them, or
+    // where the reading stops and with which words.
+    void cardFilesOfOtherCards_data()
+    {
+        QTest::addColumn<QStringList>("card");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<QString>("lastCommand");
+
+        const auto answer = [](const char* text) {
+            return QStringList{QStringLiteral("--answer"), QString::fromLatin1(text)};
+        };
+        const auto file = [](const char* fid, const QByteArray& content) {
+            return QStringList{QStringLiteral("--file"), QString::fromLatin1(fid) + QLatin1Char('=') +
+                                                             QString::fromLatin1(content.toHex())};
+        };
+        const QByteArray record0 = QByteArray(10, '\0') + QByteArray::fromHex("11223344") +
+                                   "\x4A"
+                                   "X001XX99      " +
+                                   QByteArray(2, '\0');
+        const QByteArray record1 = QByteArray(10, '\0') + QByteArray::fromHex("55667788") +
+                                   "\x2B"
+                                   "Y002YY50      " +
+                                   QByteArray(2, '\0');
+        const auto applicationFile = [](int records) {
+            return QByteArray::fromHex("02000000000000") + QByteArray(1, static_cast<char>(records >> 8)) +
+                   QByteArray(1, static_cast<char>(records & 0xFF)) + QByteArray(2, '\0');
+        };
+        const QByteArray authority = QByteArray("SERVICE AUTHORITY").leftJustified(36, ' ');
+        const QByteArray identification = QByteArray(1, '\x4A') + "RUW0000012345678" + authority +
+                                          QByteArray(8, '\0') + QByteArray::fromHex("70dbd880");
+
+        QTest::newRow("a certificate whose header gives a length below 5")
+            << file("C208", QByteArray::fromHex("3082000311223344")) << QString() << "caCertificate"
+            << QByteArray::fromHex("308200") << "00B0000021";
+        QTest::newRow("a certificate header of 5 takes the header with it")
+            << file("C208", QByteArray::fromHex("308200051122334455")) << QString() << "caCertificate"
+            << QByteArray::fromHex("308200051122334455") << "00B0000021";
+        QTest::newRow("a certificate without the 30 82 header is 4 bytes")
+            << file("C200", QByteArray::fromHex("3081F0AABBCCDD")) << QString() << "cardCertificate"
+            << QByteArray::fromHex("3081F0AA") << "00B0000021";
+        QTest::newRow("not a workshop card: stops after the key identifier")
+            << answer("00CA004512=014A52555730303030303132333435363738399000") << QString() << "codeString"
+            << QByteArray() << "00B0000010";
+        QTest::newRow("the full number refused")
+            << answer("00CA004512=6A88") << QStringLiteral("Не прочитан полный номер карты: 0x6A88")
+            << QString() << QByteArray() << "00CA004512";
+        QTest::newRow("the full number too short")
+            << answer("00CA004512=024A9000") << QStringLiteral("Не прочитан полный номер карты: 0x9000")
+            << QString() << QByteArray() << "00CA004512";
+        QTest::newRow("no tachograph application")
+            << answer("00A4040C=6A82") << QStringLiteral("Не выбран каталог карты: 0x6A82") << QString()
+            << QByteArray() << "00A4040C06FF544143484F";
+        QTest::newRow("a file missing")
+            << answer("00A4020C02C201=6A82") << QStringLiteral("Не выбран файл карты 0xC201: 0x6A82")
+            << QString() << QByteArray() << "00A4020C02C201";
+        QTest::newRow("a read failing twice")
+            << answer("00B0000010=6581@2") << QStringLiteral("Не прочитан файл карты 0xC201: 0x6581")
+            << QString() << QByteArray() << "00B0000010";
+        QTest::newRow("a read failing once is tried again")
+            << answer("00B0000010=6581@1") << QString() << "keyIdentifier"
+            << QByteArray::fromHex("00112233445566778899AABBCCDDEEFF") << "00B0000021";
+        QTest::newRow("0501 of 8 bytes") << answer("00B000000B=02000000000000009000")
+                                         << QStringLiteral("Файл 0501 карты имеет неверную длину")
+                                         << QString() << QByteArray() << "00B000000B";
+        QTest::newRow("0501 of 9 bytes is enough")
+            << answer("00B000000B=0200000000000000019000") << QString() << "lastVehicleUse"
+            << QByteArray::fromHex("6955b900") << "00B0000021";
+        QTest::newRow("0520 of 64 bytes")
+            << answer(QByteArray("00B00000D3=" + identification.left(64).toHex() + "9000").constData())
+            << QStringLiteral("Файл 0520 карты имеет неверную длину") << QString() << QByteArray()
+            << "00B00000D3";
+        QTest::newRow("0520 of 65 bytes is enough")
+            << answer(QByteArray("00B00000D3=" + identification.toHex() + "9000").constData()) << QString()
+            << "codeString" << authority << "00B0000021";
+        QTest::newRow("the pointer equal to the record count")
+            << file("0505", QByteArray::fromHex("0001") + record0)
+            << QStringLiteral("Указатель последней записи карты выходит за границы") << QString()
+            << QByteArray() << "00B0000021";
+        QTest::newRow("the pointer to the second of two records")
+            << file("0501", applicationFile(2)) +
+                   file("0505", QByteArray::fromHex("0001") + record0 + record1)
+            << QString() << "lastVehicle"
+            << QByteArray("\x2B"
+                          "Y002YY50      ")
+            << "00B0000040";
+        QTest::newRow("the time of the newest record")
+            << file("0501", applicationFile(2)) +
+                   file("0505", QByteArray::fromHex("0001") + record0 + record1)
+            << QString() << "lastVehicleUse" << QByteArray::fromHex("55667788") << "00B0000040";
+        QTest::newRow("a history shorter than its records")
+            << answer("00B0000021=00000000000000000000000000000000000000000000009000")
+            << QStringLiteral("Повреждена история транспортных средств карты") << QString() << QByteArray()
+            << "00B0000021";
+        QTest::newRow("no vehicle records")
+            << file("0501", applicationFile(0)) + file("0505", QByteArray(2, '\0')) << QString()
+            << "lastVehicle" << QByteArray(15, ' ') << "00B0000002";
+        QTest::newRow("no vehicle records: no time of use")
+            << file("0501", applicationFile(0)) + file("0505", QByteArray(2, '\0')) << QString()
+            << "lastVehicleUse" << QByteArray::fromHex("FFFFFFFF") << "00B0000002";
+        QTest::newRow("the record's card number")
+            << QStringList() << QString() << "cardFullNumberForRecord" << kFullCardNumber << "00B0000021";
+    }
+
+    void cardFilesOfOtherCards()
+    {
+        QFETCH(QStringList, card);
+        QFETCH(QString, error);
+        QFETCH(QString, field);
+        QFETCH(QByteArray, value);
+        QFETCH(QString, lastCommand);
+        QVERIFY(useCard(card));
+        ExternalCardAuth auth;
+        QVERIFY(connectCard(auth));
+        auth.data().connected = true;
+        const qsizetype before = journal().size();
+        m_standIn.clearCardLog();
+        QString failure;
+        QCOMPARE(auth.readCardFiles(&failure), error.isEmpty());
+        QCOMPARE(failure, error);
+        QCOMPARE(m_standIn.cardLog().last(), lastCommand);
+        if (!error.isEmpty())
+            QCOMPARE(cardRecordsSince(before), QStringList{warning(error)});
+        const auto& data = auth.data();
+        const QHash<QString, QByteArray> fields{
+            {QStringLiteral("caCertificate"), data.caCertificate},
+            {QStringLiteral("cardCertificate"), data.cardCertificate},
+            {QStringLiteral("keyIdentifier"), data.keyIdentifier},
+            {QStringLiteral("codeString"), data.codeString},
+            {QStringLiteral("cardFullNumberForRecord"), data.cardFullNumberForRecord},
+            {QStringLiteral("lastVehicle"), data.lastVehicle},
+            {QStringLiteral("lastVehicleUse"), tachoria::protocol::bigEndianBytes(data.lastVehicleUse, 4)},
+        };
+        if (!field.isEmpty())
+            QCOMPARE(fields.value(field).toHex(), value.toHex());
+        auth.disconnect();
+    }
+
+    // A failed read is tried once more at once, and no more.
+    void aFailedReadIsTriedOnceMore()
+    {
+        QVERIFY(useCard({QStringLiteral("--answer"), QStringLiteral("00B0000010=6581@2")}));
+        ExternalCardAuth auth;
+        QVERIFY(connectCard(auth));
+        m_standIn.clearCardLog();
+        QString error;
+        QVERIFY(!auth.readCardFiles(&error));
+        QCOMPARE(m_standIn.cardLog().mid(10),
+                 (QStringList{QStringLiteral("00A4020C02C201"), QStringLiteral("00B0000010"),
+                              QStringLiteral("00B0000010")}));
+        auth.disconnect();
+    }
+
+    void withoutACardConnection()
+    {
+        ExternalCardAuth auth;
+        QString error;
+        QVERIFY(!auth.readCardFiles(&error));
+        QCOMPARE(error, QStringLiteral("Не прочитан полный номер карты: 0x80100003"));
+    }
+
+    // The whole dialogue, then a card download and the card's removal from the module: every command
+    // to the module and to the card, with its bytes.
+    void wholeDialogueWithTheCryptoModule()
+    {
+        QVERIFY(useCard({}));
+        SimulatorProcess sim({QStringLiteral("--pending"), QStringLiteral("2"), QStringLiteral("--verbose")});
+        QString error;
+        QVERIFY2(sim.start(&error), qPrintable(error));
+        ExternalCardAuth auth;
+        QVERIFY2(readCard(auth, &error), qPrintable(error));
 
         TachographClient client;
         client.configure(sim.link(), 115200, QSerialPort::EvenParity);
         QVERIFY2(client.openAndStartCommunication(1, &error), qPrintable(error));
+        const qsizetype before = journal().size();
+        m_standIn.clearCardLog();
         QVERIFY2(auth.authenticate(client, &error), qPrintable(error));
         QCOMPARE(auth.data().nkmKeyCurrent, QByteArray(16, '\xAA'));
+        QCOMPARE(auth.data().nkmKeyCa, QByteArray(16, '\xBB'));
+        QCOMPARE(auth.data().nkmKeyPreviousCa, QByteArray(16, '\xCC'));
         QVERIFY(auth.data().nkmFlags & 0x20); // the module counts the card as inserted
+        QCOMPARE(
+            cardRecordsSince(before),
+            (QStringList{QStringLiteral("info|cards|authenticate-card|Начата авторизация карты в СКЗИ"),
+                         QStringLiteral("info|cards|authenticate-card|Авторизация карты в СКЗИ завершена")}));
+        const QStringList cardCommands = m_standIn.cardLog();
+        QCOMPARE(cardCommands.size(), 4);
+        QCOMPARE(cardCommands[0], QStringLiteral("0022C1B6128310") + QString(32, QLatin1Char('A')));
+        QCOMPARE(cardCommands[1], QStringLiteral("0084000010"));
+        QCOMPARE(cardCommands[2], QStringLiteral("0082000050") + QStringLiteral("5C").repeated(0x50));
+        QCOMPARE(cardCommands[3], QStringLiteral("00C0000080"));
 
         QVERIFY(client.requestUpload(QByteArray::fromHex("00000000"
                                                          "00FFFFFFFF"),
@@ -140,36 +532,250 @@ private Q_SLOTS:
                                                           "00FFFFFFFF"),
                                       nullptr, &error) ||
                 DownloadWorkflow::transferData(client, 0x06, {}, nullptr, card) == 127); // no card, no data
+        const QByteArray entering = auth.serializeEnteringRecord();
+        const QByteArray taking = auth.serializeTakingRecord();
         auth.disconnect();
         QVERIFY(sim.stop());
+
+        const QList<QByteArray> requests = nkmRequests(sim);
+        QCOMPARE(nkmCommandNames(requests),
+                 (texts({"32", "40", "4A", "42 00", "42 01", "4B", "43", "44", "32", "41", "32"})));
+        // Each carries its length, low byte first, before the code.
+        for (const QByteArray& request : requests)
+            QCOMPARE(static_cast<quint8>(request.at(0)) | static_cast<quint8>(request.at(1)) << 8,
+                     request.size() - 2);
+        const auto payload = [&requests](int index) { return requests[index].mid(3); };
+        QCOMPARE(payload(0), QByteArray());
+        QCOMPARE(payload(1).size(), 129);
+        QCOMPARE(payload(1).left(94), entering.left(94)); // all but the time of insertion
+        QCOMPARE(payload(1).mid(98), entering.mid(98));
+        QCOMPARE(payload(2).toHex(), (QByteArray::fromHex("80") + kFullCardNumber +
+                                      QByteArray::fromHex("00112233445566778899AABBCCDDEEFF"))
+                                         .toHex());
+        QCOMPARE(payload(3), QByteArray(1, '\0') + kFullCardNumber + auth.data().caCertificate);
+        QCOMPARE(payload(4), QByteArray(1, '\x01') + kFullCardNumber + auth.data().cardCertificate);
+        QCOMPARE(payload(5), QByteArray());
+        QCOMPARE(payload(6).size(), 18 + 16);
+        QCOMPARE(payload(6).left(18), kFullCardNumber);
+        QByteArray cryptogram;
+        for (int i = 0; i < 128; ++i)
+            cryptogram.append(static_cast<char>(i * 3));
+        QCOMPARE(payload(7).toHex(), (kFullCardNumber + cryptogram).toHex());
+        QCOMPARE(payload(9).left(102), taking.left(102));
+        QCOMPARE(payload(9).mid(106), taking.mid(106)); // all but the time of removal
+        QCOMPARE(payload(9).mid(106, 3), QByteArray(3, '\0'));
+        // The frame itself: FMT 0x80, the tachograph, the program, SID 0x01.
+        QVERIFY(sim.standardError().contains(QStringLiteral("tachograph: RX 80 EE F0 04 01 01 00 32 96")));
     }
 
-    void cryptoModuleReplies_data()
+    // The dialogue's turns: which commands go to the module and the card, and the words where it stops.
+    void authenticationPaths_data()
     {
-        QTest::addColumn<QByteArray>("command");
+        QTest::addColumn<QStringList>("sim");
+        QTest::addColumn<QStringList>("card");
         QTest::addColumn<QString>("error");
-        QTest::newRow("unknown command")
-            << QByteArray::fromHex("77") << QStringLiteral("СКЗИ: неожиданный SID ответа 0x7F");
+        QTest::addColumn<QStringList>("nkmCommands");
+        QTest::addColumn<QStringList>("cardCommands");
+
+        const QStringList upToKeys = texts({"32", "40", "4A", "42 00", "42 01", "4B"});
+        const QStringList all = upToKeys + texts({"43", "44", "32"});
+        const auto key = [](char byte) {
+            return QStringLiteral("0022C1B6128310") + QString(32, QLatin1Char(byte));
+        };
+        const QStringList ownKey{key('A'), QStringLiteral("0084000010"), QStringLiteral("0082000050"),
+                                 QStringLiteral("00C0000080")};
+        const auto keys = [](const char* hex) {
+            return QStringList{QStringLiteral("--nkm-keys"), QString::fromLatin1(hex).repeated(1)};
+        };
+
+        QTest::newRow("the module does not know the card")
+            << QStringList() << QStringList() << QString() << all << ownKey;
+        QTest::newRow("the module knows the card: no authority certificate")
+            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4A=010000")} << QStringList()
+            << QString() << texts({"32", "40", "4A", "42 01", "4B", "43", "44", "32"}) << ownKey;
+        QTest::newRow("the key identifier refused")
+            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4A=010033")} << QStringList()
+            << QStringLiteral("СКЗИ не принял идентификатор ключа карты: 0x33") << texts({"32", "40", "4A"})
+            << QStringList();
+        QTest::newRow("an incomplete key list")
+            << QStringList{QStringLiteral("--nkm-reply"),
+                           QStringLiteral("4B=300000") + QString(94, QLatin1Char('A'))}
+            << QStringList() << QStringLiteral("СКЗИ вернул неполный список идентификаторов ключей")
+            << upToKeys << QStringList();
+        // The card accepts a certificate as 0 and the procedure expects 0x9000: by design an accepted
+        // certificate is reported as refused.
+        QTest::newRow("only the authority's key known to the card")
+            << keys("DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDBBBBBBBBBBBBBBBBBBBBBBBBBBBBBBBBCCCCCCCCCCCCCCCCCCCCCCCC"
+                    "CCCCCCCC")
+            << QStringList() << QStringLiteral("Карта не приняла сертификат CA НКМ")
+            << upToKeys + texts({"49 00"}) << QStringList{key('D'), key('B'), QStringLiteral("002A00AEC2")};
+        QTest::newRow("only the previous authority's key known to the card")
+            << keys("DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEAAAAAAAAAAAAAAAAAAAAAAAA"
+                    "AAAAAAAA")
+            << QStringList() << QStringLiteral("Карта не приняла предыдущий сертификат CA НКМ")
+            << upToKeys + texts({"49 00"})
+            << QStringList{key('D'), key('E'), key('A'), QStringLiteral("002A00AEC2")};
+        QTest::newRow("no key known to the card")
+            << keys("DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEFFFFFFFFFFFFFFFFFFFFFFFF"
+                    "FFFFFFFF")
+            << QStringList() << QStringLiteral("Идентификаторы СКЗИ не приняты картой") << upToKeys
+            << QStringList{key('D'), key('E'), key('F')};
+        QTest::newRow("no challenge")
+            << QStringList() << QStringList{QStringLiteral("--answer"), QStringLiteral("0084000010=6985")}
+            << QStringLiteral("Не получено случайное число карты") << upToKeys
+            << QStringList{key('A'), QStringLiteral("0084000010")};
+        QTest::newRow("a short challenge")
+            << QStringList()
+            << QStringList{QStringLiteral("--answer"), QStringLiteral("0084000010=0102039000")}
+            << QStringLiteral("Не получено случайное число карты") << upToKeys
+            << QStringList{key('A'), QStringLiteral("0084000010")};
+        QTest::newRow("mutual authentication without 61xx: the cryptogram asked as 6 bytes")
+            << QStringList() << QStringList{QStringLiteral("--answer"), QStringLiteral("0082000050=9000")}
+            << QStringLiteral("Не получена криптограмма карты") << upToKeys + texts({"43"})
+            << QStringList{key('A'), QStringLiteral("0084000010"), QStringLiteral("0082000050"),
+                           QStringLiteral("00C0000006")};
+        QTest::newRow("a short reply of the module ends the dialogue")
+            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("40=0100")} << QStringList()
+            << QStringLiteral("СКЗИ вернул короткий ответ на 0x40") << texts({"32", "40"}) << QStringList();
     }
 
-    void cryptoModuleReplies()
+    void authenticationPaths()
     {
-        QFETCH(QByteArray, command);
-        SimulatorProcess sim;
+        QFETCH(QStringList, sim);
+        QFETCH(QStringList, card);
+        QFETCH(QString, error);
+        QFETCH(QStringList, nkmCommands);
+        QFETCH(QStringList, cardCommands);
+        QVERIFY(useCard(card));
+        SimulatorProcess simulator(sim + QStringList{QStringLiteral("--verbose")});
+        QString failure;
+        QVERIFY2(simulator.start(&failure), qPrintable(failure));
+        ExternalCardAuth auth;
+        QVERIFY2(readCard(auth, &failure), qPrintable(failure));
+        TachographClient client;
+        client.configure(simulator.link(), 115200, QSerialPort::EvenParity);
+        QVERIFY2(client.openAndStartCommunication(1, &failure), qPrintable(failure));
+        const qsizetype before = journal().size();
+        m_standIn.clearCardLog();
+        QCOMPARE(auth.authenticate(client, &failure), error.isEmpty());
+        QCOMPARE(failure, error);
+        QCOMPARE(cutTo(m_standIn.cardLog(), cardCommands), cardCommands);
+        if (!error.isEmpty())
+            QCOMPARE(cardRecordsSince(before).last(), warning(error));
+        auth.disconnect();
+        QVERIFY(simulator.stop());
+        QCOMPARE(nkmCommandNames(nkmRequests(simulator)), nkmCommands);
+    }
+
+    void authenticateWithoutACard()
+    {
+        SimulatorProcess sim({QStringLiteral("--verbose")});
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
         TachographClient client;
         client.configure(sim.link(), 115200, QSerialPort::EvenParity);
-        QVERIFY(client.openAndStartCommunication(1, &error));
+        QVERIFY2(client.openAndStartCommunication(1, &error), qPrintable(error));
         ExternalCardAuth auth;
-        quint8 status = 0;
-        QByteArray reply;
-        QVERIFY(!auth.sendNkmCommand(client, static_cast<quint8>(command.at(0)), command.mid(1), status,
-                                     reply, &error));
-        QTEST(error, "error");
-        QVERIFY(auth.sendNkmCommand(client, 0x32, {}, status, reply, &error));
-        QCOMPARE(reply.size(), 4);
+        QVERIFY(!auth.authenticate(client, &error));
+        QCOMPARE(error, QStringLiteral("Карта не подключена"));
         QVERIFY(sim.stop());
+        QCOMPARE(nkmRequests(sim), QList<QByteArray>());
+    }
+
+    // Only a card that the module counts as inserted is taken out of it.
+    void ejectOnlyAnInsertedCard_data()
+    {
+        QTest::addColumn<bool>("connected");
+        QTest::addColumn<int>("flags");
+        QTest::addColumn<QStringList>("nkmCommands");
+        QTest::newRow("inserted") << true << 0x20 << texts({"41", "32"});
+        QTest::newRow("flags without 0x20") << true << 0xDF << QStringList();
+        QTest::newRow("not connected") << false << 0x20 << QStringList();
+    }
+
+    void ejectOnlyAnInsertedCard()
+    {
+        QFETCH(bool, connected);
+        QFETCH(int, flags);
+        QFETCH(QStringList, nkmCommands);
+        SimulatorProcess sim({QStringLiteral("--verbose")});
+        QString error;
+        QVERIFY2(sim.start(&error), qPrintable(error));
+        TachographClient client;
+        client.configure(sim.link(), 115200, QSerialPort::EvenParity);
+        QVERIFY2(client.openAndStartCommunication(1, &error), qPrintable(error));
+        ExternalCardAuth auth;
+        auth.data().connected = connected;
+        auth.data().nkmFlags = static_cast<quint8>(flags);
+        QVERIFY2(auth.eject(client, &error), qPrintable(error));
+        QVERIFY(sim.stop());
+        QCOMPARE(nkmCommandNames(nkmRequests(sim)), nkmCommands);
+    }
+
+    void cryptoModuleReplies_data()
+    {
+        QTest::addColumn<QStringList>("sim");
+        QTest::addColumn<QByteArray>("command");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("reply");
+        QTest::newRow("unknown command")
+            << QStringList() << QByteArray::fromHex("77")
+            << QStringLiteral("СКЗИ: неожиданный SID ответа 0x7F") << 0 << QByteArray();
+        QTest::newRow("the state") << QStringList() << QByteArray::fromHex("32") << QString() << 0
+                                   << QByteArray(4, '\0');
+        QTest::newRow("two pending replies just prolong the wait")
+            << QStringList{QStringLiteral("--pending"), QStringLiteral("2")} << QByteArray::fromHex("32")
+            << QString() << 0 << QByteArray(4, '\0');
+        QTest::newRow("fewer than three data bytes")
+            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("32=0100")}
+            << QByteArray::fromHex("32") << QStringLiteral("СКЗИ вернул короткий ответ на 0x32") << 0
+            << QByteArray();
+        QTest::newRow("a length of 0")
+            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4B=000000")}
+            << QByteArray::fromHex("4B") << QStringLiteral("СКЗИ вернул повреждённый ответ на 0x4B") << 0
+            << QByteArray();
+        QTest::newRow("less data than the length")
+            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4B=030000AA")}
+            << QByteArray::fromHex("4B") << QStringLiteral("СКЗИ вернул повреждённый ответ на 0x4B") << 0
+            << QByteArray();
+        QTest::newRow("the reply is the length less the status")
+            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4B=0200113344")}
+            << QByteArray::fromHex("4B") << QString() << 0x11 << QByteArray::fromHex("33");
+        QTest::newRow("the length low byte first")
+            << QStringList{QStringLiteral("--nkm-reply"),
+                           QStringLiteral("49=010100") + QString(512, QLatin1Char('E'))}
+            << QByteArray::fromHex("4900") << QString() << 0 << QByteArray(256, '\xEE');
+    }
+
+    void cryptoModuleReplies()
+    {
+        QFETCH(QStringList, sim);
+        QFETCH(QByteArray, command);
+        QFETCH(QString, error);
+        QFETCH(int, status);
+        QFETCH(QByteArray, reply);
+        SimulatorProcess simulator(sim);
+        QString failure;
+        QVERIFY2(simulator.start(&failure), qPrintable(failure));
+        TachographClient client;
+        client.configure(simulator.link(), 115200, QSerialPort::EvenParity);
+        QVERIFY(client.openAndStartCommunication(1, &failure));
+        ExternalCardAuth auth;
+        quint8 replyStatus = 0xFF;
+        QByteArray replyBytes;
+        const qsizetype before = journal().size();
+        QCOMPARE(auth.sendNkmCommand(client, static_cast<quint8>(command.at(0)), command.mid(1), replyStatus,
+                                     replyBytes, &failure),
+                 error.isEmpty());
+        if (error.isEmpty()) {
+            QCOMPARE(replyStatus, quint8(status));
+            QCOMPARE(replyBytes.toHex(), reply.toHex());
+        } else {
+            QCOMPARE(failure, error);
+            QCOMPARE(cardRecordsSince(before), QStringList{warning(error)});
+        }
+        QVERIFY(simulator.stop());
     }
 
     void downloadWithTheExternalCardFailsClearly()

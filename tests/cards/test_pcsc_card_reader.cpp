@@ -1,5 +1,5 @@
 // The card reader against a real pcscd, vsmartcard's virtual reader and the project's virtual card.
-#include "../support/pcsc_stand_in.h"
+#include "card_slot.h"
 #include "cards/pcsc_card_reader.h"
 
 #include <QTest>
@@ -30,6 +30,11 @@ class TestPcscCardReader : public QObject
     {
         QCOMPARE(m_reader->cardSelectCatalog(QByteArray::fromHex("FF544143484F")), PcscCardReader::kSuccess);
         QCOMPARE(m_reader->cardSelectFileId(id), PcscCardReader::kSuccess);
+    }
+
+    bool reinsertCard(const QStringList& cardArguments)
+    {
+        return tachoria::test::reinsertCard(m_standIn, *m_reader, kReader, cardArguments);
     }
 
 private Q_SLOTS:
@@ -96,6 +101,90 @@ private Q_SLOTS:
         QCOMPARE(m_reader->cardMseSet(QByteArray(16, '\x01')), 0x6A88u);
     }
 
+    // Every command the reader knows, byte for byte as the card receives it, and its result.
+    void commandBytes_data()
+    {
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QString>("apdu");
+        QTest::addColumn<quint32>("result");
+        QTest::addColumn<QByteArray>("out");
+        QTest::newRow("select the application") << "selectCatalog"
+                                                << "00A4040C06FF544143484F" << 0x9000u << QByteArray();
+        QTest::newRow("select a file") << "selectFileId"
+                                       << "00A4020C02C201" << 0x9000u << QByteArray();
+        QTest::newRow("full card number")
+            << "fullCardNumber"
+            << "00CA004512" << 0x9000u << QByteArray::fromHex("024A") + "RUW0000012345678";
+        QTest::newRow("card version") << "version"
+                                      << "00CADF0602" << 0x9000u << QByteArray::fromHex("0102");
+        QTest::newRow("challenge") << "challenge"
+                                   << "0084000010" << 0x9000u << QByteArray();
+        QTest::newRow("MSE SET") << "mseSet"
+                                 << "0022C1B6128310BBBBBBBBBBBBBBBBBBBBBBBBBBBBBBBB" << 0x9000u
+                                 << QByteArray();
+        QTest::newRow("VERIFY") << "verifyPin"
+                                << "002000000831323334FFFFFFFF" << 0x9000u << QByteArray();
+        // The card does not know RESET RETRY COUNTER: its refusal is the result.
+        QTest::newRow("unblock the PIN")
+            << "unblockPin"
+            << "002C000010010203040506070831323334FFFFFFFF" << 0x6D00u << QByteArray();
+        QTest::newRow("MUTUAL AUTHENTICATE")
+            << "mutualAuth" << QStringLiteral("0082000050") + QString(160, QLatin1Char('7')) << 0x6180u
+            << QByteArray();
+        QTest::newRow("GET RESPONSE") << "getResponse"
+                                      << "00C0000004" << 0x9000u << QByteArray::fromHex("00030609");
+        QTest::newRow("READ BINARY") << "readBinary"
+                                     << "00B0010203" << 0x9000u << QByteArray::fromHex("020304");
+        QTest::newRow("UPDATE BINARY") << "updateBinary"
+                                       << "00D601FE021122" << 0x9000u << QByteArray();
+    }
+
+    void commandBytes()
+    {
+        QFETCH(QString, operation);
+        QFETCH(QString, apdu);
+        QFETCH(quint32, result);
+        QFETCH(QByteArray, out);
+        selectFile(0x0506);
+        if (operation == QLatin1String("getResponse"))
+            m_reader->cardMutualAuth(QByteArray(0x50, '\x77'));
+        m_standIn.clearCardLog();
+        QByteArray answer;
+        quint32 status = 0;
+        if (operation == QLatin1String("selectCatalog"))
+            status = m_reader->cardSelectCatalog(QByteArray::fromHex("FF544143484F"));
+        else if (operation == QLatin1String("selectFileId"))
+            status = m_reader->cardSelectFileId(0xC201);
+        else if (operation == QLatin1String("fullCardNumber"))
+            status = m_reader->cardGetFullCardNumber(answer);
+        else if (operation == QLatin1String("version"))
+            status = m_reader->cardGetVersionCard(answer);
+        else if (operation == QLatin1String("challenge"))
+            status = m_reader->cardGetChallenge(answer);
+        else if (operation == QLatin1String("mseSet"))
+            status = m_reader->cardMseSet(QByteArray(16, '\xBB'));
+        else if (operation == QLatin1String("verifyPin"))
+            status = m_reader->cardVerifyPin(pin("1234"));
+        else if (operation == QLatin1String("unblockPin"))
+            status = m_reader->cardUnblockPin(QByteArray::fromHex("0102030405060708"), pin("1234"));
+        else if (operation == QLatin1String("mutualAuth"))
+            status = m_reader->cardMutualAuth(QByteArray(0x50, '\x77'));
+        else if (operation == QLatin1String("getResponse"))
+            status = m_reader->cardGetResponse(4, answer);
+        else if (operation == QLatin1String("readBinary"))
+            status = m_reader->cardReadBinary(0x01, 0x02, 3, answer);
+        else if (operation == QLatin1String("updateBinary"))
+            status = m_reader->cardUpdateBinary(0x01, 0xFE, 2, QByteArray::fromHex("1122"));
+        else
+            QFAIL("unknown operation");
+        QCOMPARE(m_standIn.cardLog(), QStringList{apdu});
+        QCOMPARE(status, result);
+        if (operation == QLatin1String("challenge"))
+            QCOMPARE(answer.size(), 16);
+        else
+            QCOMPARE(answer.toHex(), out.toHex());
+    }
+
     void readsInPartsOf240_data()
     {
         QTest::addColumn<int>("offset");
@@ -126,14 +215,60 @@ private Q_SLOTS:
         QCOMPARE(m_standIn.cardLog(), commands);
     }
 
-    void updatesInPartsOf240()
+    // The first refused part ends a read, and the refusal is the result.
+    void readStopsAtTheFirstRefusal()
     {
         selectFile(0x0506);
-        const QByteArray data(300, '\x5A');
-        QCOMPARE(m_reader->cardUpdateBinary2B(0x00, 0x10, data.size(), data), PcscCardReader::kSuccess);
+        m_standIn.clearCardLog();
+        QByteArray out;
+        QCOMPARE(m_reader->cardReadBinary2B(0x01, 0x00, 300, out), 0x6282u);
+        QCOMPARE(m_standIn.cardLog(),
+                 (QStringList{QStringLiteral("00B00100F0"), QStringLiteral("00B001F03C")}));
+    }
+
+    void updatesInPartsOf240_data()
+    {
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<int>("length");
+        QTest::addColumn<QStringList>("headers");
+        QTest::newRow("240 bytes: one update") << 0 << 240 << QStringList{QStringLiteral("00D60000F0")};
+        QTest::newRow("241 bytes: two updates")
+            << 0 << 241 << QStringList{QStringLiteral("00D60000F0"), QStringLiteral("00D600F001")};
+        QTest::newRow("300 bytes from 0x10")
+            << 0x10 << 300 << QStringList{QStringLiteral("00D60010F0"), QStringLiteral("00D601003C")};
+    }
+
+    void updatesInPartsOf240()
+    {
+        QFETCH(int, offset);
+        QFETCH(int, length);
+        QFETCH(QStringList, headers);
+        selectFile(0x0506);
+        QByteArray data;
+        for (int i = 0; i < length; ++i)
+            data.append(static_cast<char>(0xA0 + i % 7));
+        m_standIn.clearCardLog();
+        QCOMPARE(m_reader->cardUpdateBinary2B(static_cast<quint8>(offset >> 8),
+                                              static_cast<quint8>(offset & 0xFF), length, data),
+                 PcscCardReader::kSuccess);
+        QStringList sent;
+        QByteArray carried;
+        for (const QString& command : m_standIn.cardLog()) {
+            sent << command.left(10);
+            carried += QByteArray::fromHex(command.mid(10).toLatin1());
+        }
+        QCOMPARE(sent, headers);
+        QCOMPARE(carried.toHex(), data.toHex());
         QByteArray back;
-        QCOMPARE(m_reader->cardReadBinary2B(0x00, 0x10, data.size(), back), PcscCardReader::kSuccess);
-        QCOMPARE(back, data);
+        QCOMPARE(m_reader->cardReadBinary2B(static_cast<quint8>(offset >> 8),
+                                            static_cast<quint8>(offset & 0xFF), length, back),
+                 PcscCardReader::kSuccess);
+        QCOMPARE(back.toHex(), data.toHex());
+    }
+
+    void updatePastTheEndIsRefused()
+    {
+        selectFile(0x0506);
         // Past the end of the file the card refuses, and the refusal is the result.
         QCOMPARE(m_reader->cardUpdateBinary2B(0x01, 0xF8, 20, QByteArray(20, '\0')), 0x6A84u);
     }
@@ -161,6 +296,22 @@ private Q_SLOTS:
         QCOMPARE(sent, headers);
     }
 
+    // The connection is exclusive: a second reader gets no card until the first lets it go, and a
+    // reader that is destroyed lets it go.
+    void connectionIsExclusive()
+    {
+        QString atr;
+        {
+            PcscCardReader other;
+            QCOMPARE(other.cardConnect(kReader, atr), 1u);
+            QVERIFY(!other.isConnected());
+            m_reader->cardDisconnect();
+            QCOMPARE(other.cardConnect(kReader, atr), 0u);
+            QCOMPARE(m_reader->cardConnect(kReader, atr), 1u);
+        }
+        QCOMPARE(m_reader->cardConnect(kReader, atr), 0u);
+    }
+
     void mutualAuthentication()
     {
         const quint32 status = m_reader->cardMutualAuth(QByteArray(0x50, '\x01'));
@@ -178,6 +329,43 @@ private Q_SLOTS:
         QCOMPARE(PcscCardReader::statusWord(QByteArray::fromHex("0102039000"), &data),
                  PcscCardReader::kSuccess);
         QCOMPARE(data, QByteArray::fromHex("010203"));
+    }
+
+    void certificateRefused_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<quint32>("result");
+        QTest::addColumn<QStringList>("headers");
+        QTest::newRow("a refused chained part ends the chain")
+            << 600 << "102A00AEFF=6A80" << 0x6A80u << QStringList{QStringLiteral("102A00AEFF")};
+        QTest::newRow("a refused last part")
+            << 300 << "002A00AE=6A88" << 0x6A88u
+            << QStringList{QStringLiteral("102A00AEFF"), QStringLiteral("002A00AE2D")};
+    }
+
+    void certificateRefused()
+    {
+        QFETCH(int, size);
+        QFETCH(QString, answer);
+        QFETCH(quint32, result);
+        QFETCH(QStringList, headers);
+        QVERIFY(reinsertCard({QStringLiteral("--answer"), answer}));
+        m_standIn.clearCardLog();
+        QCOMPARE(m_reader->cardVerifyCert(QByteArray(size, '\x42')), result);
+        QStringList sent;
+        for (const QString& command : m_standIn.cardLog())
+            sent << command.left(10);
+        QCOMPARE(sent, headers);
+    }
+
+    // An answer without a whole status word is the reader's own code, not a status.
+    void oneByteAnswer()
+    {
+        QVERIFY(reinsertCard({QStringLiteral("--answer"), QStringLiteral("00CADF06=90")}));
+        QByteArray out;
+        QCOMPARE(m_reader->cardGetVersionCard(out), PcscCardReader::kShortAnswer);
+        QVERIFY(reinsertCard({}));
     }
 
     void afterDisconnect()

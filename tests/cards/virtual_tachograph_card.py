@@ -6,6 +6,10 @@ SELECT, READ/UPDATE BINARY, GET DATA, GET CHALLENGE, VERIFY, MSE SET, PSO VERIFY
 MUTUAL AUTHENTICATE and GET RESPONSE, over the files a tachograph card keeps. Every command it
 receives is appended, in hex, to the log file when one is given, so tests can check the wire.
 
+A test can shape the card: --file replaces a file's contents, and --answer gives a canned answer to
+every command that begins with the given bytes (for its first N commands only with @N), to stand for
+a card that refuses, answers short or is damaged.
+
 The vpcd protocol: each message is a 2-byte big-endian length and a payload; a payload of one byte
 is a control (0 power off, 1 power on, 2 reset, 4 send the ATR), anything longer is an APDU.
 """
@@ -17,6 +21,7 @@ import sys
 
 ATR = bytes.fromhex("3B9F96C00A3FC6A08031E073FE211B630801140F9000")
 TACHOGRAPH_DF = bytes.fromhex("FF544143484F")
+MASTER_FILES = {0x0002, 0x0005}
 
 
 def be(value, size):
@@ -59,9 +64,25 @@ def workshop_files(card_number, pin_records):
     }
 
 
+def hex_pair(text, what):
+    """PREFIX=HEX (with @N for answers) into bytes; an empty HEX is allowed."""
+    key, sep, value = text.partition("=")
+    if not sep:
+        raise argparse.ArgumentTypeError(f"{what}: expected KEY=HEX, got {text!r}")
+    count = None
+    if "@" in value:
+        value, _, times = value.partition("@")
+        count = int(times)
+    return bytes.fromhex(key), bytes.fromhex(value), count
+
+
 class Card:
-    def __init__(self, pin, log):
+    def __init__(self, pin, log, files=(), answers=()):
         self.files = workshop_files("RUW0000012345678", [(1767225600, 0x4A, "A123BC77")])
+        for fid, content, _ in files:
+            self.files[int.from_bytes(fid, "big")] = content
+        # [prefix, answer, commands left or None for all of them]
+        self.answers = [[prefix, answer, count] for prefix, answer, count in answers]
         self.full_number = bytes([0x02, 0x4A]) + b"RUW0000012345678"
         self.pin = pin.encode("ascii") + b"\xff" * (8 - len(pin))
         self.df_selected = False
@@ -76,6 +97,12 @@ class Card:
         if self.log:
             with open(self.log, "a") as f:
                 f.write(apdu.hex().upper() + "\n")
+        for canned in self.answers:
+            prefix, answer, left = canned
+            if apdu.startswith(prefix) and left != 0:
+                if left is not None:
+                    canned[2] = left - 1
+                return answer
         cla, ins, p1, p2 = apdu[0], apdu[1], apdu[2], apdu[3]
         body = apdu[5:] if len(apdu) > 5 else b""
         if ins == 0xA4 and p1 == 0x04:
@@ -84,7 +111,8 @@ class Card:
             return b"\x90\x00" if self.df_selected else b"\x6a\x82"
         if ins == 0xA4 and p1 == 0x02:
             fid = int.from_bytes(body[:2], "big")
-            if fid not in self.files:
+            # Only EF ICC and EF IC lie beside the tachograph application; the rest are inside it.
+            if fid not in self.files or (fid not in MASTER_FILES and not self.df_selected):
                 return b"\x6a\x82"
             self.current = fid
             return b"\x90\x00"
@@ -114,6 +142,8 @@ class Card:
         if ins == 0x84:
             return os.urandom(16) + b"\x90\x00"
         if ins == 0x20:
+            if (p1, p2, apdu[4]) != (0x00, 0x00, 0x08):
+                return b"\x6a\x86"
             if self.tries == 0:
                 return b"\x69\x83"
             if body == self.pin:
@@ -122,8 +152,14 @@ class Card:
             self.tries -= 1
             return bytes([0x63, 0xC0 | self.tries])
         if ins == 0x22:
+            if (p1, p2) != (0xC1, 0xB6):
+                return b"\x6a\x86"
+            if apdu[4] != 0x12 or body[:2] != b"\x83\x10" or len(body) != 18:
+                return b"\x6a\x80"
             return b"\x90\x00" if body[2:18] in self.keys else b"\x6a\x88"
         if ins == 0x2A:
+            if (p1, p2) != (0x00, 0xAE):
+                return b"\x6a\x86"
             self.chain += body
             if cla & 0x10:
                 return b"\x90\x00"
@@ -144,9 +180,15 @@ def main():
     parser.add_argument("--port", type=int, default=35963)
     parser.add_argument("--pin", default="1234")
     parser.add_argument("--log")
+    parser.add_argument("--file", action="append", default=[],
+                        type=lambda text: hex_pair(text, "--file"),
+                        help="FID=HEX: the file's whole contents")
+    parser.add_argument("--answer", action="append", default=[],
+                        type=lambda text: hex_pair(text, "--answer"),
+                        help="PREFIX=HEX[@N]: the answer (data and status) to commands beginning so")
     args = parser.parse_args()
 
-    card = Card(args.pin, args.log)
+    card = Card(args.pin, args.log, args.file, args.answer)
     sock = socket.create_connection((args.host, args.port))
     print("CARD READY", flush=True)
     while True:

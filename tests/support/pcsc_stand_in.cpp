@@ -86,8 +86,14 @@ void PcscStandIn::stopService()
 
 bool PcscStandIn::insertCard(QString* error)
 {
-    m_card.start(QStringLiteral("python3"),
-                 {cardScript(), QStringLiteral("--log"), m_dir.filePath(QStringLiteral("card.log"))});
+    return insertCard({}, error);
+}
+
+bool PcscStandIn::insertCard(const QStringList& cardArguments, QString* error)
+{
+    m_card.start(QStringLiteral("python3"), QStringList{cardScript(), QStringLiteral("--log"),
+                                                        m_dir.filePath(QStringLiteral("card.log"))} +
+                                                cardArguments);
     if (!m_card.waitForStarted(5000) || !m_card.waitForReadyRead(10000) ||
         !m_card.readLine().startsWith("CARD READY")) {
         if (error)

@@ -2,6 +2,7 @@
 
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 namespace tachoria::test {
@@ -23,6 +24,8 @@ public:
     bool startService(QString* error = nullptr);
     void stopService();
     bool insertCard(QString* error = nullptr);
+    // A card shaped by the emulator's options (--file, --answer), e.g. a damaged or refusing one.
+    bool insertCard(const QStringList& cardArguments, QString* error = nullptr);
     void removeCard();
 
     // Every command APDU the card received, in hex, one a line.

@@ -210,18 +210,29 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         QStringLiteral("The crypto module already holds this workshop card, authenticated (16 characters "
                        "at most), so that its data can be downloaded."),
         QStringLiteral("number"));
+    const QCommandLineOption nkmKeys(
+        QStringLiteral("nkm-keys"),
+        QStringLiteral("The crypto module's key identifiers: current, authority and previous authority, "
+                       "48 bytes in hex."),
+        QStringLiteral("hex"), QString::fromLatin1(DeviceBehaviour().nkmKeys.toHex().toUpper()));
+    const QCommandLineOption nkmReply(
+        QStringLiteral("nkm-reply"),
+        QStringLiteral("Fault: the crypto module answers this command code with these data bytes (length, "
+                       "status, reply) instead, e.g. 4A=020033; may be repeated."),
+        QStringLiteral("code=hex"));
     const QCommandLineOption speedBytes(QStringLiteral("speed-block-bytes"),
                                         QStringLiteral("Size of the detailed-speed block a download gets."),
                                         QStringLiteral("n"), QStringLiteral("2400"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
-    parser.addOptions({link,         partNumber,     serial,        software,      skziNumber,    skziStatus,
-                       mode,         card,           cardType,      cardNumber,    bauds,         noPace,
-                       noise,        echo,           delay,         silent,        badChecksum,   zeroLength,
-                       state,        refuse,         refuseWrite,   refuseSession, pulses,        speedSource,
-                       canResult,    canSpeed,       canIdType,     adapterLink,   adapterPulses, noKLineEcho,
-                       maxLinkBaud,  pending,        silentAfter,   archiveBlocks, nkmCounter,    speedBytes,
-                       pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,    verbose});
+    parser.addOptions({link,        partNumber,   serial,         software,      skziNumber,    skziStatus,
+                       mode,        card,         cardType,       cardNumber,    bauds,         noPace,
+                       noise,       echo,         delay,          silent,        badChecksum,   zeroLength,
+                       state,       refuse,       refuseWrite,    refuseSession, pulses,        speedSource,
+                       canResult,   canSpeed,     canIdType,      adapterLink,   adapterPulses, noKLineEcho,
+                       maxLinkBaud, pending,      silentAfter,    archiveBlocks, nkmCounter,    nkmKeys,
+                       nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
+                       speedBytes,  verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -355,6 +366,18 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         behaviour.counterAnswer = CounterAnswer::Silent;
     else
         return fail(QStringLiteral("--nkm-counter: expected known, zero, refused, malformed or silent"));
+    if (!parseHex(parser.value(nkmKeys), 48, behaviour.nkmKeys))
+        return fail(QStringLiteral("--nkm-keys: expected 48 bytes in hex"));
+    for (const QString& item : parser.values(nkmReply)) {
+        const QStringList parts = item.split(QLatin1Char('='));
+        quint8 code = 0;
+        QByteArray data;
+        if (parts.size() != 2 || !parseByte(QStringLiteral("0x") + parts[0], code) ||
+            !parseHex(parts[1], 0, data))
+            return fail(
+                QStringLiteral("--nkm-reply: expected a command code and data in hex, e.g. 4A=020033"));
+        behaviour.nkmReplies.insert(code, data);
+    }
     options.adapterLinkPath = parser.value(adapterLink);
     options.adapterPulses = parser.value(adapterPulses).toUInt(&number);
     if (!number)

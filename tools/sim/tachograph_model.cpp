@@ -348,6 +348,34 @@ std::vector<ServiceFrame> TachographModel::cryptoModuleCommand(const QByteArray&
         return {negativeResponse(sid, kIncorrectLength)};
     const auto code = static_cast<quint8>(request.at(2));
     const QByteArray payload = request.mid(3);
+    if (m_behaviour.nkmReplies.contains(code))
+        return withPending(sid, response(0x41, m_behaviour.nkmReplies.value(code)));
+    // Payloads: a record of 129 bytes; the full card number of 18 bytes before a key identifier, a
+    // certificate, a challenge of 16 bytes or a cryptogram; 0x00 or 0x01 for which certificate.
+    const auto which = [&payload](int at) {
+        return payload.size() > at && (payload.at(at) == 0x00 || payload.at(at) == 0x01);
+    };
+    const bool wellFormed = [&] {
+        switch (code) {
+        case 0x40:
+        case 0x41:
+            return payload.size() == 129;
+        case 0x4A:
+            return payload.size() == 1 + 18 + 16 && static_cast<quint8>(payload.at(0)) == 0x80;
+        case 0x42:
+            return payload.size() > 1 + 18 && which(0);
+        case 0x49:
+            return payload.size() == 1 && which(0);
+        case 0x43:
+            return payload.size() == 18 + 16;
+        case 0x44:
+            return payload.size() > 18;
+        default:
+            return payload.isEmpty();
+        }
+    }();
+    if (!wellFormed)
+        return {negativeResponse(sid, kIncorrectLength)};
     quint8 status = 0x00;
     QByteArray reply;
     switch (code) {
@@ -355,8 +383,6 @@ std::vector<ServiceFrame> TachographModel::cryptoModuleCommand(const QByteArray&
         reply = QByteArray(3, '\0') + QByteArray(1, static_cast<char>(m_cardInserted ? 0x20 : 0x00));
         break;
     case 0x40:
-        if (payload.size() != 129)
-            return {negativeResponse(sid, kIncorrectLength)};
         m_cardInserted = true;
         m_cardNumber = payload.mid(74, 16);
         break;
@@ -368,14 +394,14 @@ std::vector<ServiceFrame> TachographModel::cryptoModuleCommand(const QByteArray&
         status = m_cardKnown ? 0x00 : 0x70;
         break;
     case 0x42:
-        if (!payload.isEmpty() && payload.at(0) == 0x01)
+        if (payload.at(0) == 0x01)
             m_cardKnown = true;
         break;
     case 0x4B:
         reply = m_behaviour.nkmKeys;
         break;
     case 0x49:
-        reply = QByteArray(194, (!payload.isEmpty() && payload.at(0) == 0) ? '\x31' : '\x32');
+        reply = QByteArray(194, payload.at(0) == 0x00 ? '\x31' : '\x32');
         break;
     case 0x43:
         reply = QByteArray(0x50, '\x5C');

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QSet>
 #include <QString>
 
@@ -82,6 +83,9 @@ struct DeviceBehaviour
     int speedBlockBytes = 2400; // size of the detailed-speed block
     // The crypto module's key identifiers: current, authority, previous authority.
     QByteArray nkmKeys = QByteArray(16, '\xAA') + QByteArray(16, '\xBB') + QByteArray(16, '\xCC');
+    // Command codes of the crypto module answered with these data bytes (length, status, reply) as they
+    // are, for a module that refuses or answers short.
+    QHash<quint8, QByteArray> nkmReplies;
 };
 
 // The tachograph's side of the service protocol: one request in, its answers out. It keeps the state a
