@@ -152,6 +152,21 @@ QByteArray encodeCyrillic(const QString& text, int length, char fill)
     return out;
 }
 
+QString decodeCyrillic(const QByteArray& bytes)
+{
+    QString text;
+    for (const char raw : bytes) {
+        const auto byte = static_cast<quint8>(raw);
+        if (byte >= 0xB0 && byte <= 0xEF)
+            text += QChar(byte + 864);
+        else if (byte == 0xA1)
+            text += QChar(0x0401);
+        else if (byte >= 0x20 && byte < 0x7F)
+            text += QLatin1Char(static_cast<char>(byte));
+    }
+    return text.trimmed();
+}
+
 QByteArray writeDriverCard(const DriverCardDescription& d)
 {
     Writer out;

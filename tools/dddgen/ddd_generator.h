@@ -258,8 +258,9 @@ QByteArray vehicleUnitBlock(const VehicleUnitDescription& description, int type,
 
 QByteArray writeExtendedVehicleUnit(const ExtendedVehicleUnitDescription& description);
 
-// Text in the unit's single-byte Cyrillic code page.
+// Text in the unit's single-byte Cyrillic code page, and back (other bytes are dropped, the text trimmed).
 QByteArray encodeCyrillic(const QString& text, int length, char fill = ' ');
+QString decodeCyrillic(const QByteArray& bytes);
 
 // Samples with a realistic history: a driver's `days` days from `firstDay`, and a vehicle.
 DriverCardDescription sampleDriverCard(int days, const QDate& firstDay = QDate(2024, 3, 4));

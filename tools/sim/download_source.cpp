@@ -1,5 +1,7 @@
 #include "download_source.h"
 
+#include "protocol/byte_order.h"
+
 #include <QDateTime>
 #include <QTimeZone>
 
@@ -19,10 +21,7 @@ QByteArray filled(int size, quint8 seed)
 
 QByteArray be32(quint32 value)
 {
-    QByteArray out;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        out.append(static_cast<char>((value >> shift) & 0xFF));
-    return out;
+    return protocol::bigEndianBytes(value, 4);
 }
 
 } // namespace
@@ -92,7 +91,8 @@ GeneratedDownloadSource::GeneratedDownloadSource(const QByteArray& vin, const QB
     , m_unit(dddgen::sampleVehicleUnit(kHistoryDays, now.date().addDays(1 - kHistoryDays)))
 {
     m_unit.vin = QString::fromLatin1(vin).trimmed();
-    m_unit.registration = registrationText(registration);
+    // The memory keeps its registration behind the code-page byte.
+    m_unit.registration = dddgen::decodeCyrillic(registration.mid(1));
     for (dddgen::Calibration& calibration : m_unit.calibrations) {
         calibration.vin = m_unit.vin;
         calibration.registration = m_unit.registration;
@@ -114,22 +114,6 @@ GeneratedDownloadSource::GeneratedDownloadSource(const QByteArray& vin, const QB
             block.speeds.append(40 + (minute + second) % 50);
         m_unit.speed.append(block);
     }
-}
-
-QString GeneratedDownloadSource::registrationText(const QByteArray& stored)
-{
-    // The memory keeps its registration in ISO 8859-5 behind the code-page byte.
-    QString text;
-    for (const char raw : stored.mid(1)) {
-        const auto byte = static_cast<quint8>(raw);
-        if (byte >= 0xB0 && byte <= 0xEF)
-            text += QChar(0x0410 + byte - 0xB0);
-        else if (byte == 0xA1)
-            text += QChar(0x0401);
-        else if (byte >= 0x20 && byte < 0x7F)
-            text += QLatin1Char(static_cast<char>(byte));
-    }
-    return text.trimmed();
 }
 
 QByteArray GeneratedDownloadSource::overview() const

@@ -77,8 +77,6 @@ public:
     QByteArray detailedSpeed() const override;
     QByteArray technicalData() const override;
 
-    static QString registrationText(const QByteArray& stored);
-
 private:
     dddgen::VehicleUnitDescription m_unit;
 };

@@ -25,11 +25,6 @@ void onSignal(int)
     g_stop = 1;
 }
 
-bool isPending(const tachoria::protocol::ServiceFrame& frame)
-{
-    return frame.sid == 0x7F && frame.data.size() == 2 && static_cast<quint8>(frame.data.at(1)) == 0x78;
-}
-
 QString hex(const QByteArray& bytes)
 {
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
@@ -99,8 +94,8 @@ public:
                     answer.back() = static_cast<char>(answer.back() + 1);
                 wire.append(answer);
                 send(line, wire, settings);
-                if (isPending(frame) && m_model.pauseAfterPendingMs() > 0)
-                    QThread::msleep(static_cast<unsigned long>(m_model.pauseAfterPendingMs()));
+                if (const int pause = m_model.pauseAfter(frame); pause > 0)
+                    QThread::msleep(static_cast<unsigned long>(pause));
             }
             if (!m_model.lastSaveError().isEmpty())
                 log(QStringLiteral("cannot save the calibration memory: %1").arg(m_model.lastSaveError()));

@@ -73,7 +73,7 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
         m_cardInserted = m_cardKnown = m_cardAuthenticated = true;
         m_cardNumber = m_behaviour.moduleCard;
     }
-    refreshDownload();
+    // The unit's own history is written at RequestUpload; nothing is transferred before one.
 }
 
 void TachographModel::refreshDownload()
@@ -230,6 +230,13 @@ ServiceFrame TachographModel::writeIdentifier(quint16 did, const QByteArray& val
     if (!m_behaviour.statePath.isEmpty())
         m_memory.save(m_behaviour.statePath, &m_saveError);
     return response(sid + kPositive, be(did, 2));
+}
+
+int TachographModel::pauseAfter(const ServiceFrame& frame) const
+{
+    const bool pending = frame.sid == 0x7F && frame.data.size() == 2 &&
+                         static_cast<quint8>(frame.data.at(1)) == kResponsePending;
+    return pending ? m_pauseAfterPendingMs : 0;
 }
 
 std::vector<ServiceFrame> TachographModel::withPending(quint8 sid, ServiceFrame answer) const

@@ -115,8 +115,9 @@ public:
 
     // Set when the last request changed the calibration memory and could not be saved.
     QString lastSaveError() const { return m_saveError; }
-    // How long the unit stays quiet after each "response pending" of its last answer.
-    int pauseAfterPendingMs() const { return m_pauseAfterPendingMs; }
+    // How long the unit stays quiet after sending `frame` of its last answer: a while after a
+    // "response pending" when it plays a slow unit, else not at all.
+    int pauseAfter(const protocol::ServiceFrame& frame) const;
 
 private:
     protocol::ServiceFrame readIdentifier(quint16 did);
