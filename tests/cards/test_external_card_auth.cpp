@@ -1,4 +1,5 @@
 // The card dialogue between the virtual workshop card (real pcscd) and the simulated crypto module.
+#include "../support/process_runner.h"
 #include "../support/simulator_process.h"
 #include "card_slot.h"
 #include "cards/external_card_auth.h"
@@ -6,10 +7,9 @@
 #include "logging/application_logger.h"
 #include "protocol/byte_order.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
@@ -40,16 +40,9 @@ bool connectCard(ExternalCardAuth& auth)
 QList<QByteArray> nkmRequests(SimulatorProcess& sim)
 {
     QList<QByteArray> requests;
-    const QString marker = QStringLiteral("tachograph: RX ");
-    for (const QString& line : sim.standardError().split(QLatin1Char('\n'))) {
-        const qsizetype at = line.indexOf(marker);
-        if (at < 0)
-            continue;
-        const QByteArray wire = QByteArray::fromHex(line.mid(at + marker.size()).toLatin1());
-        const auto format = static_cast<quint8>(wire.at(0));
-        const int header = format == 0xF0 ? 5 : format == 0x80 ? 4 : 3;
-        if (wire.size() > header + 1 && static_cast<quint8>(wire.at(header)) == 0x01)
-            requests << wire.mid(header + 1, wire.size() - header - 2);
+    for (const QByteArray& request : sim.receivedRequests()) {
+        if (request.startsWith('\x01'))
+            requests << request.mid(1);
     }
     return requests;
 }
@@ -84,20 +77,14 @@ QStringList cutTo(const QStringList& sent, const QStringList& expected)
     return cut;
 }
 
-QList<QJsonObject> journal()
+// This process's journal records.
+QList<QVariantMap> journal()
 {
-    QFile file(ApplicationLogger::currentFilePath());
-    QList<QJsonObject> records;
-    if (!file.open(QIODevice::ReadOnly))
-        return records;
-    for (const QByteArray& line : file.readAll().split('\n')) {
-        if (!line.isEmpty())
-            records << QJsonDocument::fromJson(line).object();
-    }
-    return records;
+    return tachoria::test::journalRecords(ApplicationLogger::currentFilePath(),
+                                          QCoreApplication::applicationPid());
 }
 
-QString recordText(const QJsonObject& record)
+QString recordText(const QVariantMap& record)
 {
     return QStringList{record.value(QStringLiteral("level")).toString(),
                        record.value(QStringLiteral("category")).toString(),
@@ -110,13 +97,33 @@ QString recordText(const QJsonObject& record)
 QStringList cardRecordsSince(qsizetype count)
 {
     QStringList texts;
-    const QList<QJsonObject> records = journal();
+    const QList<QVariantMap> records = journal();
     for (qsizetype i = count; i < records.size(); ++i) {
         if (records[i].value(QStringLiteral("category")).toString() == QLatin1String("cards"))
             texts << recordText(records[i]);
     }
     return texts;
 }
+
+// The simulated unit with its crypto module, and a session opened to it.
+struct ModuleSession
+{
+    SimulatorProcess sim;
+    TachographClient client;
+
+    explicit ModuleSession(const QStringList& arguments)
+        : sim(arguments)
+    {
+    }
+
+    bool open(QString* error)
+    {
+        if (!sim.start(error))
+            return false;
+        client.configure(sim.link(), 115200, QSerialPort::EvenParity);
+        return client.openAndStartCommunication(1, error);
+    }
+};
 
 QString warning(const QString& text)
 {
@@ -492,15 +499,14 @@ private Q_SLOTS:
     void wholeDialogueWithTheCryptoModule()
     {
         QVERIFY(useCard({}));
-        SimulatorProcess sim({QStringLiteral("--pending"), QStringLiteral("2"), QStringLiteral("--verbose")});
+        ModuleSession session(
+            {QStringLiteral("--pending"), QStringLiteral("2"), QStringLiteral("--verbose")});
         QString error;
-        QVERIFY2(sim.start(&error), qPrintable(error));
+        QVERIFY2(session.open(&error), qPrintable(error));
+        SimulatorProcess& sim = session.sim;
+        TachographClient& client = session.client;
         ExternalCardAuth auth;
         QVERIFY2(readCard(auth, &error), qPrintable(error));
-
-        TachographClient client;
-        client.configure(sim.link(), 115200, QSerialPort::EvenParity);
-        QVERIFY2(client.openAndStartCommunication(1, &error), qPrintable(error));
         const qsizetype before = journal().size();
         m_standIn.clearCardLog();
         QVERIFY2(auth.authenticate(client, &error), qPrintable(error));
@@ -647,39 +653,33 @@ private Q_SLOTS:
         QFETCH(QStringList, nkmCommands);
         QFETCH(QStringList, cardCommands);
         QVERIFY(useCard(card));
-        SimulatorProcess simulator(sim + QStringList{QStringLiteral("--verbose")});
+        ModuleSession session(sim + QStringList{QStringLiteral("--verbose")});
         QString failure;
-        QVERIFY2(simulator.start(&failure), qPrintable(failure));
+        QVERIFY2(session.open(&failure), qPrintable(failure));
         ExternalCardAuth auth;
         QVERIFY2(readCard(auth, &failure), qPrintable(failure));
-        TachographClient client;
-        client.configure(simulator.link(), 115200, QSerialPort::EvenParity);
-        QVERIFY2(client.openAndStartCommunication(1, &failure), qPrintable(failure));
         const qsizetype before = journal().size();
         m_standIn.clearCardLog();
-        QCOMPARE(auth.authenticate(client, &failure), error.isEmpty());
+        QCOMPARE(auth.authenticate(session.client, &failure), error.isEmpty());
         QCOMPARE(failure, error);
         QCOMPARE(cutTo(m_standIn.cardLog(), cardCommands), cardCommands);
         if (!error.isEmpty())
             QCOMPARE(cardRecordsSince(before).last(), warning(error));
         auth.disconnect();
-        QVERIFY(simulator.stop());
-        QCOMPARE(nkmCommandNames(nkmRequests(simulator)), nkmCommands);
+        QVERIFY(session.sim.stop());
+        QCOMPARE(nkmCommandNames(nkmRequests(session.sim)), nkmCommands);
     }
 
     void authenticateWithoutACard()
     {
-        SimulatorProcess sim({QStringLiteral("--verbose")});
+        ModuleSession session({QStringLiteral("--verbose")});
         QString error;
-        QVERIFY2(sim.start(&error), qPrintable(error));
-        TachographClient client;
-        client.configure(sim.link(), 115200, QSerialPort::EvenParity);
-        QVERIFY2(client.openAndStartCommunication(1, &error), qPrintable(error));
+        QVERIFY2(session.open(&error), qPrintable(error));
         ExternalCardAuth auth;
-        QVERIFY(!auth.authenticate(client, &error));
+        QVERIFY(!auth.authenticate(session.client, &error));
         QCOMPARE(error, QStringLiteral("Карта не подключена"));
-        QVERIFY(sim.stop());
-        QCOMPARE(nkmRequests(sim), QList<QByteArray>());
+        QVERIFY(session.sim.stop());
+        QCOMPARE(nkmRequests(session.sim), QList<QByteArray>());
     }
 
     // Only a card that the module counts as inserted is taken out of it.
@@ -698,18 +698,15 @@ private Q_SLOTS:
         QFETCH(bool, connected);
         QFETCH(int, flags);
         QFETCH(QStringList, nkmCommands);
-        SimulatorProcess sim({QStringLiteral("--verbose")});
+        ModuleSession session({QStringLiteral("--verbose")});
         QString error;
-        QVERIFY2(sim.start(&error), qPrintable(error));
-        TachographClient client;
-        client.configure(sim.link(), 115200, QSerialPort::EvenParity);
-        QVERIFY2(client.openAndStartCommunication(1, &error), qPrintable(error));
+        QVERIFY2(session.open(&error), qPrintable(error));
         ExternalCardAuth auth;
         auth.data().connected = connected;
         auth.data().nkmFlags = static_cast<quint8>(flags);
-        QVERIFY2(auth.eject(client, &error), qPrintable(error));
-        QVERIFY(sim.stop());
-        QCOMPARE(nkmCommandNames(nkmRequests(sim)), nkmCommands);
+        QVERIFY2(auth.eject(session.client, &error), qPrintable(error));
+        QVERIFY(session.sim.stop());
+        QCOMPARE(nkmCommandNames(nkmRequests(session.sim)), nkmCommands);
     }
 
     void cryptoModuleReplies_data()
@@ -755,18 +752,15 @@ private Q_SLOTS:
         QFETCH(QString, error);
         QFETCH(int, status);
         QFETCH(QByteArray, reply);
-        SimulatorProcess simulator(sim);
+        ModuleSession session(sim);
         QString failure;
-        QVERIFY2(simulator.start(&failure), qPrintable(failure));
-        TachographClient client;
-        client.configure(simulator.link(), 115200, QSerialPort::EvenParity);
-        QVERIFY(client.openAndStartCommunication(1, &failure));
+        QVERIFY2(session.open(&failure), qPrintable(failure));
         ExternalCardAuth auth;
         quint8 replyStatus = 0xFF;
         QByteArray replyBytes;
         const qsizetype before = journal().size();
-        QCOMPARE(auth.sendNkmCommand(client, static_cast<quint8>(command.at(0)), command.mid(1), replyStatus,
-                                     replyBytes, &failure),
+        QCOMPARE(auth.sendNkmCommand(session.client, static_cast<quint8>(command.at(0)), command.mid(1),
+                                     replyStatus, replyBytes, &failure),
                  error.isEmpty());
         if (error.isEmpty()) {
             QCOMPARE(replyStatus, quint8(status));
@@ -775,7 +769,7 @@ private Q_SLOTS:
             QCOMPARE(failure, error);
             QCOMPARE(cardRecordsSince(before), QStringList{warning(error)});
         }
-        QVERIFY(simulator.stop());
+        QVERIFY(session.sim.stop());
     }
 
     void downloadWithTheExternalCardFailsClearly()

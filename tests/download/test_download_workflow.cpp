@@ -4,6 +4,7 @@
 #include "ddd/ddd_decoder.h"
 #include "download/download_workflow.h"
 #include "logging/application_logger.h"
+#include "protocol/byte_order.h"
 #include "storage/app_paths.h"
 #include "tools/sim/download_source.h"
 
@@ -54,28 +55,15 @@ QString hexText(const QByteArray& bytes)
 QString secondsHex(const QDate& day)
 {
     const auto seconds = static_cast<quint32>(day.startOfDay(QTimeZone::utc()).toSecsSinceEpoch());
-    QByteArray bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes.append(static_cast<char>((seconds >> shift) & 0xFF));
-    return hexText(bytes);
+    return hexText(tachoria::protocol::bigEndianBytes(seconds, 4));
 }
 
-// What the simulated unit was asked, each request as its SID and data in hex ("87 01 01 02"), read from
-// its --verbose log.
-QStringList requestsSeen(const QString& log, const QString& line = QStringLiteral("tachograph"))
+// What the simulated unit was asked, each request as its SID and data in hex ("87 01 01 02").
+QStringList requestsSeen(SimulatorProcess& sim, const QString& line = QStringLiteral("tachograph"))
 {
-    const QString marker = line + QStringLiteral(": RX ");
     QStringList requests;
-    for (const QString& text : log.split(QLatin1Char('\n'))) {
-        const qsizetype at = text.indexOf(marker);
-        if (at < 0)
-            continue;
-        const QByteArray wire = QByteArray::fromHex(text.mid(at + marker.size()).toLatin1());
-        const auto format = static_cast<quint8>(wire.at(0));
-        // The SID follows a header of 3 bytes (no length), 4 (one length byte) or 5 (two).
-        const qsizetype sidAt = (format == 0x81 || format == 0xF1) ? 3 : (format == 0xF0 ? 5 : 4);
-        requests.append(hexText(wire.mid(sidAt, wire.size() - sidAt - 1)));
-    }
+    for (const QByteArray& request : sim.receivedRequests(line))
+        requests.append(hexText(request));
     return requests;
 }
 
@@ -403,7 +391,7 @@ private Q_SLOTS:
         QVERIFY2(error.isEmpty() ? result.errorText.isEmpty() : result.errorText.startsWith(error),
                  qPrintable(result.errorText));
         QVERIFY(sim.stop());
-        QTEST(int(requestsSeen(sim.standardError()).size()), "requests");
+        QTEST(int(requestsSeen(sim).size()), "requests");
     }
 
     // The climb of the link rate: where it starts, which LinkControl requests go out, at which speeds
@@ -468,7 +456,7 @@ private Q_SLOTS:
         QVERIFY2(run.result.success, qPrintable(run.result.errorText));
         QVERIFY(sim.stop());
 
-        const QStringList requests = requestsSeen(sim.standardError());
+        const QStringList requests = requestsSeen(sim);
         QTEST(withSid(requests, u"87"_s), "linkControl");
         QTEST(answeringRates(sim.standardError()), "rates");
         // A pseudo-terminal drops the parity bit: the journal shows what the port was set to.
@@ -498,7 +486,7 @@ private Q_SLOTS:
         QCOMPARE(run.statuses, QStringList({u"Открываем соединение с тахографом"_s,
                                             u"Выгрузка прошла успешно: "_s + run.result.filePath}));
         QVERIFY(sim.stop());
-        QCOMPARE(requestsSeen(sim.standardError()),
+        QCOMPARE(requestsSeen(sim),
                  QStringList({u"81"_s, u"10 81"_s, u"87 01 01 02"_s, u"87 02 03"_s, u"87 01 01 03"_s,
                               u"87 02 03"_s, u"87 01 01 04"_s, u"87 02 03"_s, u"87 01 01 05"_s, u"87 02 03"_s,
                               u"35 00 00 00 00 00 FF FF FF FF"_s, u"37"_s, u"82"_s}));
@@ -518,7 +506,7 @@ private Q_SLOTS:
         QCOMPARE(run.statuses,
                  QStringList({u"Открываем соединение с тахографом"_s, u"Операция остановлена"_s}));
         QVERIFY(sim.stop());
-        QCOMPARE(requestsSeen(sim.standardError()), QStringList());
+        QCOMPARE(requestsSeen(sim), QStringList());
         QCOMPARE(downloadFolder().entryList({QStringLiteral("*.ddd")}), QStringList());
     }
 
@@ -561,7 +549,7 @@ private Q_SLOTS:
 
         // The blocks in their order, one request a day for the activities, each at midnight UTC.
         QVERIFY(sim.stop());
-        const QStringList requests = requestsSeen(sim.standardError());
+        const QStringList requests = requestsSeen(sim);
         QStringList transfers{u"36 01"_s};
         for (const QDate& day : requested)
             transfers.append(u"36 02 "_s + secondsHex(day));
@@ -677,7 +665,7 @@ private Q_SLOTS:
         const Run run = download(settings, options);
         QVERIFY2(run.result.success, qPrintable(run.result.errorText));
         QVERIFY(sim.stop());
-        QTEST(withSid(requestsSeen(sim.standardError()), u"36"_s), "transfers");
+        QTEST(withSid(requestsSeen(sim), u"36"_s), "transfers");
         QTEST(QFileInfo(run.result.filePath).fileName(), "fileName");
         QFile file(run.result.filePath);
         QVERIFY(file.open(QIODevice::ReadOnly));
@@ -765,8 +753,8 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(hexText(file.readAll()), hexText(cryptoModuleBlocks(false, archiveBlocks)));
         QVERIFY(sim.stop());
-        QTEST(int(withSid(requestsSeen(sim.standardError()), u"36 85"_s).size()), "archiveRequests");
-        QVERIFY(withSid(requestsSeen(sim.standardError()), u"C7"_s) == QStringList{u"C7 10 51"_s});
+        QTEST(int(withSid(requestsSeen(sim), u"36 85"_s).size()), "archiveRequests");
+        QVERIFY(withSid(requestsSeen(sim), u"C7"_s) == QStringList{u"C7 10 51"_s});
         const QStringList logged = journal(u"download"_s, u"nkm-download-progress"_s);
         if (warning.isEmpty()) {
             QCOMPARE(logged, QStringList());
@@ -787,7 +775,7 @@ private Q_SLOTS:
         const Run run = download(sim.link(), options, 115200, 115200);
         QVERIFY2(run.result.success, qPrintable(run.result.errorText));
         QVERIFY(sim.stop());
-        QCOMPARE(withSid(requestsSeen(sim.standardError()), u"36"_s), QStringList{u"36 81"_s});
+        QCOMPARE(withSid(requestsSeen(sim), u"36"_s), QStringList{u"36 81"_s});
     }
 
     // An archive answer may take the unit long after its "response pending"; the download waits for it.
@@ -800,7 +788,7 @@ private Q_SLOTS:
         const Run run = download(sim.link(), cryptoModule(false), 115200, 115200);
         QVERIFY2(run.result.success, qPrintable(run.result.errorText));
         QVERIFY(sim.stop());
-        QCOMPARE(withSid(requestsSeen(sim.standardError()), u"36 85"_s), QStringList{u"36 85"_s});
+        QCOMPARE(withSid(requestsSeen(sim), u"36 85"_s), QStringList{u"36 85"_s});
     }
 
     // Every way a run can fail, with its text; a session that was opened is always closed.
@@ -858,7 +846,7 @@ private Q_SLOTS:
         QCOMPARE(run.result.filePath, QString());
         QCOMPARE(downloadFolder().entryList({QStringLiteral("*.ddd")}), QStringList());
         QVERIFY(sim.stop());
-        QTEST(requestsSeen(sim.standardError()).last(), "lastRequest");
+        QTEST(requestsSeen(sim).last(), "lastRequest");
     }
 
     void linkControlFailures_data()
@@ -888,7 +876,7 @@ private Q_SLOTS:
         QCOMPARE(run.result.errorText, error);
         QCOMPARE(run.statuses.last(), error);
         QVERIFY(sim.stop());
-        QTEST(requestsSeen(sim.standardError()), "requests");
+        QTEST(requestsSeen(sim), "requests");
     }
 
     // Through the external adapter: it is found and switched to RS-232 on its own port, and the whole
@@ -908,8 +896,8 @@ private Q_SLOTS:
         const QString log = sim.standardError();
         QVERIFY2(log.contains(u"adapter: adapter command 07\nadapter: TX 55 AA 87"_s), qPrintable(log));
         QVERIFY2(log.contains(u"adapter: adapter command 03\nadapter: TX 55 AA 83"_s), qPrintable(log));
-        QCOMPARE(requestsSeen(log, u"tachograph"_s), QStringList());
-        const QStringList requests = requestsSeen(log, u"adapter"_s);
+        QCOMPARE(requestsSeen(sim, u"tachograph"_s), QStringList());
+        const QStringList requests = requestsSeen(sim, u"adapter"_s);
         QCOMPARE(requests.mid(0, 4), QStringList({u"81"_s, u"10 81"_s, u"87 01 01 02"_s, u"87 02 03"_s}));
         QCOMPARE(requests.last(), u"82"_s);
         QCOMPARE(journal(u"download"_s, u"run"_s).first(),
@@ -951,7 +939,7 @@ private Q_SLOTS:
         QCOMPARE(run.result.errorText, error);
         QCOMPARE(run.statuses.last(), error);
         QVERIFY(sim.stop());
-        QCOMPARE(requestsSeen(sim.standardError()).last(), u"82"_s);
+        QCOMPARE(requestsSeen(sim).last(), u"82"_s);
     }
 
     void silenceInTheMiddle()

@@ -1,6 +1,7 @@
 #include "simulator_process.h"
 
 #include "process_runner.h"
+#include "tools/sim/request_reader.h"
 
 #include <QDeadlineTimer>
 
@@ -69,6 +70,23 @@ QString SimulatorProcess::standardError()
 {
     m_stderr += QString::fromUtf8(m_process.readAllStandardError());
     return m_stderr;
+}
+
+QList<QByteArray> SimulatorProcess::receivedRequests(const QString& line)
+{
+    const QString marker = line + QStringLiteral(": RX ");
+    // The simulator logs one whole request per line; its own reader takes it apart again.
+    sim::RequestReader reader;
+    QList<QByteArray> requests;
+    for (const QString& text : standardError().split(QLatin1Char('\n'))) {
+        const qsizetype at = text.indexOf(marker);
+        if (at < 0)
+            continue;
+        reader.append(QByteArray::fromHex(text.mid(at + marker.size()).toLatin1()));
+        while (const auto request = reader.next())
+            requests.append(QByteArray(1, static_cast<char>(request->frame.sid)) + request->frame.data);
+    }
+    return requests;
 }
 
 } // namespace tachoria::test

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QList>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -28,6 +30,9 @@ public:
     QString adapterLink() const { return m_dir.filePath(QStringLiteral("adapter")); }
     QString statePath() const { return m_dir.filePath(QStringLiteral("state.json")); }
     QString standardError();
+    // The service requests received on one of its lines ("tachograph" or "adapter"), each as its SID
+    // followed by its data, read from the --verbose log.
+    QList<QByteArray> receivedRequests(const QString& line = QStringLiteral("tachograph"));
 
 private:
     QStringList m_arguments;
