@@ -40,7 +40,8 @@ bool connectCard(ExternalCardAuth& auth)
 QList<QByteArray> nkmRequests(SimulatorProcess& sim)
 {
     QList<QByteArray> requests;
-    for (const QByteArray& request : sim.receivedRequests()) {
+    for (const QString& text : sim.requests()) {
+        const QByteArray request = QByteArray::fromHex(text.toLatin1());
         if (request.startsWith('\x01'))
             requests << request.mid(1);
     }

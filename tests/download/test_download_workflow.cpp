@@ -61,10 +61,7 @@ QString secondsHex(const QDate& day)
 // What the simulated unit was asked, each request as its SID and data in hex ("87 01 01 02").
 QStringList requestsSeen(SimulatorProcess& sim, const QString& line = QStringLiteral("tachograph"))
 {
-    QStringList requests;
-    for (const QByteArray& request : sim.receivedRequests(line))
-        requests.append(hexText(request));
-    return requests;
+    return sim.requests(line);
 }
 
 QStringList withSid(const QStringList& requests, const QString& sid)

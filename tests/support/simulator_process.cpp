@@ -1,9 +1,9 @@
 #include "simulator_process.h"
 
 #include "process_runner.h"
-#include "tools/sim/request_reader.h"
 
 #include <QDeadlineTimer>
+#include <QFile>
 
 #include <utility>
 
@@ -13,6 +13,7 @@ SimulatorProcess::SimulatorProcess(QStringList arguments, bool withAdapter, bool
     : m_arguments(std::move(arguments))
 {
     m_link = m_dir.filePath(QStringLiteral("tacho"));
+    m_arguments << QStringLiteral("--record") << m_dir.filePath(QStringLiteral("record.txt"));
     if (withAdapter)
         m_arguments << QStringLiteral("--adapter-link") << adapterLink();
     if (withState)
@@ -26,9 +27,8 @@ SimulatorProcess::~SimulatorProcess()
 
 bool SimulatorProcess::start(QString* error)
 {
-    QStringList arguments{QStringLiteral("--link"), m_link};
-    arguments += m_arguments;
-    m_process.start(binaryPath(QStringLiteral("tachoria-sim")), arguments);
+    m_process.start(binaryPath(QStringLiteral("tachoria-sim")),
+                    QStringList{QStringLiteral("--link"), m_link} + m_arguments);
     const auto fail = [&](const QString& why) {
         if (error)
             *error = why + QStringLiteral(" ") + standardError();
@@ -72,21 +72,30 @@ QString SimulatorProcess::standardError()
     return m_stderr;
 }
 
-QList<QByteArray> SimulatorProcess::receivedRequests(const QString& line)
+QList<Exchange> SimulatorProcess::exchanges() const
 {
-    const QString marker = line + QStringLiteral(": RX ");
-    // The simulator logs one whole request per line; its own reader takes it apart again.
-    sim::RequestReader reader;
-    QList<QByteArray> requests;
-    for (const QString& text : standardError().split(QLatin1Char('\n'))) {
-        const qsizetype at = text.indexOf(marker);
-        if (at < 0)
-            continue;
-        reader.append(QByteArray::fromHex(text.mid(at + marker.size()).toLatin1()));
-        while (const auto request = reader.next())
-            requests.append(QByteArray(1, static_cast<char>(request->frame.sid)) + request->frame.data);
+    QList<Exchange> out;
+    QFile file(m_dir.filePath(QStringLiteral("record.txt")));
+    if (!file.open(QIODevice::ReadOnly))
+        return out;
+    for (const QByteArray& line : file.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() >= 4)
+            out.append({fields[0].toLongLong(), QString::fromLatin1(fields[1]),
+                        QString::fromLatin1(fields[2]), fields[3].toInt(),
+                        QString::fromLatin1(fields.mid(4).join(' '))});
     }
-    return requests;
+    return out;
+}
+
+QStringList SimulatorProcess::requests(const QString& line) const
+{
+    QStringList out;
+    for (const Exchange& exchange : exchanges()) {
+        if (exchange.line == line && exchange.kind == QLatin1String("rx"))
+            out.append(exchange.bytes);
+    }
+    return out;
 }
 
 } // namespace tachoria::test

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QList>
 #include <QProcess>
 #include <QString>
@@ -8,6 +7,18 @@
 #include <QTemporaryDir>
 
 namespace tachoria::test {
+
+// One frame the simulator received or sent, as it recorded it: its time on the simulator's clock,
+// the line ("tachograph" or "adapter"), the kind (rx and tx for service frames, cmd and ans for the
+// adapter's own), the line's speed, and the SID and data (the adapter's code and data) in hex.
+struct Exchange
+{
+    qint64 ms = 0;
+    QString line;
+    QString kind;
+    int baud = 0;
+    QString bytes; // "10 81"
+};
 
 // Runs tachoria-sim on a pseudo-terminal linked inside a private temporary folder, and stops it
 // with SIGTERM when the test is done.
@@ -30,9 +41,10 @@ public:
     QString adapterLink() const { return m_dir.filePath(QStringLiteral("adapter")); }
     QString statePath() const { return m_dir.filePath(QStringLiteral("state.json")); }
     QString standardError();
-    // The service requests received on one of its lines ("tachograph" or "adapter"), each as its SID
-    // followed by its data, read from the --verbose log.
-    QList<QByteArray> receivedRequests(const QString& line = QStringLiteral("tachograph"));
+    // Everything recorded so far; readable while the simulator runs.
+    QList<Exchange> exchanges() const;
+    // The service requests received on one line, each "SID DATA" in hex.
+    QStringList requests(const QString& line = QStringLiteral("tachograph")) const;
 
 private:
     QStringList m_arguments;

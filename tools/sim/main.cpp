@@ -6,6 +6,7 @@
 #include "tachograph_model.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTextStream>
 #include <QThread>
@@ -30,6 +31,37 @@ QString hex(const QByteArray& bytes)
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
 }
 
+// Every frame that came and went, with its time on the simulator's clock, for the tests to read
+// while the simulator runs: an answer is stamped before its first byte goes, a request when its last
+// byte has come.
+class Recorder
+{
+public:
+    explicit Recorder(const QString& path)
+        : m_file(path)
+    {
+        m_clock.start();
+        if (!path.isEmpty())
+            m_file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered);
+    }
+
+    void note(const QString& line, const char* kind, int baud, const QByteArray& bytes)
+    {
+        if (!m_file.isOpen())
+            return;
+        m_file.write(QStringLiteral("%1 %2 %3 %4 %5\n")
+                         .arg(m_clock.elapsed())
+                         .arg(line, QLatin1String(kind))
+                         .arg(baud)
+                         .arg(hex(bytes))
+                         .toLatin1());
+    }
+
+private:
+    QFile m_file;
+    QElapsedTimer m_clock;
+};
+
 // One pseudo-terminal with what arrived on it and not yet understood.
 struct Line
 {
@@ -46,6 +78,7 @@ public:
     Simulator(const SimOptions& options, TachographModel& model)
         : m_options(options)
         , m_model(model)
+        , m_recorder(options.recordPath)
         , m_err(stderr)
     {
     }
@@ -68,9 +101,12 @@ public:
                 log(QStringLiteral("%1: adapter command %2")
                         .arg(line.name)
                         .arg(*code, 2, 16, QLatin1Char('0')));
+                m_recorder.note(line.name, "cmd", settings.baud, QByteArray(1, static_cast<char>(*code)));
                 const QByteArray answer = line.adapter->handle(*code);
-                if (!answer.isEmpty())
+                if (!answer.isEmpty()) {
+                    m_recorder.note(line.name, "ans", settings.baud, answer.mid(2, answer.size() - 3));
                     send(line, answer, settings);
+                }
             }
             if (!line.adapter->passesFrames())
                 return; // no tachograph behind the adapter until it switches the line
@@ -78,14 +114,19 @@ public:
         line.requests.append(incoming);
         while (const auto request = line.requests.next()) {
             log(QStringLiteral("%1: RX %2").arg(line.name, hex(request->wire)));
+            m_recorder.note(line.name, "rx", settings.baud,
+                            QByteArray(1, static_cast<char>(request->frame.sid)) + request->frame.data);
             const FaultInjection& faults = m_options.faults;
             if (faults.echo || (line.adapter && line.adapter->kLine() && m_options.kLineEcho))
                 send(line, request->wire, settings);
             if (faults.silent)
                 continue;
+            const int serviceDelay = faults.serviceDelayMs.value(request->frame.sid);
             for (const auto& frame : m_model.handle(request->frame, settings.baud)) {
-                if (faults.delayMs > 0)
-                    QThread::msleep(static_cast<unsigned long>(faults.delayMs));
+                if (faults.delayMs + serviceDelay > 0)
+                    QThread::msleep(static_cast<unsigned long>(faults.delayMs + serviceDelay));
+                m_recorder.note(line.name, "tx", settings.baud,
+                                QByteArray(1, static_cast<char>(frame.sid)) + frame.data);
                 QByteArray wire = faults.noise;
                 if (faults.zeroLengthFrame)
                     wire.append(QByteArray::fromHex("80F0EE00"));
@@ -122,6 +163,7 @@ private:
 
     const SimOptions& m_options;
     TachographModel& m_model;
+    Recorder m_recorder;
     QTextStream m_err;
 };
 

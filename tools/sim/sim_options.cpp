@@ -223,6 +223,20 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     const QCommandLineOption speedBytes(QStringLiteral("speed-block-bytes"),
                                         QStringLiteral("Size of the detailed-speed block a download gets."),
                                         QStringLiteral("n"), QStringLiteral("2400"));
+    const QCommandLineOption record(
+        QStringLiteral("record"),
+        QStringLiteral("Append every frame received and sent to this file, one a line: milliseconds since "
+                       "the start, line, rx or tx (service frames) or cmd or ans (the adapter's), baud, "
+                       "SID and data in hex."),
+        QStringLiteral("file"));
+    const QCommandLineOption sleepy(
+        QStringLiteral("sleepy-starts"),
+        QStringLiteral("Sleep through this many StartCommunication requests before waking up."),
+        QStringLiteral("n"), QStringLiteral("0"));
+    const QCommandLineOption slowService(
+        QStringLiteral("slow-service"),
+        QStringLiteral("Fault: wait before every answer to this service, e.g. 22=2500; may be repeated."),
+        QStringLiteral("sid=ms"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
     parser.addOptions({link,        partNumber,   serial,         software,      skziNumber,    skziStatus,
@@ -232,7 +246,7 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                        canResult,   canSpeed,     canIdType,      adapterLink,   adapterPulses, noKLineEcho,
                        maxLinkBaud, pending,      silentAfter,    archiveBlocks, nkmCounter,    nkmKeys,
                        nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
-                       speedBytes,  verbose});
+                       speedBytes,  record,       sleepy,         slowService,   verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -335,6 +349,9 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--pending-pause-ms: expected milliseconds"));
     if (!integer(archivePending, 0, behaviour.archivePendingMs))
         return fail(QStringLiteral("--archive-pending-ms: expected milliseconds"));
+    if (!integer(sleepy, 0, behaviour.sleepyStarts))
+        return fail(QStringLiteral("--sleepy-starts: expected a count"));
+    options.recordPath = parser.value(record);
     const auto byteSet = [](const QString& text, QSet<quint8>& out) {
         QSet<quint16> values;
         if (!parseIdentifiers(text, values))
@@ -392,6 +409,14 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     faults.delayMs = parser.value(delay).toInt(&ok);
     if (!ok || faults.delayMs < 0)
         return fail(QStringLiteral("--delay: expected milliseconds"));
+    for (const QString& item : parser.values(slowService)) {
+        const QStringList parts = item.split(QLatin1Char('='));
+        quint8 sid = 0;
+        const int ms = parts.size() == 2 ? parts[1].toInt(&ok) : -1;
+        if (parts.size() != 2 || !parseByte(QStringLiteral("0x") + parts[0], sid) || !ok || ms < 0)
+            return fail(QStringLiteral("--slow-service: expected a service and milliseconds, e.g. 22=2500"));
+        faults.serviceDelayMs.insert(sid, ms);
+    }
     faults.silent = parser.isSet(silent);
     faults.badChecksum = parser.isSet(badChecksum);
     faults.zeroLengthFrame = parser.isSet(zeroLength);

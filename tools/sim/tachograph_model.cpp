@@ -69,6 +69,9 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
     , m_download(std::move(download))
     , m_ownDownload(!m_download)
 {
+    m_memoryBytes.resize(kMemoryBytes);
+    for (int address = 0; address < kMemoryBytes; ++address)
+        m_memoryBytes[address] = static_cast<char>(factoryMemoryByte(static_cast<quint32>(address)));
     if (!m_behaviour.moduleCard.isEmpty()) {
         m_cardInserted = m_cardKnown = m_cardAuthenticated = true;
         m_cardNumber = m_behaviour.moduleCard;
@@ -200,7 +203,10 @@ ServiceFrame TachographModel::readIdentifier(quint16 did)
 ServiceFrame TachographModel::writeIdentifier(quint16 did, const QByteArray& value)
 {
     constexpr quint8 sid = 0x2E;
-    if (!m_securityGranted)
+    // The measurements open with security in the adjustment session; the calibration itself only in
+    // the programming session.
+    const bool measurement = did == kPulseCounter || did == kSpeedSource || did == kCanDetection;
+    if (m_access == Access::Locked || (!measurement && m_access != Access::Calibration))
         return negativeResponse(sid, kSecurityAccessDenied);
     if (m_behaviour.refusedWrites.contains(did))
         return negativeResponse(sid, kConditionsNotCorrect);
@@ -428,6 +434,29 @@ std::vector<ServiceFrame> TachographModel::cryptoModuleCommand(const QByteArray&
     return withPending(sid, response(0x41, data));
 }
 
+ServiceFrame TachographModel::memoryAccess(quint8 sid, const QByteArray& data)
+{
+    // 24 (two length bytes, four address bytes), the address, the length, and for a write the bytes.
+    if (data.size() < 7)
+        return negativeResponse(sid, kIncorrectLength);
+    if (static_cast<quint8>(data.at(0)) != 0x24)
+        return negativeResponse(sid, kRequestOutOfRange);
+    const auto at = [&data](int i) { return static_cast<quint32>(static_cast<quint8>(data.at(i))); };
+    const quint32 address = (at(1) << 24) | (at(2) << 16) | (at(3) << 8) | at(4);
+    const quint32 length = (at(5) << 8) | at(6);
+    const QByteArray value = data.mid(7);
+    if ((sid == 0x23 && !value.isEmpty()) || (sid == 0x3D && value.size() != static_cast<qsizetype>(length)))
+        return negativeResponse(sid, kIncorrectLength);
+    if (length == 0 || length > 0x400 || address + length > static_cast<quint32>(kMemoryBytes))
+        return negativeResponse(sid, kRequestOutOfRange);
+    if (sid == 0x23)
+        return response(0x63, m_memoryBytes.mid(address, length));
+    if (m_access != Access::Calibration)
+        return negativeResponse(sid, kSecurityAccessDenied);
+    m_memoryBytes.replace(address, length, value);
+    return response(0x7D, {});
+}
+
 std::vector<ServiceFrame> TachographModel::nextSegment(const QByteArray& request)
 {
     if (request.size() != 3 || static_cast<quint8>(request.at(0)) != 0x76 || m_segments.empty())
@@ -455,9 +484,13 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
     if (sid == kIdentifySid)
         return {response(0x56, identityBlock(lineBaud))};
     if (sid == 0x81) {
+        if (m_startsSleptThrough < m_behaviour.sleepyStarts) {
+            ++m_startsSleptThrough; // still waking up
+            return {};
+        }
         m_communicating = true;
         m_session = 0x81;
-        m_securityGranted = false;
+        m_access = Access::Locked;
         return {response(0xC1, QByteArray::fromHex("EA8F"))};
     }
     if (!m_communicating)
@@ -466,7 +499,7 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
     switch (sid) {
     case 0x82:
         m_communicating = false;
-        m_securityGranted = false;
+        m_access = Access::Locked;
         m_counting = false;
         m_speedSearchReads = m_canReads = -1;
         m_uploadRequested = false;
@@ -479,11 +512,19 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
         if ((mode != 0x81 && mode != 0x85 && mode != 0x87) || m_behaviour.refusedSessions.contains(mode))
             return {negativeResponse(sid, kSubFunctionNotSupported)};
         m_session = mode;
-        m_securityGranted = false; // a new session starts locked
+        m_access = Access::Locked; // a new session starts locked
         return {response(0x50, data)};
     }
     case 0x3E:
+        // The one form of the service: "a response is wanted".
+        if (data.size() != 1)
+            return {negativeResponse(sid, kIncorrectLength)};
+        if (data.at(0) != 0x01)
+            return {negativeResponse(sid, kSubFunctionNotSupported)};
         return {response(0x7E, {})};
+    case 0x23:
+    case 0x3D:
+        return {memoryAccess(sid, data)};
     case 0x87: {
         // LinkControl: 01 01 <index> asks whether a rate is possible, 02 03 switches to it silently.
         if (data == QByteArray::fromHex("0203"))
@@ -534,7 +575,7 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
             return {negativeResponse(sid, kSubFunctionNotSupported)};
         if (m_session == 0x81)
             return {negativeResponse(sid, kConditionsNotCorrect)};
-        m_securityGranted = true;
+        m_access = m_session == 0x85 ? Access::Calibration : Access::Measurements;
         return {response(0x67, QByteArray::fromHex("7D0000"))};
     case 0x22:
         if (data.size() != 2)

@@ -72,6 +72,7 @@ struct DeviceBehaviour
     int maxLinkBaud = 0;          // LinkControl above this speed is refused; 0: no limit
     int pendingReplies = 0;       // "response pending" answers before each block
     int silentAfterRequests = -1; // the unit stops answering after this many requests; -1: never
+    int sleepyStarts = 0;         // StartCommunication requests the unit sleeps through before it wakes
     int archiveBlocks = 3;        // blocks of the crypto module's archive before its end
     int pendingPauseMs = 0;       // each block comes this long after a "response pending"
     int archivePendingMs = 0;     // the same for the archive's answers, in its place
@@ -96,6 +97,9 @@ class TachographModel
 public:
     static constexpr int kShortIdentityBytes = 276;
     static constexpr int kLongIdentityBytes = 1333;
+    static constexpr int kMemoryBytes = 0x10000;
+    // The memory's factory content: each byte of a 16-bit address is the sum of its two bytes.
+    static quint8 factoryMemoryByte(quint32 address) { return static_cast<quint8>((address >> 8) + address); }
 
     explicit TachographModel(DeviceIdentity identity = {}, DeviceBehaviour behaviour = {},
                              CalibrationMemory memory = CalibrationMemory::factoryDefaults(),
@@ -129,15 +133,27 @@ private:
     void queueBlock(quint8 type, const QByteArray& payload);
     std::vector<protocol::ServiceFrame> withPending(quint8 sid, protocol::ServiceFrame answer) const;
     std::vector<protocol::ServiceFrame> cryptoModuleCommand(const QByteArray& request);
+    protocol::ServiceFrame memoryAccess(quint8 sid, const QByteArray& data);
     void refreshDownload();
 
     DeviceIdentity m_identity;
     DeviceBehaviour m_behaviour;
     CalibrationMemory m_memory;
 
+    // What SecurityAccess unlocked: the calibration in the programming session, only the measurements
+    // in the adjustment session.
+    enum class Access
+    {
+        Locked,
+        Measurements,
+        Calibration,
+    };
+
     bool m_communicating = false;
     quint8 m_session = 0x81;
-    bool m_securityGranted = false;
+    Access m_access = Access::Locked;
+    int m_startsSleptThrough = 0;
+    QByteArray m_memoryBytes; // what the memory services read and write
     qint64 m_clockOffsetSecs = 0;
     QByteArray m_clockCorrection = QByteArray::fromHex("7D80"); // minute and hour offsets, +125
     bool m_counting = false;
