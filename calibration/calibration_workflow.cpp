@@ -109,8 +109,9 @@ bool CalibrationWorkflow::readParameter(CalibrationParameter& parameter, QString
     QByteArray value;
     if (m_client.readDataByIdentifier(parameter.did, value, error))
         return CalibrationParameterCodec::decode(parameter, value, error);
-    // A negative answer means the unit lacks this identifier; that is normal. A silence is not.
-    if (m_client.lastResponse().sid == 0x7F) {
+    // A negative answer to this very request means the unit lacks the identifier; that is normal. A
+    // silence is not, even right after another identifier was refused.
+    if (m_client.lastRequestAnswered() && m_client.lastResponse().sid == 0x7F) {
         parameter.available = false;
         parameter.raw.clear();
         parameter.value = QVariant();

@@ -65,6 +65,7 @@ bool TachographClient::request(quint8 sid, const QByteArray& data, ServiceFrame&
 {
     // One request and its response own the wire, whichever thread asks.
     std::lock_guard<std::mutex> lock(m_mutex);
+    m_lastRequestAnswered = false;
     ServiceFrame frame;
     frame.sid = sid;
     frame.data = data;
@@ -77,6 +78,7 @@ bool TachographClient::request(quint8 sid, const QByteArray& data, ServiceFrame&
     if (!m_transport.readService(response, timeoutMs, error, m_stopFlag))
         return false;
     m_lastResponse = response;
+    m_lastRequestAnswered = true;
     return true;
 }
 

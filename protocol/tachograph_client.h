@@ -21,6 +21,8 @@ public:
 
     SerialTransport& transport() { return m_transport; }
     const ServiceFrame& lastResponse() const { return m_lastResponse; }
+    // Whether the last request got a frame back: a silence leaves lastResponse() as it was.
+    bool lastRequestAnswered() const { return m_lastRequestAnswered; }
     void setStopFlag(const std::atomic_bool* stop) { m_stopFlag = stop; }
 
     bool configure(const QString& portName, int baudRate, QSerialPort::Parity parity,
@@ -62,6 +64,7 @@ private:
 
     SerialTransport m_transport;
     ServiceFrame m_lastResponse;
+    bool m_lastRequestAnswered = false;
     const std::atomic_bool* m_stopFlag = nullptr;
     std::mutex m_mutex;
 };
