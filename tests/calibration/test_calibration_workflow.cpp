@@ -375,6 +375,8 @@ private Q_SLOTS:
         QVERIFY(notConnected(s.workflow.startSearchSourceSpeed(&s.error)));
         QVERIFY(notConnected(s.workflow.detectCanSpeed(0, bytes, &s.error)));
         QVERIFY2(s.workflow.readCalibration(&s.error), qPrintable(s.error));
+        QVERIFY(!s.workflow.detectCanSpeed(0, bytes, &s.error)); // not in the standard session
+        QCOMPARE(s.error, u"SecurityAccess: TACHOGRAPH NEGATIVE RESPONSE: SID=0X27 NRC=0X22"_s);
         QVERIFY2(s.workflow.startAdjustmentSession(&s.error), qPrintable(s.error));
         QVERIFY2(s.workflow.startCountImpulses(&s.error), qPrintable(s.error));
         QVERIFY(s.workflow.stopCountImpulses(count, &s.error));
@@ -384,6 +386,9 @@ private Q_SLOTS:
                  qPrintable(s.error));
         QCOMPARE(masks, (QList<int>{1, 3, 7, 15}));
         QCOMPARE(bytes.toHex(), QByteArray("020f"));
+        s.workflow.requestStop(); // a stop ends the search at once, without a word
+        QVERIFY(!s.workflow.findSourceSpeed(bytes, &s.error) && s.error.isEmpty() && bytes.isEmpty());
+        s.workflow.clearStopRequest();
         QVERIFY2(s.workflow.detectCanSpeed(1, bytes, &s.error), qPrintable(s.error));
         QCOMPARE(bytes.toHex(), QByteArray("f5"));
         const QStringList requests = s.sim.requests();
