@@ -6,10 +6,13 @@
 #include "protocol/ralona_client.h"
 #include "storage/app_paths.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QSaveFile>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <QTimeZone>
 
 #include <algorithm>
@@ -82,6 +85,7 @@ private:
     QString m_port;
     qint64 m_begin = 0;
     qint64 m_end = 0;
+    QString m_runFolder; // this run's temporary files
     QStringList m_tempNames;
     DownloadResult m_result;
 
@@ -104,6 +108,10 @@ DownloadResult DownloadRun::fail(const QString& text)
     if (m_client.isOpen())
         m_client.stopCommunication();
     m_client.close();
+    // What a failed run fetched stays in its own folder for inspection; no later run reads it.
+    if (!m_runFolder.isEmpty() && !QDir().rmdir(m_runFolder))
+        log(Level::Warning,
+            QStringLiteral("Временные файлы неудачной выгрузки оставлены в %1").arg(m_runFolder));
     return m_result;
 }
 
@@ -201,7 +209,7 @@ bool DownloadRun::flush(quint8 type, const QByteArray& buffer)
     if (type != REQUEST_CARD_DOWNLOAD)
         block.prepend(QByteArray(1, '\x76') + QByteArray(1, static_cast<char>(type)));
     const QString name = DownloadWorkflow::requestName(type);
-    if (!DownloadWorkflow::appendTemp(name, block))
+    if (!DownloadWorkflow::appendTemp(m_runFolder, name, block))
         return false;
     if (!m_tempNames.contains(name))
         m_tempNames.append(name);
@@ -318,9 +326,8 @@ bool DownloadRun::writeFinalFile(QString& failure)
         failure = file.errorString();
         return false;
     }
-    QStringList consumed;
     for (const QString& tempName : std::as_const(m_tempNames)) {
-        QFile part(directory.filePath(tempName + QStringLiteral(".tmp")));
+        QFile part(QDir(m_runFolder).filePath(tempName + QStringLiteral(".tmp")));
         if (!part.open(QIODevice::ReadOnly)) {
             failure = part.errorString();
             return false;
@@ -331,14 +338,12 @@ bool DownloadRun::writeFinalFile(QString& failure)
             file.cancelWriting();
             return false;
         }
-        consumed.append(part.fileName());
     }
     if (!file.commit()) {
         failure = file.errorString();
         return false;
     }
-    for (const QString& path : std::as_const(consumed))
-        QFile::remove(path);
+    QDir(m_runFolder).removeRecursively();
     m_result.filePath = file.fileName();
     return true;
 }
@@ -353,6 +358,10 @@ DownloadResult DownloadRun::execute()
     m_client.setStopFlag(&m_stop);
 
     QString failure;
+    DownloadWorkflow::removeOldRunFolders(QDateTime::currentDateTime());
+    m_runFolder = DownloadWorkflow::createRunFolder(&failure);
+    if (m_runFolder.isEmpty())
+        return fail(failure);
     if (m_options.authenticateCard) {
         status(QStringLiteral("Подключаем внешнюю карту"));
         if (!m_cardAuth.readForAuth(m_settings.cardReaderName, m_settings.cardPin, &failure)) {
@@ -563,11 +572,42 @@ int DownloadWorkflow::transferData(TachographClient& client, quint8 type, const 
     return 0;
 }
 
-bool DownloadWorkflow::appendTemp(const QString& name, const QByteArray& bytes, QString* error)
+QString DownloadWorkflow::runsDirectory()
 {
-    const QDir directory(storage::AppPaths::downloadDirectory());
-    directory.mkpath(QStringLiteral("."));
-    QFile file(directory.filePath(name + QStringLiteral(".tmp")));
+    return storage::AppPaths::downloadDirectory() + QStringLiteral("/runs");
+}
+
+QString DownloadWorkflow::createRunFolder(QString* error)
+{
+    QDir().mkpath(runsDirectory());
+    QTemporaryDir folder(QStringLiteral("%1/%2-%3-XXXXXX")
+                             .arg(runsDirectory(), QDateTime::currentDateTime().toString(
+                                                       QStringLiteral("yyyy-MM-dd_HH-mm-ss")))
+                             .arg(QCoreApplication::applicationPid()));
+    if (!folder.isValid()) {
+        if (error)
+            *error = folder.errorString();
+        return {};
+    }
+    folder.setAutoRemove(false);
+    return folder.path();
+}
+
+void DownloadWorkflow::removeOldRunFolders(const QDateTime& now)
+{
+    const QDateTime limit = now.addDays(-kRunFolderDays);
+    QDirIterator folders(runsDirectory(), QDir::Dirs | QDir::NoDotAndDotDot);
+    while (folders.hasNext()) {
+        folders.next();
+        if (folders.fileInfo().lastModified() < limit)
+            QDir(folders.filePath()).removeRecursively();
+    }
+}
+
+bool DownloadWorkflow::appendTemp(const QString& folder, const QString& name, const QByteArray& bytes,
+                                  QString* error)
+{
+    QFile file(QDir(folder).filePath(name + QStringLiteral(".tmp")));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append) || file.write(bytes) != bytes.size()) {
         if (error)
             *error = file.errorString();

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QDate>
+#include <QDateTime>
 #include <QString>
 
 #include <atomic>
@@ -105,7 +106,16 @@ public:
     static int transferData(protocol::TachographClient& client, quint8 type, const QByteArray& dates,
                             const std::atomic_bool* stop, QByteArray& payload, const FrameHook& hook = {},
                             const StatusCallback& status = {});
-    static bool appendTemp(const QString& name, const QByteArray& bytes, QString* error = nullptr);
+    // Appends to <folder>/<name>.tmp; the folder is the run's own (createRunFolder()).
+    static bool appendTemp(const QString& folder, const QString& name, const QByteArray& bytes,
+                           QString* error = nullptr);
+    // Where a run keeps its temporary files: a folder of its own under "runs" in the download
+    // directory, named by the run's start and process, so that runs at the same time never mix. A
+    // failed run leaves its folder for inspection; folders older than kRunFolderDays go at a run's start.
+    static QString runsDirectory();
+    static QString createRunFolder(QString* error = nullptr);
+    static void removeOldRunFolders(const QDateTime& now);
+    static constexpr int kRunFolderDays = 7;
     static void resolveDateRange(const DownloadOptions& options, QDate& begin, QDate& end,
                                  QDate today = QDate());
     static qint64 unixDate(const QDate& date);

@@ -1,188 +1,210 @@
-// `tachoria --probe-download` as a user runs it, against tachoria-sim.
+// `tachoria --probe-download` as a user runs it against tachoria-sim, alone, two at once from one program
+// folder, and after a run that died half-way; every file is read back with `tachoria --probe-ddd`.
 #include "../support/process_runner.h"
 #include "../support/simulator_process.h"
-#include "../support/vu_activity_days.h"
 
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
+#include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
-#include <QTimeZone>
 
 using tachoria::test::binaryPath;
-using tachoria::test::daysOfActivitiesBlock;
 using tachoria::test::runProcess;
 using tachoria::test::SimulatorProcess;
 using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kDownloads = binaryPath(u"DATA"_s);
+
+// The simulated unit calls itself by this VIN and registration.
+bool writeUnit(const SimulatorProcess& sim, const char* vin, const char* registration)
+{
+    QFile state(sim.statePath());
+    return state.open(QIODevice::WriteOnly) &&
+           state.write(QByteArray(R"({"values": {"F190": ")") + QByteArray(vin).toHex() +
+                       R"(", "F97E": "05)" + QByteArray(registration).leftJustified(13, ' ').toHex() +
+                       "\"}}") > 0;
+}
+
+// The file a run reported on its last line, "" when it failed.
+QString outputOf(const QString& standardOutput)
+{
+    static const QRegularExpression last(u"download_success=true output=(\\S+) vehicle="_s);
+    return last.match(standardOutput.trimmed().section(u'\n', -1)).captured(1);
+}
+
+// What the decoder reads in a file: the kind, VIN and registration.
+QString decoded(const QString& path)
+{
+    const auto probe = runProcess(binaryPath(u"tachoria"_s), {u"--probe-ddd"_s, path});
+    const QJsonObject summary =
+        QJsonDocument::fromJson(probe.standardOutput.toUtf8()).object().value(u"summary").toObject();
+    return QStringList{summary[u"fileType"].toString(), summary[u"vin"].toString(),
+                       summary[u"registrationNumber"].toString()}
+        .join(u' ');
+}
+
+QByteArray bytesOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
 
 class TestProbeDownloadEndToEnd : public QObject
 {
     Q_OBJECT
 
-    // What was downloaded must decode as the vehicle unit the simulator plays: its VIN and registration,
-    // one activities block holding every day asked for, and the first day's activities as it lived them.
-    void checkDownloadedFile(const QString& path, const QPair<QDate, QDate>& requested)
-    {
-        const auto probe =
-            runProcess(binaryPath(QStringLiteral("tachoria")), {QStringLiteral("--probe-ddd"), path});
-        QCOMPARE(probe.exitCode, 0);
-        QJsonParseError parseError;
-        const QJsonObject report =
-            QJsonDocument::fromJson(probe.standardOutput.toUtf8(), &parseError).object();
-        QVERIFY2(parseError.error == QJsonParseError::NoError, qPrintable(parseError.errorString()));
-
-        const QJsonObject summary = report.value(u"summary").toObject();
-        QCOMPARE(summary.value(u"fileType").toString(), QStringLiteral("Тахограф"));
-        QCOMPARE(summary.value(u"vin").toString(), QStringLiteral("XTA210990Y1234567"));
-        QCOMPARE(summary.value(u"registrationNumber").toString(), QStringLiteral("A123BC77"));
-        const QJsonObject datasets = report.value(u"datasets").toObject();
-        QCOMPARE(
-            datasets.value(u"vehicleIdentification").toArray().at(0).toObject().value(u"value").toString(),
-            QStringLiteral("XTA210990Y1234567"));
-        QCOMPARE(
-            datasets.value(u"vehicleIdentification").toArray().at(2).toObject().value(u"value").toString(),
-            QStringLiteral("A123BC77"));
-
-        QStringList tags;
-        QByteArray activities;
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
-        for (const QJsonValue& block : report.value(u"blocks").toArray()) {
-            tags.append(block[u"fileNumber"].toString());
-            if (tags.last() == u"7602")
-                activities = bytes.mid(block[u"offset"].toInteger(), block[u"length"].toInteger());
-        }
-        QCOMPARE(tags, QStringList({u"7601"_s, u"7602"_s, u"7603"_s, u"7604"_s, u"7605"_s, u"7681"_s}));
-        const QList<QDate> days = daysOfActivitiesBlock(activities);
-        QCOMPARE(days.size(), 8);
-        QVERIFY2(days.first() == requested.first || days.first() == requested.first.addDays(1),
-                 qPrintable(days.first().toString(Qt::ISODate)));
-        for (int index = 1; index < days.size(); ++index)
-            QCOMPARE(days.at(index), days.first().addDays(index));
-        QVERIFY(days.last() <= requested.second);
-
-        // The decoder reads an activities block as one day: the first of the period.
-        const QJsonArray dayInformation = datasets.value(u"dayInformation").toArray();
-        QCOMPARE(dayInformation.size(), 1);
-        QCOMPARE(dayInformation.at(0)[u"timeReal"].toString(), days.first().toString(u"dd.MM.yyyy 0:00:00"));
-        QStringList changes;
-        for (const QJsonValue& row : datasets.value(u"activityDaily").toArray())
-            changes.append(row[u"timeOfChange"].toString() + u' ' + row[u"activity"].toString() + u' ' +
-                           row[u"cardStatus"].toString());
-        QCOMPARE(changes, QStringList({u"00:00 Перерыв/отдых Не вставлена"_s, u"06:00 Работа Вставлена"_s,
-                                       u"06:30 Вождение Вставлена"_s, u"10:30 Перерыв/отдых Вставлена"_s,
-                                       u"11:15 Вождение Вставлена"_s, u"14:45 Работа Вставлена"_s,
-                                       u"15:05 Перерыв/отдых Не вставлена"_s}));
-        QCOMPARE(datasets.value(u"detailedSpeed").toArray().size(), 35);
-        QCOMPARE(datasets.value(u"calibrationData").toArray().size(), 1);
-    }
+    const QString m_clock = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
 
 private Q_SLOTS:
+    void init() { QDir(kDownloads).removeRecursively(); }
+
     void download_data()
     {
         QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QStringList>("requested");
+        QTest::addColumn<QStringList>("asked");
         QTest::addColumn<QList<int>>("rates");
-        QTest::addColumn<bool>("everyBlock");
         const QList<int> ladder{9600, 19200, 38400, 57600, 115200};
         QTest::newRow("every block with --all")
             << QStringList{u"--all"_s}
-            << QStringList{u"REQUEST_OVERVIEW"_s,       u"REQUEST_ACTIVITIES"_s,
-                           u"REQUEST_EVENTS_FAULTS"_s,  u"REQUEST_DETAILED_SPEED"_s,
-                           u"REQUEST_TECHNICAL_DATA"_s, u"REQUEST_SERTIFICAT_KEY_NKM"_s}
-            << ladder << true;
+            << QStringList{u"OVERVIEW"_s,       u"ACTIVITIES"_s,     u"EVENTS_FAULTS"_s,
+                           u"DETAILED_SPEED"_s, u"TECHNICAL_DATA"_s, u"SERTIFICAT_KEY_NKM"_s}
+            << ladder;
         QTest::newRow("the overview alone")
-            << QStringList{} << QStringList{u"REQUEST_OVERVIEW"_s, u"REQUEST_SERTIFICAT_KEY_NKM"_s} << ladder
-            << false;
+            << QStringList{} << QStringList{u"OVERVIEW"_s, u"SERTIFICAT_KEY_NKM"_s} << ladder;
         // --baud is both the first and the highest speed: no LinkControl at all.
         QTest::newRow("one speed with --baud")
-            << QStringList{u"--baud"_s, u"9600"_s}
-            << QStringList{u"REQUEST_OVERVIEW"_s, u"REQUEST_SERTIFICAT_KEY_NKM"_s} << QList<int>{9600}
-            << false;
+            << QStringList{u"--baud"_s, u"9600"_s} << QStringList{u"OVERVIEW"_s, u"SERTIFICAT_KEY_NKM"_s}
+            << QList<int>{9600};
     }
 
     void download()
     {
         QFETCH(QStringList, arguments);
-        QFETCH(QStringList, requested);
-        QFETCH(bool, everyBlock);
-        SimulatorProcess sim({u"--verbose"_s});
-        QString error;
-        QVERIFY2(sim.start(&error), qPrintable(error));
-        // The probe asks for today and the seven days before; a run across midnight may start a day later.
-        const QDate firstDay = QDate::currentDate().addDays(-7);
-        const auto result =
-            runProcess(binaryPath(QStringLiteral("tachoria")),
-                       QStringList{QStringLiteral("--probe-download"), sim.link()} + arguments);
-        QCOMPARE(result.exitCode, 0);
-        const QStringList lines = result.standardOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        QCOMPARE(lines.first(), QStringLiteral("status=Открываем соединение с тахографом"));
-        QStringList asked;
+        QFETCH(QStringList, asked);
+        SimulatorProcess sim;
+        QVERIFY(sim.start());
+        const auto run =
+            runProcess(binaryPath(u"tachoria"_s), QStringList{u"--probe-download"_s, sim.link()} + arguments);
+        QCOMPARE(run.exitCode, 0);
+        const QStringList lines = run.standardOutput.split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.first(), u"status=Открываем соединение с тахографом"_s);
+        QStringList requested;
         for (const QString& line : lines.mid(0, lines.size() - 1)) {
             QVERIFY2(line.startsWith(u"status="_s) || line.startsWith(u"progress="_s), qPrintable(line));
-            if (line.startsWith(u"status=Запрашиваем "_s))
-                asked.append(line.mid(19));
+            if (line.startsWith(u"status=Запрашиваем REQUEST_"_s))
+                requested << line.mid(27);
         }
-        QCOMPARE(asked, requested);
-
-        static const QRegularExpression last(
-            QStringLiteral("^download_success=true "
-                           "output=(.*/DATA/\\d\\d_\\d\\d_\\d\\d_\\d\\d_\\d\\d_\\d\\d-\\[A123BC77\\]\\.ddd) "
-                           "vehicle=A123BC77 nkm= card= error=$"));
-        const auto match = last.match(lines.last());
-        QVERIFY2(match.hasMatch(), qPrintable(lines.last()));
-        const QString path = match.captured(1);
+        QCOMPARE(requested, asked);
+        const QString path = outputOf(run.standardOutput);
+        QVERIFY2(QRegularExpression(
+                     u"^%1/\\d\\d_\\d\\d_\\d\\d_\\d\\d_\\d\\d_\\d\\d-\\[A123BC77\\]\\.ddd$"_s.arg(kDownloads))
+                     .match(path)
+                     .hasMatch(),
+                 qPrintable(lines.last()));
+        QCOMPARE(lines.last(),
+                 u"download_success=true output=%1 vehicle=A123BC77 nkm= card= error="_s.arg(path));
         QCOMPARE(lines.at(lines.size() - 2), u"status=Выгрузка прошла успешно: "_s + path);
-        if (everyBlock)
-            checkDownloadedFile(path, {firstDay, QDate::currentDate()});
-        QFile::remove(path);
-        QVERIFY(sim.stop());
+        QCOMPARE(decoded(path), u"Тахограф XTA210990Y1234567 A123BC77"_s);
         QList<int> rates;
-        static const QRegularExpression rate(QStringLiteral("^tachograph: TX .* at (\\d+) baud\\)$"));
-        for (const QString& line : sim.standardError().split(QLatin1Char('\n'))) {
-            const auto answer = rate.match(line);
-            if (answer.hasMatch() && (rates.isEmpty() || rates.last() != answer.captured(1).toInt()))
-                rates.append(answer.captured(1).toInt());
-        }
+        for (const auto& e : sim.exchanges())
+            if (e.kind == u"tx" && (rates.isEmpty() || rates.last() != e.baud))
+                rates << e.baud;
         QTEST(rates, "rates");
+        // The probe asks for today and the seven days before (a run across midnight starts a day later).
+        const QStringList days = sim.requests().filter(QRegularExpression(u"^36 02 "_s));
+        QCOMPARE(days.size(), arguments.contains(u"--all"_s) ? 8 : 0);
     }
 
     void failure_data()
     {
         QTest::addColumn<QStringList>("simulator");
         QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("error");
         QTest::newRow("silent device") << QStringList{u"--silent"_s} << QStringList{u"--baud"_s, u"115200"_s}
-                                       << u"download_success=false output= vehicle= nkm= card= error=Нет "
-                                          u"ответа тахографа: service frame "
-                                          u"timeout;"_s;
+                                       << u"Нет ответа тахографа: service frame timeout;"_s;
         QTest::newRow("overview refused")
-            << QStringList{u"--refuse-block"_s, u"01"_s} << QStringList{}
-            << u"download_success=false output= vehicle= nkm= card= error=Ошибка запроса обзора"_s;
+            << QStringList{u"--refuse-block"_s, u"01"_s} << QStringList{} << u"Ошибка запроса обзора"_s;
     }
 
     void failure()
     {
         QFETCH(QStringList, simulator);
         QFETCH(QStringList, arguments);
-        QFETCH(QString, line);
+        QFETCH(QString, error);
         SimulatorProcess sim(simulator);
-        QString error;
-        QVERIFY2(sim.start(&error), qPrintable(error));
-        const auto result =
-            runProcess(binaryPath(QStringLiteral("tachoria")),
-                       QStringList{QStringLiteral("--probe-download"), sim.link()} + arguments);
-        QCOMPARE(result.exitCode, 4);
-        const QStringList lines = result.standardOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        QVERIFY2(lines.last().startsWith(line), qPrintable(result.standardOutput));
-        // The failure is also the last status.
-        QCOMPARE(lines.at(lines.size() - 2),
-                 u"status="_s + lines.last().mid(lines.last().indexOf(u"error=") + 6));
-        QVERIFY(sim.stop());
+        QVERIFY(sim.start());
+        const auto run =
+            runProcess(binaryPath(u"tachoria"_s), QStringList{u"--probe-download"_s, sim.link()} + arguments);
+        QCOMPARE(run.exitCode, 4);
+        const QStringList lines = run.standardOutput.split(u'\n', Qt::SkipEmptyParts);
+        QVERIFY2(
+            lines.last().startsWith(u"download_success=false output= vehicle= nkm= card= error="_s + error),
+            qPrintable(lines.last()));
+        QCOMPARE(lines.at(lines.size() - 2), u"status="_s + lines.last().section(u"error="_s, 1));
+    }
+
+    // Two runs at once from one program folder, each against its own unit, each write their own file.
+    void twoAtOnce()
+    {
+        SimulatorProcess first({}, false, true);
+        SimulatorProcess second({}, false, true);
+        QVERIFY(writeUnit(first, "WDB9340321T123456", "K555KK77") &&
+                writeUnit(second, "XTA210990Y7654321", "P777OP99"));
+        QVERIFY(first.start() && second.start());
+        QProcess runs[2];
+        runs[0].start(binaryPath(u"tachoria"_s), {u"--probe-download"_s, first.link(), u"--all"_s});
+        runs[1].start(binaryPath(u"tachoria"_s), {u"--probe-download"_s, second.link(), u"--all"_s});
+        for (QProcess& run : runs)
+            QVERIFY(run.waitForFinished(120000) && run.exitCode() == 0);
+        const QString firstFile = outputOf(QString::fromUtf8(runs[0].readAllStandardOutput()));
+        const QString secondFile = outputOf(QString::fromUtf8(runs[1].readAllStandardOutput()));
+        QVERIFY(firstFile.endsWith(u"-[K555KK77].ddd"_s) && secondFile.endsWith(u"-[P777OP99].ddd"_s));
+        QCOMPARE(decoded(firstFile), u"Тахограф WDB9340321T123456 K555KK77"_s);
+        QCOMPARE(decoded(secondFile), u"Тахограф XTA210990Y7654321 P777OP99"_s);
+        QCOMPARE(QDir(kDownloads + u"/runs"_s).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+                 QStringList());
+    }
+
+    // A run killed in the middle of the activities leaves its temporaries in its own folder; the next
+    // run's file is the one a run alone gives.
+    void runThatDiedHalfWay()
+    {
+        QByteArray files[3];
+        QProcess dying;
+        qint64 pid = 0;
+        for (int run = 0; run < 3; ++run) {
+            SimulatorProcess sim(
+                {u"--frozen-clock"_s, m_clock, u"--pending-pause-ms"_s, run == 0 ? u"1000"_s : u"0"_s});
+            QVERIFY(sim.start());
+            if (run == 0) {
+                dying.start(binaryPath(u"tachoria"_s), {u"--probe-download"_s, sim.link(), u"--all"_s});
+                QVERIFY(dying.waitForStarted());
+                pid = dying.processId();
+                QTRY_VERIFY_WITH_TIMEOUT(!sim.requests().filter(u"36 02 "_s).isEmpty(), 60000);
+                dying.kill();
+                QVERIFY(dying.waitForFinished(10000));
+                continue;
+            }
+            const auto good = runProcess(binaryPath(u"tachoria"_s),
+                                         {u"--probe-download"_s, sim.link(), u"--all"_s}, 120000);
+            QCOMPARE(good.exitCode, 0);
+            files[run] = bytesOf(outputOf(good.standardOutput));
+            QCOMPARE(decoded(outputOf(good.standardOutput)), u"Тахограф XTA210990Y1234567 A123BC77"_s);
+        }
+        QCOMPARE(files[1].size(), files[2].size());
+        QVERIFY(files[1] == files[2]);
+        const QStringList left = QDir(kDownloads + u"/runs"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        QCOMPARE(left.size(), 1);
+        QVERIFY2(left.first().contains(u"-%1-"_s.arg(pid)), qPrintable(left.first()));
+        QVERIFY(QDir(kDownloads + u"/runs/"_s + left.first())
+                    .entryList(QDir::Files)
+                    .contains(u"REQUEST_OVERVIEW.tmp"_s));
     }
 };
 

@@ -229,6 +229,11 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                        "the start, line, rx or tx (service frames) or cmd or ans (the adapter's), baud, "
                        "SID and data in hex."),
         QStringLiteral("file"));
+    const QCommandLineOption frozenClock(
+        QStringLiteral("frozen-clock"),
+        QStringLiteral("The unit's clock stands still at this UTC moment (ISO 8601), so that its downloads "
+                       "come out the same byte for byte."),
+        QStringLiteral("time"));
     const QCommandLineOption sleepy(
         QStringLiteral("sleepy-starts"),
         QStringLiteral("Sleep through this many StartCommunication requests before waking up."),
@@ -246,7 +251,7 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                        canResult,   canSpeed,     canIdType,      adapterLink,   adapterPulses, noKLineEcho,
                        maxLinkBaud, pending,      silentAfter,    archiveBlocks, nkmCounter,    nkmKeys,
                        nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
-                       speedBytes,  record,       sleepy,         slowService,   verbose});
+                       speedBytes,  record,       sleepy,         slowService,   frozenClock,   verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -352,6 +357,11 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     if (!integer(sleepy, 0, behaviour.sleepyStarts))
         return fail(QStringLiteral("--sleepy-starts: expected a count"));
     options.recordPath = parser.value(record);
+    if (parser.isSet(frozenClock)) {
+        behaviour.frozenClock = QDateTime::fromString(parser.value(frozenClock), Qt::ISODate).toUTC();
+        if (!behaviour.frozenClock.isValid())
+            return fail(QStringLiteral("--frozen-clock: expected a time like 2026-11-23T10:00:00Z"));
+    }
     const auto byteSet = [](const QString& text, QSet<quint8>& out) {
         QSet<quint16> values;
         if (!parseIdentifiers(text, values))

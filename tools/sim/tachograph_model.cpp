@@ -86,7 +86,12 @@ void TachographModel::refreshDownload()
     if (m_ownDownload)
         m_download = std::make_shared<GeneratedDownloadSource>(
             m_memory.value(0xF190), m_memory.value(0xF97E), m_identity.skziFirstHalf,
-            QDateTime::currentDateTimeUtc().addSecs(m_clockOffsetSecs), m_behaviour.speedBlockBytes);
+            hostNow().addSecs(m_clockOffsetSecs), m_behaviour.speedBlockBytes);
+}
+
+QDateTime TachographModel::hostNow() const
+{
+    return m_behaviour.frozenClock.isValid() ? m_behaviour.frozenClock : QDateTime::currentDateTimeUtc();
 }
 
 ServiceFrame TachographModel::response(quint8 sid, const QByteArray& data)
@@ -136,7 +141,7 @@ QByteArray TachographModel::identityBlock(int lineBaud) const
 
 QByteArray TachographModel::clockBytes() const
 {
-    const QDateTime now = QDateTime::currentDateTimeUtc().addSecs(m_clockOffsetSecs);
+    const QDateTime now = hostNow().addSecs(m_clockOffsetSecs);
     QByteArray bytes;
     bytes.append(static_cast<char>(now.time().second() * 4));
     bytes.append(static_cast<char>(now.time().minute()));
@@ -157,7 +162,7 @@ bool TachographModel::writeClock(const QByteArray& value)
                             QTime(at(2), at(1), at(0) / 4), QTimeZone::utc());
     if (!written.isValid())
         return false;
-    m_clockOffsetSecs = QDateTime::currentDateTimeUtc().secsTo(written);
+    m_clockOffsetSecs = hostNow().secsTo(written);
     m_clockCorrection = value.mid(6, 2);
     return true;
 }

@@ -68,6 +68,8 @@ struct DeviceBehaviour
     quint8 canIdentifierCode = 0x00;
     int canReadsBeforeResult = 3; // detection is "in progress" for this many reads
     QString statePath;            // where the calibration memory lives between runs
+    QDateTime frozenClock;        // valid: the unit's clock stands still at this moment, so that every
+                                  // download of it gives the same bytes
 
     int maxLinkBaud = 0;          // LinkControl above this speed is refused; 0: no limit
     int pendingReplies = 0;       // "response pending" answers before each block
@@ -134,6 +136,7 @@ private:
     std::vector<protocol::ServiceFrame> withPending(quint8 sid, protocol::ServiceFrame answer) const;
     std::vector<protocol::ServiceFrame> cryptoModuleCommand(const QByteArray& request);
     protocol::ServiceFrame memoryAccess(quint8 sid, const QByteArray& data);
+    QDateTime hostNow() const;
     void refreshDownload();
 
     DeviceIdentity m_identity;
