@@ -289,8 +289,9 @@ private Q_SLOTS:
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
             s.workflow.requestStop(); // instead of waiting out the unit's 20 s
         });
-        QVERIFY(!s.workflow.readCalibration(&s.error));
+        const bool read = s.workflow.readCalibration(&s.error);
         stopper.join();
+        QVERIFY(!read);
         QCOMPARE(s.error, u"service read stopped"_s);
         QVERIFY(!s.workflow.isConnected());
     }

@@ -166,8 +166,9 @@ private Q_SLOTS:
                 std::this_thread::sleep_for(std::chrono::milliseconds(100));
                 stop = true;
             });
-            QVERIFY(!transport.readServiceWire(out, 60000, &reason, &stop));
+            const bool read = transport.readServiceWire(out, 60000, &reason, &stop);
             stopper.join();
+            QVERIFY(!read);
             QCOMPARE(reason, u"service read stopped"_s);
         }
         stop = false;

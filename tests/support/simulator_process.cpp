@@ -5,6 +5,8 @@
 #include <QDeadlineTimer>
 #include <QFile>
 
+#include <csignal>
+#include <sys/prctl.h>
 #include <utility>
 
 namespace tachoria::test {
@@ -27,6 +29,8 @@ SimulatorProcess::~SimulatorProcess()
 
 bool SimulatorProcess::start(QString* error)
 {
+    // A test that crashes takes its simulator along instead of leaving it running.
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process.start(binaryPath(QStringLiteral("tachoria-sim")),
                     QStringList{QStringLiteral("--link"), m_link} + m_arguments);
     const auto fail = [&](const QString& why) {
