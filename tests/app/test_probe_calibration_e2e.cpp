@@ -1,6 +1,7 @@
 // `tachoria --probe-calibration` and `--probe-can` as a user runs them, against tachoria-sim.
 #include "../support/process_runner.h"
 #include "../support/simulator_process.h"
+#include "calibration/calibration_parameter_codec.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -8,6 +9,7 @@
 using tachoria::test::binaryPath;
 using tachoria::test::runProcess;
 using tachoria::test::SimulatorProcess;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -31,60 +33,21 @@ private Q_SLOTS:
         SimulatorProcess sim(words({"--refuse", "F103"}));
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
-        const auto result = runProcess(binaryPath(QStringLiteral("tachoria")),
-                                       {QStringLiteral("--probe-calibration"), sim.link()});
+        const auto result = runProcess(binaryPath(u"tachoria"_s), {u"--probe-calibration"_s, sim.link()});
         QCOMPARE(result.exitCode, 0);
         const QStringList lines = result.standardOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 40);
-        QCOMPARE(lines.first(),
-                 QStringLiteral("calibration_read=true port=%1 baud=115200 error=").arg(sim.link()));
-        const QStringList expectedNames = words({"TimeDate",
-                                                 "vuManufacturingDate",
-                                                 "vuPartNumber",
-                                                 "vuManufacturerName",
-                                                 "vuSerialNumber",
-                                                 "Driver1Identification",
-                                                 "vuApprovalNumber",
-                                                 "SystemSupplierECUSoftwareVersionNumber",
-                                                 "SSECUHWVN",
-                                                 "ReadTachoriaCodeFBU",
-                                                 "VerifyDate",
-                                                 "vehicleIdentificationNumber",
-                                                 "vehicleRegistrationNation",
-                                                 "VehicleRegistrationNumber",
-                                                 "kConstantOfRecordingEquipment",
-                                                 "wVehicleCharacteristicConstant",
-                                                 "lTyreCircumference",
-                                                 "tyreSize",
-                                                 "SpeedAuthorised",
-                                                 "nextCalibrationDate",
-                                                 "HighResOdometer",
-                                                 "PulsesPerRevolutionOfOutputShaft",
-                                                 "CAN1",
-                                                 "CAN2",
-                                                 "CAN1_NV",
-                                                 "CAN2_NV",
-                                                 "CANvehicleIdentificationNumber",
-                                                 "CAN1_Interval_TCO1",
-                                                 "CAN2_Interval_TCO1",
-                                                 "Can1Tco1Priority",
-                                                 "Can2Tco1Priority",
-                                                 "B6",
-                                                 "B7",
-                                                 "D6",
-                                                 "PTO",
-                                                 "SourceBacklightBrightnessAdjustment",
-                                                 "SourceSpeed",
-                                                 "EnableDM1",
-                                                 "IlluminationColor"});
-        for (int i = 0; i < expectedNames.size(); ++i)
-            QVERIFY2(lines.at(i + 1).startsWith(expectedNames.at(i) + QLatin1Char('=')),
+        QCOMPARE(lines.first(), u"calibration_read=true port=%1 baud=115200 error="_s.arg(sim.link()));
+        // One line per parameter in catalogue order: its display, or the word for one the unit refused.
+        const auto catalogue = tachoria::calibration::CalibrationParameterCodec::descriptors();
+        for (int i = 0; i < catalogue.size(); ++i)
+            QVERIFY2(lines.at(i + 1).startsWith(catalogue.at(i).name + QLatin1Char('=')),
                      qPrintable(lines.at(i + 1)));
-        QVERIFY(lines.contains(QStringLiteral("vehicleIdentificationNumber=XTA210990Y1234567")));
-        QVERIFY(lines.contains(QStringLiteral("kConstantOfRecordingEquipment=8000")));
-        QVERIFY(lines.contains(QStringLiteral("VerifyDate=15.01.2025")));
-        QVERIFY(lines.contains(QStringLiteral("CAN1=1;2;0")));
-        QCOMPARE(lines.last(), QStringLiteral("IlluminationColor=Не поддерживается"));
+        QVERIFY(lines.contains(u"vehicleIdentificationNumber=XTA210990Y1234567"_s));
+        QVERIFY(lines.contains(u"kConstantOfRecordingEquipment=8000"_s));
+        QVERIFY(lines.contains(u"VerifyDate=15.01.2025"_s));
+        QVERIFY(lines.contains(u"CAN1=1;2;0"_s));
+        QCOMPARE(lines.last(), u"IlluminationColor=Не поддерживается"_s);
         QVERIFY(sim.stop());
     }
 
@@ -93,15 +56,14 @@ private Q_SLOTS:
         SimulatorProcess sim(words({"--silent"}));
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
-        const auto result = runProcess(binaryPath(QStringLiteral("tachoria")),
-                                       {QStringLiteral("--probe-calibration"), sim.link(),
-                                        QStringLiteral("--baud"), QStringLiteral("9600")});
+        const auto result = runProcess(binaryPath(u"tachoria"_s),
+                                       {u"--probe-calibration"_s, sim.link(), u"--baud"_s, u"9600"_s});
         QCOMPARE(result.exitCode, 3);
         const QString line = result.standardOutput.trimmed();
-        QVERIFY2(line.startsWith(
-                     QStringLiteral("calibration_read=false port=%1 baud=9600 error=service frame timeout; ")
-                         .arg(sim.link())),
-                 qPrintable(line));
+        QVERIFY2(
+            line.startsWith(
+                u"calibration_read=false port=%1 baud=9600 error=service frame timeout; "_s.arg(sim.link())),
+            qPrintable(line));
         QVERIFY(!line.contains(QLatin1Char('\n')));
         QVERIFY(sim.stop());
     }
@@ -115,13 +77,13 @@ private Q_SLOTS:
 
         QTest::newRow("found on CAN1")
             << words({"--can-speed", "3", "--can-id-type", "1"}) << QStringList{} << 0
-            << QStringLiteral("can_probe_read=true session=true detect=true can=0 result=eb error=");
+            << u"can_probe_read=true session=true detect=true can=0 result=eb error="_s;
         QTest::newRow("not found on CAN2, channel clamped from 7")
             << words({"--can-result", "not-found"}) << words({"--can", "7"}) << 0
-            << QStringLiteral("can_probe_read=true session=true detect=true can=1 result=b0 error=");
+            << u"can_probe_read=true session=true detect=true can=1 result=b0 error="_s;
         QTest::newRow("channel clamped from -1")
             << QStringList{} << words({"--can", "-1"}) << 0
-            << QStringLiteral("can_probe_read=true session=true detect=true can=0 result=e2 error=");
+            << u"can_probe_read=true session=true detect=true can=0 result=e2 error="_s;
         QTest::newRow("detection refused")
             << words({"--can-result", "refused"}) << QStringList{} << 5
             << QStringLiteral(
@@ -141,8 +103,8 @@ private Q_SLOTS:
         SimulatorProcess sim(simulator);
         QString error;
         QVERIFY2(sim.start(&error), qPrintable(error));
-        const auto result = runProcess(binaryPath(QStringLiteral("tachoria")),
-                                       QStringList{QStringLiteral("--probe-can"), sim.link()} + probe);
+        const auto result =
+            runProcess(binaryPath(u"tachoria"_s), QStringList{u"--probe-can"_s, sim.link()} + probe);
         QTEST(result.exitCode, "exitCode");
         QTEST(result.standardOutput.trimmed(), "line");
         QVERIFY(sim.stop());
