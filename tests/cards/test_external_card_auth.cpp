@@ -24,10 +24,11 @@ using tachoria::logging::ApplicationLogger;
 using tachoria::protocol::TachographClient;
 using tachoria::test::PcscStandIn;
 using tachoria::test::SimulatorProcess;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kReader = QStringLiteral("Virtual PCD 00 00");
+const QString kReader = u"Virtual PCD 00 00"_s;
 const QByteArray kFullCardNumber = QByteArray::fromHex("024A") + "RUW0000012345678";
 
 bool connectCard(ExternalCardAuth& auth)
@@ -87,10 +88,8 @@ QList<QVariantMap> journal()
 
 QString recordText(const QVariantMap& record)
 {
-    return QStringList{record.value(QStringLiteral("level")).toString(),
-                       record.value(QStringLiteral("category")).toString(),
-                       record.value(QStringLiteral("operation")).toString(),
-                       record.value(QStringLiteral("message")).toString()}
+    return QStringList{record.value(u"level"_s).toString(), record.value(u"category"_s).toString(),
+                       record.value(u"operation"_s).toString(), record.value(u"message"_s).toString()}
         .join(QLatin1Char('|'));
 }
 
@@ -100,7 +99,7 @@ QStringList cardRecordsSince(qsizetype count)
     QStringList texts;
     const QList<QVariantMap> records = journal();
     for (qsizetype i = count; i < records.size(); ++i) {
-        if (records[i].value(QStringLiteral("category")).toString() == QLatin1String("cards"))
+        if (records[i].value(u"category"_s).toString() == QLatin1String("cards"))
             texts << recordText(records[i]);
     }
     return texts;
@@ -128,7 +127,7 @@ struct ModuleSession
 
 QString warning(const QString& text)
 {
-    return QStringLiteral("warning|cards|card-operation|") + text;
+    return u"warning|cards|card-operation|"_s + text;
 }
 
 } // namespace
@@ -158,13 +157,13 @@ class TestExternalCardAuth : public QObject
     bool readCard(ExternalCardAuth& auth, QString* error)
     {
         if (!connectCard(auth)) {
-            *error = QStringLiteral("no card");
+            *error = u"no card"_s;
             return false;
         }
         auth.data().connected = true;
         if (auth.reader().cardVerifyPin(QByteArray("1234") + QByteArray(4, '\xFF')) !=
             PcscCardReader::kSuccess) {
-            *error = QStringLiteral("PIN refused");
+            *error = u"PIN refused"_s;
             return false;
         }
         return auth.readCardFiles(error);
@@ -175,7 +174,7 @@ private Q_SLOTS:
     {
         const QString reason = PcscStandIn::unavailableReason();
         if (!reason.isEmpty())
-            QSKIP(qPrintable(QStringLiteral("cannot run the smart-card stand-in here: ") + reason));
+            QSKIP(qPrintable(u"cannot run the smart-card stand-in here: "_s + reason));
         QVERIFY(m_journalDir.isValid());
         ApplicationLogger::initialize(m_journalDir.path(), true);
         QString error;
@@ -200,11 +199,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("reader");
         QTest::addColumn<QString>("error");
-        QTest::newRow("a card in the reader") << kReader << QStringLiteral("Не подключена карта: 0x0000");
+        QTest::newRow("a card in the reader") << kReader << u"Не подключена карта: 0x0000"_s;
         QTest::newRow("a reader without a card")
-            << QStringLiteral("Virtual PCD 00 01") << QStringLiteral("Не подключена карта: 0x0001");
-        QTest::newRow("no such reader")
-            << QStringLiteral("No Such Reader 00 00") << QStringLiteral("Не подключена карта: 0x0001");
+            << u"Virtual PCD 00 01"_s << u"Не подключена карта: 0x0001"_s;
+        QTest::newRow("no such reader") << u"No Such Reader 00 00"_s << u"Не подключена карта: 0x0001"_s;
     }
 
     void readForAuthStopsAtTheConnectionCheck()
@@ -216,13 +214,13 @@ private Q_SLOTS:
         const qsizetype before = journal().size();
         m_standIn.clearCardLog();
         QString failure;
-        QVERIFY(!auth.readForAuth(reader, QStringLiteral("1234"), &failure));
+        QVERIFY(!auth.readForAuth(reader, u"1234"_s, &failure));
         QCOMPARE(failure, error);
         QVERIFY(!auth.data().connected);
         QCOMPARE(m_standIn.cardLog(), QStringList()); // neither the PIN nor a file
-        QCOMPARE(cardRecordsSince(before),
-                 (QStringList{QStringLiteral("info|cards|read-card|Начато чтение карты для авторизации"),
-                              warning(error)}));
+        QCOMPARE(
+            cardRecordsSince(before),
+            (QStringList{u"info|cards|read-card|Начато чтение карты для авторизации"_s, warning(error)}));
         auth.disconnect();
     }
 
@@ -301,18 +299,18 @@ private Q_SLOTS:
         QString error;
         QVERIFY2(auth.readCardFiles(&error), qPrintable(error));
         const QStringList whole{
-            QStringLiteral("00CA004512"),     QStringLiteral("00A4040C06FF544143484F"),
-            QStringLiteral("00A4020C02C208"), QStringLiteral("00B0000004"),
-            QStringLiteral("00B00000F0"),
-            QStringLiteral("00B000F004"), // 244 bytes: the header and 240
-            QStringLiteral("00A4020C02C200"), QStringLiteral("00B0000004"),
-            QStringLiteral("00B00000F0"),
-            QStringLiteral("00B000F010"), // 256 bytes
-            QStringLiteral("00A4020C02C201"), QStringLiteral("00B0000010"),
-            QStringLiteral("00A4020C020501"), QStringLiteral("00B000000B"),
-            QStringLiteral("00A4020C020520"), QStringLiteral("00B00000D3"),
-            QStringLiteral("00A4020C020505"),
-            QStringLiteral("00B0000021"), // one vehicle record of 31 bytes and the pointer
+            u"00CA004512"_s,     u"00A4040C06FF544143484F"_s,
+            u"00A4020C02C208"_s, u"00B0000004"_s,
+            u"00B00000F0"_s,
+            u"00B000F004"_s, // 244 bytes: the header and 240
+            u"00A4020C02C200"_s, u"00B0000004"_s,
+            u"00B00000F0"_s,
+            u"00B000F010"_s, // 256 bytes
+            u"00A4020C02C201"_s, u"00B0000010"_s,
+            u"00A4020C020501"_s, u"00B000000B"_s,
+            u"00A4020C020520"_s, u"00B00000D3"_s,
+            u"00A4020C020505"_s,
+            u"00B0000021"_s, // one vehicle record of 31 bytes and the pointer
         };
         QCOMPARE(m_standIn.cardLog(), whole);
 
@@ -344,11 +342,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("lastCommand");
 
         const auto answer = [](const char* text) {
-            return QStringList{QStringLiteral("--answer"), QString::fromLatin1(text)};
+            return QStringList{u"--answer"_s, QString::fromLatin1(text)};
         };
         const auto file = [](const char* fid, const QByteArray& content) {
-            return QStringList{QStringLiteral("--file"), QString::fromLatin1(fid) + QLatin1Char('=') +
-                                                             QString::fromLatin1(content.toHex())};
+            return QStringList{u"--file"_s, QString::fromLatin1(fid) + QLatin1Char('=') +
+                                                QString::fromLatin1(content.toHex())};
         };
         const QByteArray record0 = QByteArray(10, '\0') + QByteArray::fromHex("11223344") +
                                    "\x4A"
@@ -379,40 +377,39 @@ private Q_SLOTS:
             << answer("00CA004512=014A52555730303030303132333435363738399000") << QString() << "codeString"
             << QByteArray() << "00B0000010";
         QTest::newRow("the full number refused")
-            << answer("00CA004512=6A88") << QStringLiteral("Не прочитан полный номер карты: 0x6A88")
-            << QString() << QByteArray() << "00CA004512";
+            << answer("00CA004512=6A88") << u"Не прочитан полный номер карты: 0x6A88"_s << QString()
+            << QByteArray() << "00CA004512";
         QTest::newRow("the full number too short")
-            << answer("00CA004512=024A9000") << QStringLiteral("Не прочитан полный номер карты: 0x9000")
-            << QString() << QByteArray() << "00CA004512";
+            << answer("00CA004512=024A9000") << u"Не прочитан полный номер карты: 0x9000"_s << QString()
+            << QByteArray() << "00CA004512";
         QTest::newRow("no tachograph application")
-            << answer("00A4040C=6A82") << QStringLiteral("Не выбран каталог карты: 0x6A82") << QString()
-            << QByteArray() << "00A4040C06FF544143484F";
+            << answer("00A4040C=6A82") << u"Не выбран каталог карты: 0x6A82"_s << QString() << QByteArray()
+            << "00A4040C06FF544143484F";
         QTest::newRow("a file missing")
-            << answer("00A4020C02C201=6A82") << QStringLiteral("Не выбран файл карты 0xC201: 0x6A82")
-            << QString() << QByteArray() << "00A4020C02C201";
+            << answer("00A4020C02C201=6A82") << u"Не выбран файл карты 0xC201: 0x6A82"_s << QString()
+            << QByteArray() << "00A4020C02C201";
         QTest::newRow("a read failing twice")
-            << answer("00B0000010=6581@2") << QStringLiteral("Не прочитан файл карты 0xC201: 0x6581")
-            << QString() << QByteArray() << "00B0000010";
+            << answer("00B0000010=6581@2") << u"Не прочитан файл карты 0xC201: 0x6581"_s << QString()
+            << QByteArray() << "00B0000010";
         QTest::newRow("a read failing once is tried again")
             << answer("00B0000010=6581@1") << QString() << "keyIdentifier"
             << QByteArray::fromHex("00112233445566778899AABBCCDDEEFF") << "00B0000021";
-        QTest::newRow("0501 of 8 bytes") << answer("00B000000B=02000000000000009000")
-                                         << QStringLiteral("Файл 0501 карты имеет неверную длину")
-                                         << QString() << QByteArray() << "00B000000B";
+        QTest::newRow("0501 of 8 bytes")
+            << answer("00B000000B=02000000000000009000") << u"Файл 0501 карты имеет неверную длину"_s
+            << QString() << QByteArray() << "00B000000B";
         QTest::newRow("0501 of 9 bytes is enough")
             << answer("00B000000B=0200000000000000019000") << QString() << "lastVehicleUse"
             << QByteArray::fromHex("6955b900") << "00B0000021";
         QTest::newRow("0520 of 64 bytes")
             << answer(QByteArray("00B00000D3=" + identification.left(64).toHex() + "9000").constData())
-            << QStringLiteral("Файл 0520 карты имеет неверную длину") << QString() << QByteArray()
-            << "00B00000D3";
+            << u"Файл 0520 карты имеет неверную длину"_s << QString() << QByteArray() << "00B00000D3";
         QTest::newRow("0520 of 65 bytes is enough")
             << answer(QByteArray("00B00000D3=" + identification.toHex() + "9000").constData()) << QString()
             << "codeString" << authority << "00B0000021";
         QTest::newRow("the pointer equal to the record count")
             << file("0505", QByteArray::fromHex("0001") + record0)
-            << QStringLiteral("Указатель последней записи карты выходит за границы") << QString()
-            << QByteArray() << "00B0000021";
+            << u"Указатель последней записи карты выходит за границы"_s << QString() << QByteArray()
+            << "00B0000021";
         QTest::newRow("the pointer to the second of two records")
             << file("0501", applicationFile(2)) +
                    file("0505", QByteArray::fromHex("0001") + record0 + record1)
@@ -426,7 +423,7 @@ private Q_SLOTS:
             << QString() << "lastVehicleUse" << QByteArray::fromHex("55667788") << "00B0000040";
         QTest::newRow("a history shorter than its records")
             << answer("00B0000021=00000000000000000000000000000000000000000000009000")
-            << QStringLiteral("Повреждена история транспортных средств карты") << QString() << QByteArray()
+            << u"Повреждена история транспортных средств карты"_s << QString() << QByteArray()
             << "00B0000021";
         QTest::newRow("no vehicle records")
             << file("0501", applicationFile(0)) + file("0505", QByteArray(2, '\0')) << QString()
@@ -459,13 +456,13 @@ private Q_SLOTS:
             QCOMPARE(cardRecordsSince(before), QStringList{warning(error)});
         const auto& data = auth.data();
         const QHash<QString, QByteArray> fields{
-            {QStringLiteral("caCertificate"), data.caCertificate},
-            {QStringLiteral("cardCertificate"), data.cardCertificate},
-            {QStringLiteral("keyIdentifier"), data.keyIdentifier},
-            {QStringLiteral("codeString"), data.codeString},
-            {QStringLiteral("cardFullNumberForRecord"), data.cardFullNumberForRecord},
-            {QStringLiteral("lastVehicle"), data.lastVehicle},
-            {QStringLiteral("lastVehicleUse"), tachoria::protocol::bigEndianBytes(data.lastVehicleUse, 4)},
+            {u"caCertificate"_s, data.caCertificate},
+            {u"cardCertificate"_s, data.cardCertificate},
+            {u"keyIdentifier"_s, data.keyIdentifier},
+            {u"codeString"_s, data.codeString},
+            {u"cardFullNumberForRecord"_s, data.cardFullNumberForRecord},
+            {u"lastVehicle"_s, data.lastVehicle},
+            {u"lastVehicleUse"_s, tachoria::protocol::bigEndianBytes(data.lastVehicleUse, 4)},
         };
         if (!field.isEmpty())
             QCOMPARE(fields.value(field).toHex(), value.toHex());
@@ -475,15 +472,14 @@ private Q_SLOTS:
     // A failed read is tried once more at once, and no more.
     void aFailedReadIsTriedOnceMore()
     {
-        QVERIFY(useCard({QStringLiteral("--answer"), QStringLiteral("00B0000010=6581@2")}));
+        QVERIFY(useCard({u"--answer"_s, u"00B0000010=6581@2"_s}));
         ExternalCardAuth auth;
         QVERIFY(connectCard(auth));
         m_standIn.clearCardLog();
         QString error;
         QVERIFY(!auth.readCardFiles(&error));
         QCOMPARE(m_standIn.cardLog().mid(10),
-                 (QStringList{QStringLiteral("00A4020C02C201"), QStringLiteral("00B0000010"),
-                              QStringLiteral("00B0000010")}));
+                 (QStringList{u"00A4020C02C201"_s, u"00B0000010"_s, u"00B0000010"_s}));
         auth.disconnect();
     }
 
@@ -492,7 +488,7 @@ private Q_SLOTS:
         ExternalCardAuth auth;
         QString error;
         QVERIFY(!auth.readCardFiles(&error));
-        QCOMPARE(error, QStringLiteral("Не прочитан полный номер карты: 0x80100003"));
+        QCOMPARE(error, u"Не прочитан полный номер карты: 0x80100003"_s);
     }
 
     // The whole dialogue, then a card download and the card's removal from the module: every command
@@ -500,8 +496,7 @@ private Q_SLOTS:
     void wholeDialogueWithTheCryptoModule()
     {
         QVERIFY(useCard({}));
-        ModuleSession session(
-            {QStringLiteral("--pending"), QStringLiteral("2"), QStringLiteral("--verbose")});
+        ModuleSession session({u"--pending"_s, u"2"_s, u"--verbose"_s});
         QString error;
         QVERIFY2(session.open(&error), qPrintable(error));
         SimulatorProcess& sim = session.sim;
@@ -515,16 +510,15 @@ private Q_SLOTS:
         QCOMPARE(auth.data().nkmKeyCa, QByteArray(16, '\xBB'));
         QCOMPARE(auth.data().nkmKeyPreviousCa, QByteArray(16, '\xCC'));
         QVERIFY(auth.data().nkmFlags & 0x20); // the module counts the card as inserted
-        QCOMPARE(
-            cardRecordsSince(before),
-            (QStringList{QStringLiteral("info|cards|authenticate-card|Начата авторизация карты в СКЗИ"),
-                         QStringLiteral("info|cards|authenticate-card|Авторизация карты в СКЗИ завершена")}));
+        QCOMPARE(cardRecordsSince(before),
+                 (QStringList{u"info|cards|authenticate-card|Начата авторизация карты в СКЗИ"_s,
+                              u"info|cards|authenticate-card|Авторизация карты в СКЗИ завершена"_s}));
         const QStringList cardCommands = m_standIn.cardLog();
         QCOMPARE(cardCommands.size(), 4);
-        QCOMPARE(cardCommands[0], QStringLiteral("0022C1B6128310") + QString(32, QLatin1Char('A')));
-        QCOMPARE(cardCommands[1], QStringLiteral("0084000010"));
-        QCOMPARE(cardCommands[2], QStringLiteral("0082000050") + QStringLiteral("5C").repeated(0x50));
-        QCOMPARE(cardCommands[3], QStringLiteral("00C0000080"));
+        QCOMPARE(cardCommands[0], u"0022C1B6128310"_s + QString(32, QLatin1Char('A')));
+        QCOMPARE(cardCommands[1], u"0084000010"_s);
+        QCOMPARE(cardCommands[2], u"0082000050"_s + u"5C"_s.repeated(0x50));
+        QCOMPARE(cardCommands[3], u"00C0000080"_s);
 
         QVERIFY(client.requestUpload(QByteArray::fromHex("00000000"
                                                          "00FFFFFFFF"),
@@ -572,7 +566,7 @@ private Q_SLOTS:
         QCOMPARE(payload(9).mid(106), taking.mid(106)); // all but the time of removal
         QCOMPARE(payload(9).mid(106, 3), QByteArray(3, '\0'));
         // The frame itself: FMT 0x80, the tachograph, the program, SID 0x01.
-        QVERIFY(sim.standardError().contains(QStringLiteral("tachograph: RX 80 EE F0 04 01 01 00 32 96")));
+        QVERIFY(sim.standardError().contains(u"tachograph: RX 80 EE F0 04 01 01 00 32 96"_s));
     }
 
     // The dialogue's turns: which commands go to the module and the card, and the words where it stops.
@@ -586,64 +580,54 @@ private Q_SLOTS:
 
         const QStringList upToKeys = texts({"32", "40", "4A", "42 00", "42 01", "4B"});
         const QStringList all = upToKeys + texts({"43", "44", "32"});
-        const auto key = [](char byte) {
-            return QStringLiteral("0022C1B6128310") + QString(32, QLatin1Char(byte));
-        };
-        const QStringList ownKey{key('A'), QStringLiteral("0084000010"), QStringLiteral("0082000050"),
-                                 QStringLiteral("00C0000080")};
+        const auto key = [](char byte) { return u"0022C1B6128310"_s + QString(32, QLatin1Char(byte)); };
+        const QStringList ownKey{key('A'), u"0084000010"_s, u"0082000050"_s, u"00C0000080"_s};
         const auto keys = [](const char* hex) {
-            return QStringList{QStringLiteral("--nkm-keys"), QString::fromLatin1(hex).repeated(1)};
+            return QStringList{u"--nkm-keys"_s, QString::fromLatin1(hex).repeated(1)};
         };
 
         QTest::newRow("the module does not know the card")
             << QStringList() << QStringList() << QString() << all << ownKey;
         QTest::newRow("the module knows the card: no authority certificate")
-            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4A=010000")} << QStringList()
-            << QString() << texts({"32", "40", "4A", "42 01", "4B", "43", "44", "32"}) << ownKey;
+            << QStringList{u"--nkm-reply"_s, u"4A=010000"_s} << QStringList() << QString()
+            << texts({"32", "40", "4A", "42 01", "4B", "43", "44", "32"}) << ownKey;
         QTest::newRow("the key identifier refused")
-            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4A=010033")} << QStringList()
-            << QStringLiteral("СКЗИ не принял идентификатор ключа карты: 0x33") << texts({"32", "40", "4A"})
+            << QStringList{u"--nkm-reply"_s, u"4A=010033"_s} << QStringList()
+            << u"СКЗИ не принял идентификатор ключа карты: 0x33"_s << texts({"32", "40", "4A"})
             << QStringList();
         QTest::newRow("an incomplete key list")
-            << QStringList{QStringLiteral("--nkm-reply"),
-                           QStringLiteral("4B=300000") + QString(94, QLatin1Char('A'))}
-            << QStringList() << QStringLiteral("СКЗИ вернул неполный список идентификаторов ключей")
-            << upToKeys << QStringList();
+            << QStringList{u"--nkm-reply"_s, u"4B=300000"_s + QString(94, QLatin1Char('A'))} << QStringList()
+            << u"СКЗИ вернул неполный список идентификаторов ключей"_s << upToKeys << QStringList();
         // The card accepts a certificate as 0 and the procedure expects 0x9000: by design an accepted
         // certificate is reported as refused.
         QTest::newRow("only the authority's key known to the card")
             << keys("DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDBBBBBBBBBBBBBBBBBBBBBBBBBBBBBBBBCCCCCCCCCCCCCCCCCCCCCCCC"
                     "CCCCCCCC")
-            << QStringList() << QStringLiteral("Карта не приняла сертификат CA НКМ")
-            << upToKeys + texts({"49 00"}) << QStringList{key('D'), key('B'), QStringLiteral("002A00AEC2")};
+            << QStringList() << u"Карта не приняла сертификат CA НКМ"_s << upToKeys + texts({"49 00"})
+            << QStringList{key('D'), key('B'), u"002A00AEC2"_s};
         QTest::newRow("only the previous authority's key known to the card")
             << keys("DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEAAAAAAAAAAAAAAAAAAAAAAAA"
                     "AAAAAAAA")
-            << QStringList() << QStringLiteral("Карта не приняла предыдущий сертификат CA НКМ")
-            << upToKeys + texts({"49 00"})
-            << QStringList{key('D'), key('E'), key('A'), QStringLiteral("002A00AEC2")};
+            << QStringList() << u"Карта не приняла предыдущий сертификат CA НКМ"_s
+            << upToKeys + texts({"49 00"}) << QStringList{key('D'), key('E'), key('A'), u"002A00AEC2"_s};
         QTest::newRow("no key known to the card")
             << keys("DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEEFFFFFFFFFFFFFFFFFFFFFFFF"
                     "FFFFFFFF")
-            << QStringList() << QStringLiteral("Идентификаторы СКЗИ не приняты картой") << upToKeys
+            << QStringList() << u"Идентификаторы СКЗИ не приняты картой"_s << upToKeys
             << QStringList{key('D'), key('E'), key('F')};
         QTest::newRow("no challenge")
-            << QStringList() << QStringList{QStringLiteral("--answer"), QStringLiteral("0084000010=6985")}
-            << QStringLiteral("Не получено случайное число карты") << upToKeys
-            << QStringList{key('A'), QStringLiteral("0084000010")};
+            << QStringList() << QStringList{u"--answer"_s, u"0084000010=6985"_s}
+            << u"Не получено случайное число карты"_s << upToKeys << QStringList{key('A'), u"0084000010"_s};
         QTest::newRow("a short challenge")
-            << QStringList()
-            << QStringList{QStringLiteral("--answer"), QStringLiteral("0084000010=0102039000")}
-            << QStringLiteral("Не получено случайное число карты") << upToKeys
-            << QStringList{key('A'), QStringLiteral("0084000010")};
+            << QStringList() << QStringList{u"--answer"_s, u"0084000010=0102039000"_s}
+            << u"Не получено случайное число карты"_s << upToKeys << QStringList{key('A'), u"0084000010"_s};
         QTest::newRow("mutual authentication without 61xx: the cryptogram asked as 6 bytes")
-            << QStringList() << QStringList{QStringLiteral("--answer"), QStringLiteral("0082000050=9000")}
-            << QStringLiteral("Не получена криптограмма карты") << upToKeys + texts({"43"})
-            << QStringList{key('A'), QStringLiteral("0084000010"), QStringLiteral("0082000050"),
-                           QStringLiteral("00C0000006")};
+            << QStringList() << QStringList{u"--answer"_s, u"0082000050=9000"_s}
+            << u"Не получена криптограмма карты"_s << upToKeys + texts({"43"})
+            << QStringList{key('A'), u"0084000010"_s, u"0082000050"_s, u"00C0000006"_s};
         QTest::newRow("a short reply of the module ends the dialogue")
-            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("40=0100")} << QStringList()
-            << QStringLiteral("СКЗИ вернул короткий ответ на 0x40") << texts({"32", "40"}) << QStringList();
+            << QStringList{u"--nkm-reply"_s, u"40=0100"_s} << QStringList()
+            << u"СКЗИ вернул короткий ответ на 0x40"_s << texts({"32", "40"}) << QStringList();
     }
 
     void authenticationPaths()
@@ -654,7 +638,7 @@ private Q_SLOTS:
         QFETCH(QStringList, nkmCommands);
         QFETCH(QStringList, cardCommands);
         QVERIFY(useCard(card));
-        ModuleSession session(sim + QStringList{QStringLiteral("--verbose")});
+        ModuleSession session(sim + QStringList{u"--verbose"_s});
         QString failure;
         QVERIFY2(session.open(&failure), qPrintable(failure));
         ExternalCardAuth auth;
@@ -673,12 +657,12 @@ private Q_SLOTS:
 
     void authenticateWithoutACard()
     {
-        ModuleSession session({QStringLiteral("--verbose")});
+        ModuleSession session({u"--verbose"_s});
         QString error;
         QVERIFY2(session.open(&error), qPrintable(error));
         ExternalCardAuth auth;
         QVERIFY(!auth.authenticate(session.client, &error));
-        QCOMPARE(error, QStringLiteral("Карта не подключена"));
+        QCOMPARE(error, u"Карта не подключена"_s);
         QVERIFY(session.sim.stop());
         QCOMPARE(nkmRequests(session.sim), QList<QByteArray>());
     }
@@ -699,7 +683,7 @@ private Q_SLOTS:
         QFETCH(bool, connected);
         QFETCH(int, flags);
         QFETCH(QStringList, nkmCommands);
-        ModuleSession session({QStringLiteral("--verbose")});
+        ModuleSession session({u"--verbose"_s});
         QString error;
         QVERIFY2(session.open(&error), qPrintable(error));
         ExternalCardAuth auth;
@@ -717,32 +701,27 @@ private Q_SLOTS:
         QTest::addColumn<QString>("error");
         QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("reply");
-        QTest::newRow("unknown command")
-            << QStringList() << QByteArray::fromHex("77")
-            << QStringLiteral("СКЗИ: неожиданный SID ответа 0x7F") << 0 << QByteArray();
+        QTest::newRow("unknown command") << QStringList() << QByteArray::fromHex("77")
+                                         << u"СКЗИ: неожиданный SID ответа 0x7F"_s << 0 << QByteArray();
         QTest::newRow("the state") << QStringList() << QByteArray::fromHex("32") << QString() << 0
                                    << QByteArray(4, '\0');
         QTest::newRow("two pending replies just prolong the wait")
-            << QStringList{QStringLiteral("--pending"), QStringLiteral("2")} << QByteArray::fromHex("32")
-            << QString() << 0 << QByteArray(4, '\0');
+            << QStringList{u"--pending"_s, u"2"_s} << QByteArray::fromHex("32") << QString() << 0
+            << QByteArray(4, '\0');
         QTest::newRow("fewer than three data bytes")
-            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("32=0100")}
-            << QByteArray::fromHex("32") << QStringLiteral("СКЗИ вернул короткий ответ на 0x32") << 0
-            << QByteArray();
+            << QStringList{u"--nkm-reply"_s, u"32=0100"_s} << QByteArray::fromHex("32")
+            << u"СКЗИ вернул короткий ответ на 0x32"_s << 0 << QByteArray();
         QTest::newRow("a length of 0")
-            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4B=000000")}
-            << QByteArray::fromHex("4B") << QStringLiteral("СКЗИ вернул повреждённый ответ на 0x4B") << 0
-            << QByteArray();
+            << QStringList{u"--nkm-reply"_s, u"4B=000000"_s} << QByteArray::fromHex("4B")
+            << u"СКЗИ вернул повреждённый ответ на 0x4B"_s << 0 << QByteArray();
         QTest::newRow("less data than the length")
-            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4B=030000AA")}
-            << QByteArray::fromHex("4B") << QStringLiteral("СКЗИ вернул повреждённый ответ на 0x4B") << 0
-            << QByteArray();
+            << QStringList{u"--nkm-reply"_s, u"4B=030000AA"_s} << QByteArray::fromHex("4B")
+            << u"СКЗИ вернул повреждённый ответ на 0x4B"_s << 0 << QByteArray();
         QTest::newRow("the reply is the length less the status")
-            << QStringList{QStringLiteral("--nkm-reply"), QStringLiteral("4B=0200113344")}
-            << QByteArray::fromHex("4B") << QString() << 0x11 << QByteArray::fromHex("33");
+            << QStringList{u"--nkm-reply"_s, u"4B=0200113344"_s} << QByteArray::fromHex("4B") << QString()
+            << 0x11 << QByteArray::fromHex("33");
         QTest::newRow("the length low byte first")
-            << QStringList{QStringLiteral("--nkm-reply"),
-                           QStringLiteral("49=010100") + QString(512, QLatin1Char('E'))}
+            << QStringList{u"--nkm-reply"_s, u"49=010100"_s + QString(512, QLatin1Char('E'))}
             << QByteArray::fromHex("4900") << QString() << 0 << QByteArray(256, '\xEE');
     }
 
@@ -781,14 +760,14 @@ private Q_SLOTS:
         tachoria::download::DownloadSettings settings;
         settings.portName = sim.link();
         settings.cardReaderName = kReader;
-        settings.cardPin = QStringLiteral("1234");
+        settings.cardPin = u"1234"_s;
         tachoria::download::DownloadOptions options;
         options.card = true;
         options.authenticateCard = true;
         const std::atomic_bool stop{false};
         const auto result = DownloadWorkflow::run(settings, options, stop);
         QVERIFY(!result.success);
-        QCOMPARE(result.errorText, QStringLiteral("Не подключена карта: 0x0000"));
+        QCOMPARE(result.errorText, u"Не подключена карта: 0x0000"_s);
         QVERIFY(sim.stop());
     }
 };

@@ -6,11 +6,12 @@
 
 using tachoria::cards::PcscCardReader;
 using tachoria::test::PcscStandIn;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kReader = QStringLiteral("Virtual PCD 00 00");
-const QString kEmptyReader = QStringLiteral("Virtual PCD 00 01");
+const QString kReader = u"Virtual PCD 00 00"_s;
+const QString kEmptyReader = u"Virtual PCD 00 01"_s;
 
 QByteArray pin(const QByteArray& digits)
 {
@@ -42,7 +43,7 @@ private Q_SLOTS:
     {
         const QString reason = PcscStandIn::unavailableReason();
         if (!reason.isEmpty())
-            QSKIP(qPrintable(QStringLiteral("cannot run the smart-card stand-in here: ") + reason));
+            QSKIP(qPrintable(u"cannot run the smart-card stand-in here: "_s + reason));
     }
 
     // Runs first: without the service every call answers "invalid handle".
@@ -52,7 +53,7 @@ private Q_SLOTS:
             QSKIP("a pcscd already runs on this machine");
         PcscCardReader reader;
         QVERIFY(!reader.hasContext());
-        QStringList readers{QStringLiteral("stale")};
+        QStringList readers{u"stale"_s};
         QCOMPARE(reader.cardGetListReaders(readers), PcscCardReader::kInvalidHandle);
         QVERIFY(readers.isEmpty());
         QString atr;
@@ -72,7 +73,7 @@ private Q_SLOTS:
         QCOMPARE(m_reader->cardGetListReaders(readers), 0u);
         QVERIFY2(readers.contains(kReader), qPrintable(readers.join(QLatin1Char(','))));
 
-        QString atr = QStringLiteral("stale");
+        QString atr = u"stale"_s;
         QCOMPARE(m_reader->cardConnect(kEmptyReader, atr), 1u); // no card there
         QCOMPARE(atr, QString());
         // The card may need a moment to be seen after it came up.
@@ -83,7 +84,7 @@ private Q_SLOTS:
                 QTest::qWait(100);
         }
         QCOMPARE(connected, 0u);
-        QCOMPARE(atr, QStringLiteral("3B 9F 96 C0 0A 3F C6 A0 80 31 E0 73 FE 21 1B 63 08 01 14 0F 90 00"));
+        QCOMPARE(atr, u"3B 9F 96 C0 0A 3F C6 A0 80 31 E0 73 FE 21 1B 63 08 01 14 0F 90 00"_s);
         QVERIFY(m_reader->isConnected());
     }
 
@@ -129,8 +130,7 @@ private Q_SLOTS:
             << "unblockPin"
             << "002C000010010203040506070831323334FFFFFFFF" << 0x6D00u << QByteArray();
         QTest::newRow("MUTUAL AUTHENTICATE")
-            << "mutualAuth" << QStringLiteral("0082000050") + QString(160, QLatin1Char('7')) << 0x6180u
-            << QByteArray();
+            << "mutualAuth" << u"0082000050"_s + QString(160, QLatin1Char('7')) << 0x6180u << QByteArray();
         QTest::newRow("GET RESPONSE") << "getResponse"
                                       << "00C0000004" << 0x9000u << QByteArray::fromHex("00030609");
         QTest::newRow("READ BINARY") << "readBinary"
@@ -190,11 +190,10 @@ private Q_SLOTS:
         QTest::addColumn<int>("offset");
         QTest::addColumn<int>("length");
         QTest::addColumn<QStringList>("commands");
-        QTest::newRow("240 bytes: one read") << 0 << 240 << QStringList{QStringLiteral("00B00000F0")};
-        QTest::newRow("241 bytes: two reads")
-            << 0 << 241 << QStringList{QStringLiteral("00B00000F0"), QStringLiteral("00B000F001")};
+        QTest::newRow("240 bytes: one read") << 0 << 240 << QStringList{u"00B00000F0"_s};
+        QTest::newRow("241 bytes: two reads") << 0 << 241 << QStringList{u"00B00000F0"_s, u"00B000F001"_s};
         QTest::newRow("from a 2-byte offset")
-            << 0x100 << 250 << QStringList{QStringLiteral("00B00100F0"), QStringLiteral("00B001F00A")};
+            << 0x100 << 250 << QStringList{u"00B00100F0"_s, u"00B001F00A"_s};
     }
 
     void readsInPartsOf240()
@@ -222,8 +221,7 @@ private Q_SLOTS:
         m_standIn.clearCardLog();
         QByteArray out;
         QCOMPARE(m_reader->cardReadBinary2B(0x01, 0x00, 300, out), 0x6282u);
-        QCOMPARE(m_standIn.cardLog(),
-                 (QStringList{QStringLiteral("00B00100F0"), QStringLiteral("00B001F03C")}));
+        QCOMPARE(m_standIn.cardLog(), (QStringList{u"00B00100F0"_s, u"00B001F03C"_s}));
     }
 
     void updatesInPartsOf240_data()
@@ -231,11 +229,9 @@ private Q_SLOTS:
         QTest::addColumn<int>("offset");
         QTest::addColumn<int>("length");
         QTest::addColumn<QStringList>("headers");
-        QTest::newRow("240 bytes: one update") << 0 << 240 << QStringList{QStringLiteral("00D60000F0")};
-        QTest::newRow("241 bytes: two updates")
-            << 0 << 241 << QStringList{QStringLiteral("00D60000F0"), QStringLiteral("00D600F001")};
-        QTest::newRow("300 bytes from 0x10")
-            << 0x10 << 300 << QStringList{QStringLiteral("00D60010F0"), QStringLiteral("00D601003C")};
+        QTest::newRow("240 bytes: one update") << 0 << 240 << QStringList{u"00D60000F0"_s};
+        QTest::newRow("241 bytes: two updates") << 0 << 241 << QStringList{u"00D60000F0"_s, u"00D600F001"_s};
+        QTest::newRow("300 bytes from 0x10") << 0x10 << 300 << QStringList{u"00D60010F0"_s, u"00D601003C"_s};
     }
 
     void updatesInPartsOf240()
@@ -277,11 +273,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("size");
         QTest::addColumn<QStringList>("headers");
-        QTest::newRow("255 bytes: one chained part, no final one")
-            << 255 << QStringList{QStringLiteral("102A00AEFF")};
-        QTest::newRow("256 bytes") << 256
-                                   << QStringList{QStringLiteral("102A00AEFF"), QStringLiteral("002A00AE01")};
-        QTest::newRow("194 bytes") << 194 << QStringList{QStringLiteral("002A00AEC2")};
+        QTest::newRow("255 bytes: one chained part, no final one") << 255 << QStringList{u"102A00AEFF"_s};
+        QTest::newRow("256 bytes") << 256 << QStringList{u"102A00AEFF"_s, u"002A00AE01"_s};
+        QTest::newRow("194 bytes") << 194 << QStringList{u"002A00AEC2"_s};
     }
 
     void certificateChains()
@@ -338,10 +332,9 @@ private Q_SLOTS:
         QTest::addColumn<quint32>("result");
         QTest::addColumn<QStringList>("headers");
         QTest::newRow("a refused chained part ends the chain")
-            << 600 << "102A00AEFF=6A80" << 0x6A80u << QStringList{QStringLiteral("102A00AEFF")};
+            << 600 << "102A00AEFF=6A80" << 0x6A80u << QStringList{u"102A00AEFF"_s};
         QTest::newRow("a refused last part")
-            << 300 << "002A00AE=6A88" << 0x6A88u
-            << QStringList{QStringLiteral("102A00AEFF"), QStringLiteral("002A00AE2D")};
+            << 300 << "002A00AE=6A88" << 0x6A88u << QStringList{u"102A00AEFF"_s, u"002A00AE2D"_s};
     }
 
     void certificateRefused()
@@ -350,7 +343,7 @@ private Q_SLOTS:
         QFETCH(QString, answer);
         QFETCH(quint32, result);
         QFETCH(QStringList, headers);
-        QVERIFY(reinsertCard({QStringLiteral("--answer"), answer}));
+        QVERIFY(reinsertCard({u"--answer"_s, answer}));
         m_standIn.clearCardLog();
         QCOMPARE(m_reader->cardVerifyCert(QByteArray(size, '\x42')), result);
         QStringList sent;
@@ -362,7 +355,7 @@ private Q_SLOTS:
     // An answer without a whole status word is the reader's own code, not a status.
     void oneByteAnswer()
     {
-        QVERIFY(reinsertCard({QStringLiteral("--answer"), QStringLiteral("00CADF06=90")}));
+        QVERIFY(reinsertCard({u"--answer"_s, u"00CADF06=90"_s}));
         QByteArray out;
         QCOMPARE(m_reader->cardGetVersionCard(out), PcscCardReader::kShortAnswer);
         QVERIFY(reinsertCard({}));

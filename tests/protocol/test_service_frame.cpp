@@ -5,6 +5,7 @@
 using tachoria::protocol::ServiceFrame;
 using tachoria::protocol::ServiceFrameCodec;
 using Status = ServiceFrameCodec::DecodeStatus;
+using namespace Qt::StringLiterals;
 
 Q_DECLARE_METATYPE(ServiceFrameCodec::DecodeStatus)
 namespace {
@@ -72,27 +73,25 @@ private Q_SLOTS:
         QTest::newRow("empty") << QByteArray() << Status::NeedMoreData << QString();
         QTest::newRow("two bytes, bad FMT not yet reported")
             << hex("1234") << Status::NeedMoreData << QString();
-        QTest::newRow("unknown FMT") << hex("0AF0EE") << Status::Invalid
-                                     << QStringLiteral("unknown FMT 0x0a");
-        QTest::newRow("echo of a request")
-            << hex("80EEF0011675") << Status::Invalid << QStringLiteral("unexpected TGT");
+        QTest::newRow("unknown FMT") << hex("0AF0EE") << Status::Invalid << u"unknown FMT 0x0a"_s;
+        QTest::newRow("echo of a request") << hex("80EEF0011675") << Status::Invalid << u"unexpected TGT"_s;
         QTest::newRow("0x80 header incomplete") << hex("80F0EE01") << Status::NeedMoreData << QString();
         QTest::newRow("zero length at 5 bytes")
-            << hex("80F0EE0056") << Status::Invalid << QStringLiteral("zero payload length");
+            << hex("80F0EE0056") << Status::Invalid << u"zero payload length"_s;
         QTest::newRow("0xF0 needs 6 bytes") << hex("F0F0EE0000") << Status::NeedMoreData << QString();
         QTest::newRow("0xF0 zero length at 6")
-            << hex("F0F0EE000056") << Status::Invalid << QStringLiteral("zero payload length");
+            << hex("F0F0EE000056") << Status::Invalid << u"zero payload length"_s;
         QTest::newRow("body incomplete") << hex("80F0EE03C1EA") << Status::NeedMoreData << QString();
         QTest::newRow("trailing byte")
-            << hex("80F0EE03C1EA8F9B00") << Status::Invalid << QStringLiteral("trailing bytes after frame");
+            << hex("80F0EE03C1EA8F9B00") << Status::Invalid << u"trailing bytes after frame"_s;
         QTest::newRow("checksum mismatch")
-            << hex("80F0EE03C1EA8F9C") << Status::Invalid << QStringLiteral("checksum mismatch");
+            << hex("80F0EE03C1EA8F9C") << Status::Invalid << u"checksum mismatch"_s;
         QTest::newRow("positive response") << hex("80F0EE03C1EA8F9B") << Status::Complete << QString();
         QTest::newRow("broadcast target") << hex("80FFEE03C1EA8FAA") << Status::Complete << QString();
         QTest::newRow("0x81 response") << hex("81F0EE50AF") << Status::Complete << QString();
         QTest::newRow("0xF1 response") << hex("F1F0EE501F") << Status::Complete << QString();
         QTest::newRow("0xF1 with a byte behind")
-            << hex("F1F0EE501F00") << Status::Invalid << QStringLiteral("trailing bytes after frame");
+            << hex("F1F0EE501F00") << Status::Invalid << u"trailing bytes after frame"_s;
     }
 
     void decodes()
@@ -101,9 +100,9 @@ private Q_SLOTS:
         QFETCH(Status, status);
         QFETCH(QString, error);
         ServiceFrame decoded;
-        QString reason = QStringLiteral("untouched");
+        QString reason = u"untouched"_s;
         QCOMPARE(ServiceFrameCodec::decode(wire, decoded, &reason), status);
-        QCOMPARE(reason, status == Status::Invalid ? error : QStringLiteral("untouched"));
+        QCOMPARE(reason, status == Status::Invalid ? error : u"untouched"_s);
     }
 
     void decodedFieldsRoundTrip_data()

@@ -9,6 +9,7 @@
 #include <thread>
 
 using tachoria::storage::CalibrationRepository;
+using namespace Qt::StringLiterals;
 
 class TestCalibrationRepository : public QObject
 {
@@ -16,7 +17,7 @@ class TestCalibrationRepository : public QObject
 
     StorageTestProfile m_profile;
 
-    QString path() const { return m_profile.database(QStringLiteral("CalibrationDB.db")); }
+    QString path() const { return m_profile.database(u"CalibrationDB.db"_s); }
 
 private Q_SLOTS:
     void init() { QFile::remove(path()); }
@@ -25,39 +26,34 @@ private Q_SLOTS:
     {
         CalibrationRepository journal;
         QVERIFY2(journal.isOpen(), qPrintable(journal.lastError()));
-        const int id =
-            journal.startCalibrationRecord(QStringLiteral("2505001800001234"), 19, 4,
-                                           QStringLiteral("ООО Тахо"), QStringLiteral("Тверь"), 1893456000u);
+        const int id = journal.startCalibrationRecord(u"2505001800001234"_s, 19, 4, u"ООО Тахо"_s, u"Тверь"_s,
+                                                      1893456000u);
         QVERIFY(id > 0);
         QVariantMap row = journal.calibration(id);
-        QCOMPARE(row.value(QStringLiteral("WriteResult")).toInt(), 0);
-        QVERIFY(row.value(QStringLiteral("WriteError")).isNull());
-        QCOMPARE(row.value(QStringLiteral("MasterCardNumber")).toString(), QString());
-        QVERIFY(!row.value(QStringLiteral("RecordDateTime")).toString().isEmpty());
+        QCOMPARE(row.value(u"WriteResult"_s).toInt(), 0);
+        QVERIFY(row.value(u"WriteError"_s).isNull());
+        QCOMPARE(row.value(u"MasterCardNumber"_s).toString(), QString());
+        QVERIFY(!row.value(u"RecordDateTime"_s).toString().isEmpty());
 
-        QVERIFY(journal.updateCalibrationFields(
-            id, {{QStringLiteral("KConstantOfRecordingEquipment"), 8000},
-                 {QStringLiteral("VehicleRegistrationNumber"), QStringLiteral("АВ123")},
-                 {QStringLiteral("Id; DROP TABLE Calibrations"), 1}}));
-        QVERIFY(journal.updateCalibrationFields(
-            id, {{QStringLiteral("Unknown"), 1}})); // nothing to do is no failure
-        QVERIFY(journal.updateCalibrationFields(
-            9999, {{QStringLiteral("TyreSize"), QStringLiteral("x")}})); // bare success
-        QVERIFY(journal.updateCardNumbers(id, QStringLiteral("RUM1"), QStringLiteral("7800")));
+        QVERIFY(journal.updateCalibrationFields(id, {{u"KConstantOfRecordingEquipment"_s, 8000},
+                                                     {u"VehicleRegistrationNumber"_s, u"АВ123"_s},
+                                                     {u"Id; DROP TABLE Calibrations"_s, 1}}));
+        QVERIFY(journal.updateCalibrationFields(id, {{u"Unknown"_s, 1}})); // nothing to do is no failure
+        QVERIFY(journal.updateCalibrationFields(9999, {{u"TyreSize"_s, u"x"_s}})); // bare success
+        QVERIFY(journal.updateCardNumbers(id, u"RUM1"_s, u"7800"_s));
         QVERIFY(!journal.finishCalibrationRecord(9999, true, QString()));
-        QVERIFY(journal.finishCalibrationRecord(id, true, QStringLiteral("Успешно")));
-        QVERIFY(journal.updateCustomerAndOrder(id, QStringLiteral("АО Автопарк"), 17));
+        QVERIFY(journal.finishCalibrationRecord(id, true, u"Успешно"_s));
+        QVERIFY(journal.updateCustomerAndOrder(id, u"АО Автопарк"_s, 17));
         row = journal.calibration(id);
-        QCOMPARE(row.value(QStringLiteral("KConstantOfRecordingEquipment")).toInt(), 8000);
-        QCOMPARE(row.value(QStringLiteral("WriteResult")).toInt(), 1);
-        QCOMPARE(row.value(QStringLiteral("SkziNumber")).toString(), QStringLiteral("7800"));
+        QCOMPARE(row.value(u"KConstantOfRecordingEquipment"_s).toInt(), 8000);
+        QCOMPARE(row.value(u"WriteResult"_s).toInt(), 1);
+        QCOMPARE(row.value(u"SkziNumber"_s).toString(), u"7800"_s);
         QCOMPARE(journal.maxSuccessfulOrderNumber(), 17);
 
-        QCOMPARE(journal.searchSuccessfulCalibrations(QStringLiteral("ав"), QString()).size(), 1);
-        QCOMPARE(journal.searchSuccessfulCalibrations(QStringLiteral("ав"), QStringLiteral("рога")).size(),
-                 0);
-        QCOMPARE(journal.searchSuccessfulCalibrations(QString(), QStringLiteral("автопарк")).size(), 1);
-        QCOMPARE(journal.calibrationsBySerialNumber(QStringLiteral("2505001800001234")).size(), 1);
+        QCOMPARE(journal.searchSuccessfulCalibrations(u"ав"_s, QString()).size(), 1);
+        QCOMPARE(journal.searchSuccessfulCalibrations(u"ав"_s, u"рога"_s).size(), 0);
+        QCOMPARE(journal.searchSuccessfulCalibrations(QString(), u"автопарк"_s).size(), 1);
+        QCOMPARE(journal.calibrationsBySerialNumber(u"2505001800001234"_s).size(), 1);
         QVERIFY(journal.deleteCalibration(id));
         QVERIFY(!journal.deleteCalibration(id));
     }
@@ -66,7 +62,7 @@ private Q_SLOTS:
     {
         CalibrationRepository journal;
         QCOMPARE(journal.maxSuccessfulOrderNumber(), 0);
-        const int id = journal.startCalibrationRecord(QStringLiteral("1"), 1, 4, {}, {}, 0);
+        const int id = journal.startCalibrationRecord(u"1"_s, 1, 4, {}, {}, 0);
         journal.finishCalibrationRecord(id, true, QString());
         QCOMPARE(journal.maxSuccessfulOrderNumber(), 0); // a NULL maximum is 0
     }
@@ -74,26 +70,23 @@ private Q_SLOTS:
     void identityByRecordTime()
     {
         CalibrationRepository journal;
-        const int id = journal.startCalibrationRecord(QStringLiteral("SN"), 1, 4, {}, {}, 0);
+        const int id = journal.startCalibrationRecord(u"SN"_s, 1, 4, {}, {}, 0);
         {
-            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("time"));
+            QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"time"_s);
             db.setDatabaseName(path());
             QVERIFY(db.open());
-            QSqlQuery(db).exec(
-                QStringLiteral("UPDATE Calibrations SET RecordDateTime = '2024-01-02 03:04:05'"));
+            QSqlQuery(db).exec(u"UPDATE Calibrations SET RecordDateTime = '2024-01-02 03:04:05'"_s);
             db.close();
         }
-        QSqlDatabase::removeDatabase(QStringLiteral("time"));
-        QCOMPARE(journal.calibrationId(QStringLiteral("SN"), QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5))),
-                 id);
-        QCOMPARE(journal.calibrationId(QStringLiteral("SN"), QDateTime(QDate(2024, 1, 2), QTime(3, 4, 6))),
-                 -1);
+        QSqlDatabase::removeDatabase(u"time"_s);
+        QCOMPARE(journal.calibrationId(u"SN"_s, QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5))), id);
+        QCOMPARE(journal.calibrationId(u"SN"_s, QDateTime(QDate(2024, 1, 2), QTime(3, 4, 6))), -1);
     }
 
     void olderDatabaseGetsTheMissingColumns()
     {
         {
-            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("old"));
+            QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"old"_s);
             db.setDatabaseName(path());
             QVERIFY(db.open());
             QVERIFY(
@@ -108,13 +101,13 @@ private Q_SLOTS:
                                                   "DATETIME DEFAULT CURRENT_TIMESTAMP)")));
             db.close();
         }
-        QSqlDatabase::removeDatabase(QStringLiteral("old"));
+        QSqlDatabase::removeDatabase(u"old"_s);
         {
             CalibrationRepository journal;
             QVERIFY(journal.isOpen());
-            const int id = journal.startCalibrationRecord(QStringLiteral("SN"), 1, 4, {}, {}, 0);
-            QVERIFY(journal.updateCalibrationFields(id, {{QStringLiteral("EnableDM1"), 17}}));
-            QCOMPARE(journal.calibration(id).value(QStringLiteral("EnableDM1")).toInt(), 17);
+            const int id = journal.startCalibrationRecord(u"SN"_s, 1, 4, {}, {}, 0);
+            QVERIFY(journal.updateCalibrationFields(id, {{u"EnableDM1"_s, 17}}));
+            QCOMPARE(journal.calibration(id).value(u"EnableDM1"_s).toInt(), 17);
             QVERIFY(journal.lastError().isEmpty()); // "duplicate column" is no error
         }
         CalibrationRepository again; // a second start passes over the additions
@@ -131,11 +124,9 @@ private Q_SLOTS:
             CalibrationRepository journal;
             *ok = journal.isOpen();
             for (int i = 0; i < kRecords && *ok; ++i) {
-                const int id = journal.startCalibrationRecord(QStringLiteral("SN"), i, 4, {}, {}, 0);
-                *ok =
-                    id > 0 &&
-                    journal.updateCalibrationFields(id, {{QStringLiteral("TyreSize"), QString::number(i)}}) &&
-                    journal.finishCalibrationRecord(id, true, QStringLiteral("Успешно"));
+                const int id = journal.startCalibrationRecord(u"SN"_s, i, 4, {}, {}, 0);
+                *ok = id > 0 && journal.updateCalibrationFields(id, {{u"TyreSize"_s, QString::number(i)}}) &&
+                      journal.finishCalibrationRecord(id, true, u"Успешно"_s);
             }
         };
         bool first = false;
@@ -151,10 +142,10 @@ private Q_SLOTS:
 
     void unopenableDatabase()
     {
-        CalibrationRepository journal(QStringLiteral("/proc/no-such-folder/CalibrationDB.db"));
+        CalibrationRepository journal(u"/proc/no-such-folder/CalibrationDB.db"_s);
         QVERIFY(!journal.isOpen());
         QVERIFY(!journal.lastError().isEmpty());
-        QCOMPARE(journal.startCalibrationRecord(QStringLiteral("SN"), 1, 4, {}, {}, 0), -1);
+        QCOMPARE(journal.startCalibrationRecord(u"SN"_s, 1, 4, {}, {}, 0), -1);
         QVERIFY(!journal.finishCalibrationRecord(1, true, QString()));
         QVERIFY(journal.allCalibrations().isEmpty());
     }

@@ -11,17 +11,18 @@
 #include <sys/resource.h>
 
 using namespace tachoria::storage;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 QVariantMap sample()
 {
-    return {{QStringLiteral("OrderNumber"), QStringLiteral("17")},
-            {QStringLiteral("OrderDate"), QStringLiteral("01.02.2024 10:30")},
-            {QStringLiteral("CustomerName"), QStringLiteral("ООО «Рога и копыта»")},
-            {QStringLiteral("TachographSerialNumber"), QStringLiteral("2505001800001234")},
-            {QStringLiteral("VehicleOdometr"), QStringLiteral("123456")},
-            {QStringLiteral("Note"), QStringLiteral("без замечаний")}};
+    return {{u"OrderNumber"_s, u"17"_s},
+            {u"OrderDate"_s, u"01.02.2024 10:30"_s},
+            {u"CustomerName"_s, u"ООО «Рога и копыта»"_s},
+            {u"TachographSerialNumber"_s, u"2505001800001234"_s},
+            {u"VehicleOdometr"_s, u"123456"_s},
+            {u"Note"_s, u"без замечаний"_s}};
 }
 
 QByteArray contents(const QString& path)
@@ -44,13 +45,11 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariantMap>("certificate");
         QTest::addColumn<QString>("name");
-        QTest::newRow("nothing known") << QVariantMap{} << QStringLiteral("unknown_nodate.xml");
-        QTest::newRow("date with time")
-            << sample() << QStringLiteral("2505001800001234_01.02.2024_10_30.xml");
-        QTest::newRow("slashes") << QVariantMap{{QStringLiteral("TachographSerialNumber"),
-                                                 QStringLiteral("A/B")},
-                                                {QStringLiteral("OrderDate"), QStringLiteral("01/02/2024")}}
-                                 << QStringLiteral("A_B_01_02_2024.xml");
+        QTest::newRow("nothing known") << QVariantMap{} << u"unknown_nodate.xml"_s;
+        QTest::newRow("date with time") << sample() << u"2505001800001234_01.02.2024_10_30.xml"_s;
+        QTest::newRow("slashes") << QVariantMap{{u"TachographSerialNumber"_s, u"A/B"_s},
+                                                {u"OrderDate"_s, u"01/02/2024"_s}}
+                                 << u"A_B_01_02_2024.xml"_s;
     }
 
     void fileNames()
@@ -66,31 +65,30 @@ private Q_SLOTS:
         QVERIFY(!sum.contains(QLatin1Char('/')) && !sum.contains(QLatin1Char('+')) &&
                 !sum.contains(QLatin1Char('=')));
         QVariantMap outside = sample();
-        outside.insert(QStringLiteral("DocumentPath"), QStringLiteral("/elsewhere.pdf"));
+        outside.insert(u"DocumentPath"_s, u"/elsewhere.pdf"_s);
         QCOMPARE(CertificateXmlStorage::checksum(outside), sum); // fields outside the list take no part
         QVariantMap changed = sample();
-        changed.insert(QStringLiteral("Note"), QStringLiteral("иначе"));
+        changed.insert(u"Note"_s, u"иначе"_s);
         QVERIFY(CertificateXmlStorage::checksum(changed) != sum);
         QCOMPARE(CertificateRepository::fields().size(), 30);
     }
 
     void writeReadVerify()
     {
-        CertificateXmlStorage storage(m_folder.filePath(QStringLiteral("xml")));
+        CertificateXmlStorage storage(m_folder.filePath(u"xml"_s));
         QString sum;
         QString error;
         const QString path = storage.saveCertificate(sample(), &sum, &error);
         QVERIFY2(!path.isEmpty(), qPrintable(error));
         QCOMPARE(sum, CertificateXmlStorage::checksum(sample()));
         QVERIFY(storage.isCertificateExists(sum));
-        QCOMPARE(storage.allChecksums().value(sum), QStringLiteral("2505001800001234_01.02.2024_10_30.xml"));
+        QCOMPARE(storage.allChecksums().value(sum), u"2505001800001234_01.02.2024_10_30.xml"_s);
         QVERIFY(contents(storage.checksumsPath())
-                    .endsWith((sum + QStringLiteral("|2505001800001234_01.02.2024_10_30.xml\n")).toUtf8()));
+                    .endsWith((sum + u"|2505001800001234_01.02.2024_10_30.xml\n"_s).toUtf8()));
 
         const QVariantMap loaded = storage.loadCertificate(path, &error);
         QCOMPARE(loaded.size(), 30);
-        QCOMPARE(loaded.value(QStringLiteral("CustomerName")).toString(),
-                 QStringLiteral("ООО «Рога и копыта»"));
+        QCOMPARE(loaded.value(u"CustomerName"_s).toString(), u"ООО «Рога и копыта»"_s);
         QVERIFY(storage.verifyCertificateIntegrity(path, &error));
 
         // A changed element fails the check; an extra one is loaded but takes no part.
@@ -100,8 +98,7 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(xml);
         file.close();
-        QCOMPARE(storage.loadCertificate(path).value(QStringLiteral("Extra")).toString(),
-                 QStringLiteral("x"));
+        QCOMPARE(storage.loadCertificate(path).value(u"Extra"_s).toString(), u"x"_s);
         QVERIFY(storage.verifyCertificateIntegrity(path));
         xml.replace("без замечаний", "подделка");
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
@@ -115,14 +112,14 @@ private Q_SLOTS:
         list.write("abc\na|b|c\n");
         list.close();
         QCOMPARE(storage.allChecksums().size(), 1);
-        QVERIFY(!storage.loadCertificate(m_folder.filePath(QStringLiteral("missing.xml")), &error).size());
+        QVERIFY(!storage.loadCertificate(m_folder.filePath(u"missing.xml"_s), &error).size());
         QVERIFY(!error.isEmpty());
     }
 
     // A disk that fills up in the middle of the write: the earlier file of that name stays whole.
     void failedWriteKeepsTheOldFile()
     {
-        CertificateXmlStorage storage(m_folder.filePath(QStringLiteral("full")));
+        CertificateXmlStorage storage(m_folder.filePath(u"full"_s));
         QString error;
         const QString path = storage.saveCertificate(sample(), nullptr, &error);
         QVERIFY(!path.isEmpty());
@@ -130,7 +127,7 @@ private Q_SLOTS:
         const QByteArray listBefore = contents(storage.checksumsPath());
 
         QVariantMap huge = sample();
-        huge.insert(QStringLiteral("Note"), QString(200000, QLatin1Char('x')));
+        huge.insert(u"Note"_s, QString(200000, QLatin1Char('x')));
         rlimit original{};
         getrlimit(RLIMIT_FSIZE, &original);
         std::signal(SIGXFSZ, SIG_IGN);
@@ -150,23 +147,21 @@ private Q_SLOTS:
     {
         CertificateRepository certificates;
         QVERIFY2(certificates.isOpen(), qPrintable(certificates.lastError()));
-        const int id = certificates.saveCertificate(sample(), QStringLiteral("/docs/c.odt"),
-                                                    QStringLiteral("/docs/c.pdf"), true);
+        const int id = certificates.saveCertificate(sample(), u"/docs/c.odt"_s, u"/docs/c.pdf"_s, true);
         QVERIFY(id > 0);
         QVariantMap row = certificates.certificate(id);
-        QCOMPARE(row.value(QStringLiteral("VehicleOdometr")).toString(), QStringLiteral("123456"));
-        QVERIFY(row.value(QStringLiteral("VehicleVin")).isNull()); // absent fields are NULL
-        QCOMPARE(row.value(QStringLiteral("IsSuccess")).toInt(), 1);
-        QCOMPARE(certificates.searchCertificates(QStringLiteral("рога")).size(), 1);
-        QCOMPARE(certificates.certificatesBySerialNumber(QStringLiteral("2505001800001234")).size(), 1);
-        QVERIFY(certificates.saveCertificateWithError(id, QStringLiteral("принтер не ответил")));
-        QCOMPARE(certificates.certificate(id).value(QStringLiteral("IsSuccess")).toInt(), 0);
-        QVERIFY(
-            certificates.updateCertificateFilePaths(id, QStringLiteral("/d.odt"), QStringLiteral("/d.pdf")));
-        QVERIFY(certificates.updateCertificate(id, {{QStringLiteral("Note"), QStringLiteral("новое")}}));
+        QCOMPARE(row.value(u"VehicleOdometr"_s).toString(), u"123456"_s);
+        QVERIFY(row.value(u"VehicleVin"_s).isNull()); // absent fields are NULL
+        QCOMPARE(row.value(u"IsSuccess"_s).toInt(), 1);
+        QCOMPARE(certificates.searchCertificates(u"рога"_s).size(), 1);
+        QCOMPARE(certificates.certificatesBySerialNumber(u"2505001800001234"_s).size(), 1);
+        QVERIFY(certificates.saveCertificateWithError(id, u"принтер не ответил"_s));
+        QCOMPARE(certificates.certificate(id).value(u"IsSuccess"_s).toInt(), 0);
+        QVERIFY(certificates.updateCertificateFilePaths(id, u"/d.odt"_s, u"/d.pdf"_s));
+        QVERIFY(certificates.updateCertificate(id, {{u"Note"_s, u"новое"_s}}));
         row = certificates.certificate(id);
-        QCOMPARE(row.value(QStringLiteral("Note")).toString(), QStringLiteral("новое"));
-        QVERIFY(row.value(QStringLiteral("CustomerName")).isNull()); // an update writes all 30 fields
+        QCOMPARE(row.value(u"Note"_s).toString(), u"новое"_s);
+        QVERIFY(row.value(u"CustomerName"_s).isNull()); // an update writes all 30 fields
         QCOMPARE(certificates
                      .certificatesByDateRange(QDateTime::currentDateTimeUtc().addDays(-1),
                                               QDateTime::currentDateTimeUtc().addDays(1))

@@ -5,6 +5,7 @@
 #include <QTest>
 
 using namespace tachoria::storage;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -35,32 +36,31 @@ class TestDirectories : public QObject
 private Q_SLOTS:
     void init()
     {
-        QFile::remove(m_profile.database(QStringLiteral("MasterDB.db")));
-        QFile::remove(m_profile.database(QStringLiteral("CustomersDB.db")));
+        QFile::remove(m_profile.database(u"MasterDB.db"_s));
+        QFile::remove(m_profile.database(u"CustomersDB.db"_s));
     }
 
     void mastersSoftDeleteAndRestore()
     {
         MasterRepository masters;
         QVERIFY2(masters.isOpen(), qPrintable(masters.lastError()));
-        QCOMPARE(masters.addMaster(QStringLiteral("   ")), -1);
-        QCOMPARE(masters.lastError(), QStringLiteral("ФИО мастера не может быть пустым"));
-        const int first = masters.addMaster(QStringLiteral(" Мастер Первый "));
+        QCOMPARE(masters.addMaster(u"   "_s), -1);
+        QCOMPARE(masters.lastError(), u"ФИО мастера не может быть пустым"_s);
+        const int first = masters.addMaster(u" Мастер Первый "_s);
         QVERIFY(first > 0);
-        QCOMPARE(masters.getMaster(first)->fullName, QStringLiteral("Мастер Первый"));
-        QVERIFY(masters.addMaster(QStringLiteral("Мастер Первый")) > first); // the same name twice is allowed
-        const int second = masters.addMaster(QStringLiteral("Антонов Пётр"));
+        QCOMPARE(masters.getMaster(first)->fullName, u"Мастер Первый"_s);
+        QVERIFY(masters.addMaster(u"Мастер Первый"_s) > first); // the same name twice is allowed
+        const int second = masters.addMaster(u"Антонов Пётр"_s);
 
         QVERIFY(masters.deleteMaster(second));
-        QCOMPARE(masterNames(masters.allMasters()),
-                 (QStringList{QStringLiteral("Мастер Первый"), QStringLiteral("Мастер Первый")}));
-        QCOMPARE(masterNames(masters.allMastersIncludingInactive()).last(), QStringLiteral("Антонов Пётр"));
-        QVERIFY(masters.masterExists(QStringLiteral("Антонов Пётр")));
-        QVERIFY(!masters.activeMasterExists(QStringLiteral("Антонов Пётр")));
-        QCOMPARE(masters.mastersDictionary(true).value(second), QStringLiteral("Антонов Пётр (неактивный)"));
+        QCOMPARE(masterNames(masters.allMasters()), (QStringList{u"Мастер Первый"_s, u"Мастер Первый"_s}));
+        QCOMPARE(masterNames(masters.allMastersIncludingInactive()).last(), u"Антонов Пётр"_s);
+        QVERIFY(masters.masterExists(u"Антонов Пётр"_s));
+        QVERIFY(!masters.activeMasterExists(u"Антонов Пётр"_s));
+        QCOMPARE(masters.mastersDictionary(true).value(second), u"Антонов Пётр (неактивный)"_s);
         QVERIFY(!masters.mastersDictionary(false).contains(second));
         QVERIFY(masters.restoreMaster(second));
-        QVERIFY(masters.activeMasterExists(QStringLiteral("Антонов Пётр")));
+        QVERIFY(masters.activeMasterExists(u"Антонов Пётр"_s));
         QVERIFY(!masters.deleteMaster(9999)); // no such row: a failure without a text
         QVERIFY(masters.deleteMaster(second));
         QVERIFY(masters.cleanupInactiveMasters());
@@ -73,14 +73,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("query");
         QTest::addColumn<QStringList>("found");
         QTest::newRow("everything") << QString()
-                                    << QStringList{QStringLiteral("Зелёный Клён"), QStringLiteral("Музей"),
-                                                   QStringLiteral("Синий-Красный Иван")};
-        QTest::newRow("ё as е, any order")
-            << QStringLiteral("клен зе") << QStringList{QStringLiteral("Зелёный Клён")};
-        QTest::newRow("case folded") << QStringLiteral("МУЗЕЙ") << QStringList{QStringLiteral("Музей")};
-        QTest::newRow("й is no и") << QStringLiteral("музеи") << QStringList{};
-        QTest::newRow("punctuation splits")
-            << QStringLiteral("СИНИЙ-КРАСНЫЙ") << QStringList{QStringLiteral("Синий-Красный Иван")};
+                                    << QStringList{u"Зелёный Клён"_s, u"Музей"_s, u"Синий-Красный Иван"_s};
+        QTest::newRow("ё as е, any order") << u"клен зе"_s << QStringList{u"Зелёный Клён"_s};
+        QTest::newRow("case folded") << u"МУЗЕЙ"_s << QStringList{u"Музей"_s};
+        QTest::newRow("й is no и") << u"музеи"_s << QStringList{};
+        QTest::newRow("punctuation splits") << u"СИНИЙ-КРАСНЫЙ"_s << QStringList{u"Синий-Красный Иван"_s};
     }
 
     void masterSearch()
@@ -91,49 +88,41 @@ private Q_SLOTS:
         for (const char* name : {"Музей", "Зелёный Клён", "Синий-Красный Иван"})
             masters.addMaster(QString::fromUtf8(name));
         QCOMPARE(masterNames(masters.searchMasters(query)), found);
-        QCOMPARE(MasterRepository::normalizeMasterSearchText(QStringLiteral("  СИНИЙ--красный!! ")),
-                 QStringLiteral("синий красный"));
+        QCOMPARE(MasterRepository::normalizeMasterSearchText(u"  СИНИЙ--красный!! "_s), u"синий красный"_s);
     }
 
     void customers()
     {
         CustomerRepository customers;
         QVERIFY2(customers.isOpen(), qPrintable(customers.lastError()));
-        QCOMPARE(customers.addCustomer(QStringLiteral(" "), {}, {}), -1);
-        QCOMPARE(customers.lastError(), QStringLiteral("Имя заказчика не может быть пустым"));
+        QCOMPARE(customers.addCustomer(u" "_s, {}, {}), -1);
+        QCOMPARE(customers.lastError(), u"Имя заказчика не может быть пустым"_s);
         const int horns =
-            customers.addCustomer(QStringLiteral(" ООО «Рога и копыта» "), QStringLiteral("г. Тверь"),
-                                  QStringLiteral("+7 900 123-45-67"));
+            customers.addCustomer(u" ООО «Рога и копыта» "_s, u"г. Тверь"_s, u"+7 900 123-45-67"_s);
         const int fleet =
-            customers.addCustomer(QStringLiteral("АО Автопарк"), QStringLiteral("Москва, ул. Ленина, 1"),
-                                  QStringLiteral("+7 495 000-00-00"));
+            customers.addCustomer(u"АО Автопарк"_s, u"Москва, ул. Ленина, 1"_s, u"+7 495 000-00-00"_s);
         QVERIFY(horns > 0 && fleet > horns);
         // LIKE ignores case in Cyrillic as well.
-        QCOMPARE(customerNames(customers.searchCustomers(QStringLiteral("ооо"))),
-                 QStringList{QStringLiteral("ООО «Рога и копыта»")});
-        QCOMPARE(customerNames(customers.searchCustomers(QStringLiteral("ЛЕНИНА"))),
-                 QStringList{QStringLiteral("АО Автопарк")});
-        QCOMPARE(customerNames(customers.searchByPhone(QStringLiteral("495"))),
-                 QStringList{QStringLiteral("АО Автопарк")});
-        QCOMPARE(customers.searchCustomers(QStringLiteral("_")).size(), 2); // '_' matches any one character
+        QCOMPARE(customerNames(customers.searchCustomers(u"ооо"_s)), QStringList{u"ООО «Рога и копыта»"_s});
+        QCOMPARE(customerNames(customers.searchCustomers(u"ЛЕНИНА"_s)), QStringList{u"АО Автопарк"_s});
+        QCOMPARE(customerNames(customers.searchByPhone(u"495"_s)), QStringList{u"АО Автопарк"_s});
+        QCOMPARE(customers.searchCustomers(u"_"_s).size(), 2); // '_' matches any one character
         QVERIFY(customers.deleteCustomer(horns));
-        QCOMPARE(customers.searchCustomers(QStringLiteral("рога")).size(), 0);
-        QCOMPARE(customers.searchCustomers(QStringLiteral("рога"), true).size(), 1);
-        QVERIFY(!customers.customerByName(QStringLiteral("ООО «Рога и копыта»")).has_value());
-        QVERIFY(customers.customerExists(QStringLiteral("ООО «Рога и копыта»")));
-        QVERIFY(customers.updateCustomer(fleet, QStringLiteral("АО Автопарк №1"), QString(),
-                                         QStringLiteral("112")));
-        QCOMPARE(customers.getCustomer(fleet)->phone, QStringLiteral("112"));
-        QCOMPARE(customers.customersDictionary(true).value(horns),
-                 QStringLiteral("ООО «Рога и копыта» (неактивный)"));
+        QCOMPARE(customers.searchCustomers(u"рога"_s).size(), 0);
+        QCOMPARE(customers.searchCustomers(u"рога"_s, true).size(), 1);
+        QVERIFY(!customers.customerByName(u"ООО «Рога и копыта»"_s).has_value());
+        QVERIFY(customers.customerExists(u"ООО «Рога и копыта»"_s));
+        QVERIFY(customers.updateCustomer(fleet, u"АО Автопарк №1"_s, QString(), u"112"_s));
+        QCOMPARE(customers.getCustomer(fleet)->phone, u"112"_s);
+        QCOMPARE(customers.customersDictionary(true).value(horns), u"ООО «Рога и копыта» (неактивный)"_s);
     }
 
     void unopenableDatabase()
     {
-        CustomerRepository customers(QStringLiteral("/proc/no-such-folder/CustomersDB.db"));
+        CustomerRepository customers(u"/proc/no-such-folder/CustomersDB.db"_s);
         QVERIFY(!customers.isOpen());
         QVERIFY(!customers.lastError().isEmpty());
-        QCOMPARE(customers.addCustomer(QStringLiteral("A"), {}, {}), -1);
+        QCOMPARE(customers.addCustomer(u"A"_s, {}, {}), -1);
         QVERIFY(customers.allCustomers().isEmpty());
         QVERIFY(!customers.deleteCustomer(1));
     }

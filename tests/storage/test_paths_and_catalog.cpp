@@ -11,6 +11,7 @@
 #include <QTest>
 
 using namespace tachoria::storage;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -19,37 +20,37 @@ void makeDatabase(const QString& path, const QString& marker)
 {
     QDir().mkpath(QFileInfo(path).absolutePath());
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("legacy"));
+        QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"legacy"_s);
         db.setDatabaseName(path);
         QVERIFY(db.open());
         QSqlQuery query(db);
-        QVERIFY(query.exec(QStringLiteral("CREATE TABLE Reports (Name TEXT)")));
-        QVERIFY(query.exec(QStringLiteral("INSERT INTO Reports VALUES ('%1')").arg(marker)));
+        QVERIFY(query.exec(u"CREATE TABLE Reports (Name TEXT)"_s));
+        QVERIFY(query.exec(u"INSERT INTO Reports VALUES ('%1')"_s.arg(marker)));
         db.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("legacy"));
+    QSqlDatabase::removeDatabase(u"legacy"_s);
 }
 
 QString markerOf(const QString& path)
 {
     QString marker;
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("check"));
+        QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"check"_s);
         db.setDatabaseName(path);
         if (db.open()) {
             QSqlQuery query(db);
-            if (query.exec(QStringLiteral("SELECT Name FROM Reports")) && query.next())
+            if (query.exec(u"SELECT Name FROM Reports"_s) && query.next())
                 marker = query.value(0).toString();
         }
         db.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("check"));
+    QSqlDatabase::removeDatabase(u"check"_s);
     return marker;
 }
 
 QStringList temporaries(const QString& folder)
 {
-    return QDir(folder).entryList({QStringLiteral("*.tmp")}, QDir::Files);
+    return QDir(folder).entryList({u"*.tmp"_s}, QDir::Files);
 }
 
 } // namespace
@@ -67,36 +68,33 @@ private Q_SLOTS:
     {
         QDir(m_profile.path()).removeRecursively();
         QDir().mkpath(m_profile.path());
-        for (const QString& legacy : {AppPaths::runtimeData() + QStringLiteral("/driver_cards.db"),
-                                      AppPaths::programDirectory() + QStringLiteral("/driver_cards.db")})
+        for (const QString& legacy : {AppPaths::runtimeData() + u"/driver_cards.db"_s,
+                                      AppPaths::programDirectory() + u"/driver_cards.db"_s})
             QFile::remove(legacy);
     }
 
     void trees()
     {
-        QCOMPARE(AppPaths::root(), QDir::cleanPath(m_profile.path() + QStringLiteral("/Tachoria")));
-        QCOMPARE(AppPaths::databaseDirectory(), AppPaths::root() + QStringLiteral("/Data/DB"));
-        QCOMPARE(AppPaths::database(QStringLiteral("X.db")),
-                 AppPaths::root() + QStringLiteral("/Data/DB/X.db"));
+        QCOMPARE(AppPaths::root(), QDir::cleanPath(m_profile.path() + u"/Tachoria"_s));
+        QCOMPARE(AppPaths::databaseDirectory(), AppPaths::root() + u"/Data/DB"_s);
+        QCOMPARE(AppPaths::database(u"X.db"_s), AppPaths::root() + u"/Data/DB/X.db"_s);
         // A build folder is writable: the program's own tree lies beside the executable.
         QCOMPARE(AppPaths::logDirectory(), QCoreApplication::applicationDirPath());
-        QCOMPARE(AppPaths::downloadDirectory(),
-                 QCoreApplication::applicationDirPath() + QStringLiteral("/DATA"));
+        QCOMPARE(AppPaths::downloadDirectory(), QCoreApplication::applicationDirPath() + u"/DATA"_s);
         AppPaths::ensureDirectories();
         for (const QString& folder : {AppPaths::databaseDirectory(), AppPaths::downloadDirectory(),
-                                      AppPaths::runtimeData(), AppPaths::data() + QStringLiteral("/Backups")})
+                                      AppPaths::runtimeData(), AppPaths::data() + u"/Backups"_s})
             QVERIFY2(QFileInfo(folder).isDir(), qPrintable(folder));
     }
 
     void catalogue()
     {
-        QCOMPARE(DatabaseCatalog::fileName(KnownDatabase::Certificates), QStringLiteral("CertificateDB.db"));
+        QCOMPARE(DatabaseCatalog::fileName(KnownDatabase::Certificates), u"CertificateDB.db"_s);
         QCOMPARE(DatabaseCatalog::fileName(static_cast<KnownDatabase>(42)), QString());
-        QCOMPARE(DatabaseCatalog::path(KnownDatabase::Settings),
-                 AppPaths::database(QStringLiteral("SettingsDB.db")));
+        QCOMPARE(DatabaseCatalog::path(KnownDatabase::Settings), AppPaths::database(u"SettingsDB.db"_s));
         QCOMPARE(DatabaseCatalog::path(KnownDatabase::DriverCards),
-                 AppPaths::runtimeData() + QStringLiteral("/driver_cards.db"));
-        QCOMPARE(target(), QDir(m_profile.path()).filePath(QStringLiteral("Tachoria/Data/DB/ReportsDB.db")));
+                 AppPaths::runtimeData() + u"/driver_cards.db"_s);
+        QCOMPARE(target(), QDir(m_profile.path()).filePath(u"Tachoria/Data/DB/ReportsDB.db"_s));
     }
 
     void withoutLocalAppDataTheStandardFolderServes()
@@ -105,8 +103,7 @@ private Q_SLOTS:
         qputenv("LOCALAPPDATA", "");
         QCOMPARE(AppPaths::root(),
                  QDir::cleanPath(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)));
-        QCOMPARE(DatabaseCatalog::path(KnownDatabase::Reports),
-                 AppPaths::database(QStringLiteral("ReportsDB.db")));
+        QCOMPARE(DatabaseCatalog::path(KnownDatabase::Reports), AppPaths::database(u"ReportsDB.db"_s));
         qputenv("LOCALAPPDATA", saved);
     }
 
@@ -120,10 +117,10 @@ private Q_SLOTS:
 
     void firstCandidateWinsAndStaysUntouched()
     {
-        const QString first = AppPaths::runtimeData() + QStringLiteral("/driver_cards.db");
-        const QString second = AppPaths::database(QStringLiteral("driver_cards.db"));
-        makeDatabase(first, QStringLiteral("runtime"));
-        makeDatabase(second, QStringLiteral("database folder"));
+        const QString first = AppPaths::runtimeData() + u"/driver_cards.db"_s;
+        const QString second = AppPaths::database(u"driver_cards.db"_s);
+        makeDatabase(first, u"runtime"_s);
+        makeDatabase(second, u"database folder"_s);
         const QByteArray before = [&] {
             QFile f(first);
             f.open(QIODevice::ReadOnly);
@@ -131,20 +128,20 @@ private Q_SLOTS:
         }();
         QString error;
         QVERIFY2(DatabaseCatalog::prepareReportsDatabase(&error), qPrintable(error));
-        QCOMPARE(markerOf(target()), QStringLiteral("runtime"));
+        QCOMPARE(markerOf(target()), u"runtime"_s);
         QFile legacy(first);
         QVERIFY(legacy.open(QIODevice::ReadOnly));
         QCOMPARE(legacy.readAll(), before);
         QVERIFY(temporaries(QFileInfo(target()).absolutePath()).isEmpty());
         // The second legacy file is ignored for good: the target exists now.
         QVERIFY(DatabaseCatalog::prepareReportsDatabase(&error));
-        QCOMPARE(markerOf(target()), QStringLiteral("runtime"));
+        QCOMPARE(markerOf(target()), u"runtime"_s);
         QFile::remove(first);
     }
 
     void corruptLegacyFileIsRefusedAndRetried()
     {
-        const QString legacy = AppPaths::database(QStringLiteral("driver_cards.db"));
+        const QString legacy = AppPaths::database(u"driver_cards.db"_s);
         QDir().mkpath(QFileInfo(legacy).absolutePath());
         QFile file(legacy);
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -152,26 +149,25 @@ private Q_SLOTS:
         file.close();
         QString error;
         QVERIFY(!DatabaseCatalog::prepareReportsDatabase(&error));
-        QCOMPARE(error,
-                 QStringLiteral("Копия прежней базы отчётов не прошла проверку SQLite: %1").arg(legacy));
+        QCOMPARE(error, u"Копия прежней базы отчётов не прошла проверку SQLite: %1"_s.arg(legacy));
         QVERIFY(!QFile::exists(target()));
         QVERIFY(QFile::exists(legacy));
         QVERIFY(temporaries(QFileInfo(target()).absolutePath()).isEmpty());
         // The next start tries again, and succeeds once the file is sound.
         QFile::remove(legacy);
-        makeDatabase(legacy, QStringLiteral("mended"));
+        makeDatabase(legacy, u"mended"_s);
         QVERIFY2(DatabaseCatalog::prepareReportsDatabase(&error), qPrintable(error));
-        QCOMPARE(markerOf(target()), QStringLiteral("mended"));
+        QCOMPARE(markerOf(target()), u"mended"_s);
     }
 
     void targetAppearingMidwayCountsAsSuccess()
     {
-        const QString legacy = AppPaths::database(QStringLiteral("driver_cards.db"));
-        makeDatabase(legacy, QStringLiteral("mine"));
-        makeDatabase(target(), QStringLiteral("theirs"));
+        const QString legacy = AppPaths::database(u"driver_cards.db"_s);
+        makeDatabase(legacy, u"mine"_s);
+        makeDatabase(target(), u"theirs"_s);
         QString error;
         QVERIFY(DatabaseCatalog::migrateReportsDatabase(legacy, target(), &error));
-        QCOMPARE(markerOf(target()), QStringLiteral("theirs"));
+        QCOMPARE(markerOf(target()), u"theirs"_s);
         QVERIFY(temporaries(QFileInfo(target()).absolutePath()).isEmpty());
     }
 };

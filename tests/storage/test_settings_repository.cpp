@@ -8,6 +8,7 @@
 #include <thread>
 
 using tachoria::storage::SettingsRepository;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -16,7 +17,7 @@ QVariant sql(const QString& path, const QString& statement)
 {
     QVariant value;
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("peek"));
+        QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"peek"_s);
         db.setDatabaseName(path);
         if (db.open()) {
             QSqlQuery query(db);
@@ -25,7 +26,7 @@ QVariant sql(const QString& path, const QString& statement)
         }
         db.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("peek"));
+    QSqlDatabase::removeDatabase(u"peek"_s);
     return value;
 }
 
@@ -37,7 +38,7 @@ class TestSettingsRepository : public QObject
 
     StorageTestProfile m_profile;
 
-    QString path() const { return m_profile.database(QStringLiteral("SettingsDB.db")); }
+    QString path() const { return m_profile.database(u"SettingsDB.db"_s); }
 
 private Q_SLOTS:
     void init() { QFile::remove(path()); }
@@ -47,31 +48,23 @@ private Q_SLOTS:
         {
             SettingsRepository settings;
             QVERIFY2(settings.isOpen(), qPrintable(settings.lastError()));
-            QCOMPARE(
-                settings.value(QStringLiteral("Main"), QStringLiteral("CardReader"), QStringLiteral("x")),
-                QString());
-            QCOMPARE(settings.intValue(QStringLiteral("Ports"), QStringLiteral("DownloadPortMaxBitrate"), 0),
-                     115200);
-            QVERIFY(settings.boolValue(QStringLiteral("Main"), QStringLiteral("LogEnable"), false));
-            QCOMPARE(settings.value(QStringLiteral("Ports"), QStringLiteral("RalonaPortName")),
-                     QStringLiteral("COM3"));
+            QCOMPARE(settings.value(u"Main"_s, u"CardReader"_s, u"x"_s), QString());
+            QCOMPARE(settings.intValue(u"Ports"_s, u"DownloadPortMaxBitrate"_s, 0), 115200);
+            QVERIFY(settings.boolValue(u"Main"_s, u"LogEnable"_s, false));
+            QCOMPARE(settings.value(u"Ports"_s, u"RalonaPortName"_s), u"COM3"_s);
         }
-        QCOMPARE(sql(path(), QStringLiteral("SELECT COUNT(*) FROM Settings")).toInt(), 23);
-        QCOMPARE(
-            sql(path(), QStringLiteral("SELECT COUNT(*) FROM Settings WHERE LastModified IS NULL")).toInt(),
-            0);
-        QCOMPARE(
-            sql(path(), QStringLiteral("SELECT ValueType FROM Settings WHERE Key = 'UseRalona'")).toString(),
-            QStringLiteral("Bool"));
+        QCOMPARE(sql(path(), u"SELECT COUNT(*) FROM Settings"_s).toInt(), 23);
+        QCOMPARE(sql(path(), u"SELECT COUNT(*) FROM Settings WHERE LastModified IS NULL"_s).toInt(), 0);
+        QCOMPARE(sql(path(), u"SELECT ValueType FROM Settings WHERE Key = 'UseRalona'"_s).toString(),
+                 u"Bool"_s);
 
         // A second start changes nothing, and a deleted default stays deleted.
-        sql(path(), QStringLiteral("DELETE FROM Settings WHERE Key = 'FontSize'"));
-        sql(path(), QStringLiteral("UPDATE Settings SET Value = 'COM9' WHERE Key = 'DownloadPortName'"));
+        sql(path(), u"DELETE FROM Settings WHERE Key = 'FontSize'"_s);
+        sql(path(), u"UPDATE Settings SET Value = 'COM9' WHERE Key = 'DownloadPortName'"_s);
         SettingsRepository again;
-        QCOMPARE(again.intValue(QStringLiteral("Program"), QStringLiteral("FontSize"), -7), -7);
-        QCOMPARE(again.value(QStringLiteral("Ports"), QStringLiteral("DownloadPortName")),
-                 QStringLiteral("COM9"));
-        QCOMPARE(sql(path(), QStringLiteral("SELECT COUNT(*) FROM Settings")).toInt(), 22);
+        QCOMPARE(again.intValue(u"Program"_s, u"FontSize"_s, -7), -7);
+        QCOMPARE(again.value(u"Ports"_s, u"DownloadPortName"_s), u"COM9"_s);
+        QCOMPARE(sql(path(), u"SELECT COUNT(*) FROM Settings"_s).toInt(), 22);
     }
 
     void typedReads_data()
@@ -79,11 +72,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("stored");
         QTest::addColumn<int>("asInt");
         QTest::addColumn<int>("asBool"); // -1: the caller's default
-        QTest::newRow("true in blanks") << QStringLiteral(" TRUE ") << -5 << 1;
-        QTest::newRow("yes") << QStringLiteral("yes") << -5 << -1;
-        QTest::newRow("0") << QStringLiteral("0") << 0 << 0;
-        QTest::newRow("12a") << QStringLiteral("12a") << -5 << -1;
-        QTest::newRow("42") << QStringLiteral("42") << 42 << -1;
+        QTest::newRow("true in blanks") << u" TRUE "_s << -5 << 1;
+        QTest::newRow("yes") << u"yes"_s << -5 << -1;
+        QTest::newRow("0") << u"0"_s << 0 << 0;
+        QTest::newRow("12a") << u"12a"_s << -5 << -1;
+        QTest::newRow("42") << u"42"_s << 42 << -1;
     }
 
     void typedReads()
@@ -92,62 +85,51 @@ private Q_SLOTS:
         QFETCH(int, asInt);
         QFETCH(int, asBool);
         SettingsRepository settings;
-        QVERIFY(settings.setValue(QStringLiteral("Test"), QStringLiteral("Value"), stored));
-        QCOMPARE(settings.intValue(QStringLiteral("Test"), QStringLiteral("Value"), -5), asInt);
-        QCOMPARE(settings.boolValue(QStringLiteral("Test"), QStringLiteral("Value"), true),
-                 asBool == -1 ? true : asBool == 1);
-        QCOMPARE(settings.boolValue(QStringLiteral("Test"), QStringLiteral("Value"), false), asBool == 1);
+        QVERIFY(settings.setValue(u"Test"_s, u"Value"_s, stored));
+        QCOMPARE(settings.intValue(u"Test"_s, u"Value"_s, -5), asInt);
+        QCOMPARE(settings.boolValue(u"Test"_s, u"Value"_s, true), asBool == -1 ? true : asBool == 1);
+        QCOMPARE(settings.boolValue(u"Test"_s, u"Value"_s, false), asBool == 1);
     }
 
     void setValueStampsLastModified()
     {
         SettingsRepository settings;
-        QVERIFY(settings.setValue(QStringLiteral("New"), QStringLiteral("Key"), 5, QStringLiteral("Int")));
-        QCOMPARE(sql(path(), QStringLiteral("SELECT ValueType FROM Settings WHERE Key = 'Key'")).toString(),
-                 QStringLiteral("Int"));
-        sql(path(),
-            QStringLiteral("UPDATE Settings SET LastModified = '2001-01-01 00:00:00' WHERE Key = 'Key'"));
-        QVERIFY(settings.setValue(QStringLiteral("New"), QStringLiteral("Key"), 5,
-                                  QStringLiteral("Int"))); // unchanged value
+        QVERIFY(settings.setValue(u"New"_s, u"Key"_s, 5, u"Int"_s));
+        QCOMPARE(sql(path(), u"SELECT ValueType FROM Settings WHERE Key = 'Key'"_s).toString(), u"Int"_s);
+        sql(path(), u"UPDATE Settings SET LastModified = '2001-01-01 00:00:00' WHERE Key = 'Key'"_s);
+        QVERIFY(settings.setValue(u"New"_s, u"Key"_s, 5,
+                                  u"Int"_s)); // unchanged value
         const QString stamp =
-            sql(path(), QStringLiteral("SELECT LastModified FROM Settings WHERE Key = 'Key'")).toString();
-        QVERIFY2(stamp > QStringLiteral("2020"), qPrintable(stamp));
+            sql(path(), u"SELECT LastModified FROM Settings WHERE Key = 'Key'"_s).toString();
+        QVERIFY2(stamp > u"2020"_s, qPrintable(stamp));
     }
 
     void transactionRollsBackAsAWhole()
     {
         SettingsRepository settings;
         QVERIFY(settings.beginTransaction());
-        QVERIFY(settings.setValue(QStringLiteral("Ports"), QStringLiteral("DownloadPortName"),
-                                  QStringLiteral("/dev/ttyUSB0")));
-        QVERIFY(settings.setValue(QStringLiteral("TACHORIA"), QStringLiteral("name"),
-                                  QStringLiteral("ООО «Тахосервис»")));
+        QVERIFY(settings.setValue(u"Ports"_s, u"DownloadPortName"_s, u"/dev/ttyUSB0"_s));
+        QVERIFY(settings.setValue(u"TACHORIA"_s, u"name"_s, u"ООО «Тахосервис»"_s));
         settings.rollbackTransaction();
-        QCOMPARE(settings.value(QStringLiteral("Ports"), QStringLiteral("DownloadPortName")),
-                 QStringLiteral("COM1"));
-        QCOMPARE(settings.value(QStringLiteral("TACHORIA"), QStringLiteral("name")), QString());
+        QCOMPARE(settings.value(u"Ports"_s, u"DownloadPortName"_s), u"COM1"_s);
+        QCOMPARE(settings.value(u"TACHORIA"_s, u"name"_s), QString());
         QVERIFY(settings.beginTransaction());
-        QVERIFY(settings.setValue(QStringLiteral("TACHORIA"), QStringLiteral("name"),
-                                  QStringLiteral("ООО «Тахосервис»")));
+        QVERIFY(settings.setValue(u"TACHORIA"_s, u"name"_s, u"ООО «Тахосервис»"_s));
         QVERIFY(settings.commitTransaction());
-        QCOMPARE(SettingsRepository().value(QStringLiteral("TACHORIA"), QStringLiteral("name")),
-                 QStringLiteral("ООО «Тахосервис»"));
+        QCOMPARE(SettingsRepository().value(u"TACHORIA"_s, u"name"_s), u"ООО «Тахосервис»"_s);
     }
 
     void unopenableDatabaseFailsSoftly()
     {
-        SettingsRepository settings(QStringLiteral("/proc/no-such-folder/SettingsDB.db"));
+        SettingsRepository settings(u"/proc/no-such-folder/SettingsDB.db"_s);
         QVERIFY(!settings.isOpen());
         QVERIFY(!settings.lastError().isEmpty());
         const QString reason = settings.lastError();
-        QCOMPARE(
-            settings.value(QStringLiteral("Main"), QStringLiteral("CardReader"), QStringLiteral("fallback")),
-            QStringLiteral("fallback"));
-        QVERIFY(
-            !settings.setValue(QStringLiteral("Main"), QStringLiteral("CardReader"), QStringLiteral("x")));
+        QCOMPARE(settings.value(u"Main"_s, u"CardReader"_s, u"fallback"_s), u"fallback"_s);
+        QVERIFY(!settings.setValue(u"Main"_s, u"CardReader"_s, u"x"_s));
         QCOMPARE(settings.lastError(), reason);
         QVERIFY(!settings.beginTransaction());
-        QCOMPARE(settings.lastError(), QStringLiteral("База настроек недоступна"));
+        QCOMPARE(settings.lastError(), u"База настроек недоступна"_s);
     }
 
     void twoThreadsOnOneFile()
@@ -158,8 +140,7 @@ private Q_SLOTS:
             SettingsRepository settings;
             *ok = settings.isOpen();
             for (int i = 0; i < kWrites && *ok; ++i)
-                *ok = settings.setValue(QStringLiteral("Thread%1").arg(thread), QString::number(i), i,
-                                        QStringLiteral("Int"));
+                *ok = settings.setValue(u"Thread%1"_s.arg(thread), QString::number(i), i, u"Int"_s);
         };
         bool first = false;
         bool second = false;
@@ -169,22 +150,21 @@ private Q_SLOTS:
         b.join();
         QVERIFY(first);
         QVERIFY(second);
-        QCOMPARE(
-            sql(path(), QStringLiteral("SELECT COUNT(*) FROM Settings WHERE Section LIKE 'Thread%'")).toInt(),
-            2 * kWrites);
+        QCOMPARE(sql(path(), u"SELECT COUNT(*) FROM Settings WHERE Section LIKE 'Thread%'"_s).toInt(),
+                 2 * kWrites);
     }
 
     void themeLivesInTheIniFile()
     {
         QFile::remove(SettingsRepository::appearanceFile());
-        QCOMPARE(SettingsRepository::theme(), QStringLiteral("Light"));
-        SettingsRepository::setTheme(QStringLiteral("Dark"));
-        QCOMPARE(SettingsRepository::theme(), QStringLiteral("Dark"));
+        QCOMPARE(SettingsRepository::theme(), u"Light"_s);
+        SettingsRepository::setTheme(u"Dark"_s);
+        QCOMPARE(SettingsRepository::theme(), u"Dark"_s);
         QFile ini(SettingsRepository::appearanceFile());
         QVERIFY(ini.open(QIODevice::ReadOnly));
         QVERIFY(ini.readAll().contains("Theme=Dark"));
-        SettingsRepository::setTheme(QStringLiteral("Sepia"));
-        QCOMPARE(SettingsRepository::theme(), QStringLiteral("Light"));
+        SettingsRepository::setTheme(u"Sepia"_s);
+        QCOMPARE(SettingsRepository::theme(), u"Light"_s);
         QFile::remove(SettingsRepository::appearanceFile());
     }
 };

@@ -8,13 +8,14 @@
 #include <QTest>
 
 using namespace tachoria::storage;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 void prepare(const QString& path, const QStringList& statements)
 {
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("older"));
+        QSqlDatabase db = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"older"_s);
         db.setDatabaseName(path);
         QVERIFY(db.open());
         QSqlQuery query(db);
@@ -22,7 +23,7 @@ void prepare(const QString& path, const QStringList& statements)
             QVERIFY2(query.exec(statement), qPrintable(statement));
         db.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("older"));
+    QSqlDatabase::removeDatabase(u"older"_s);
 }
 
 } // namespace
@@ -33,13 +34,13 @@ class TestVehicles : public QObject
 
     StorageTestProfile m_profile;
 
-    QString path() const { return m_profile.database(QStringLiteral("VehicleDB.db")); }
+    QString path() const { return m_profile.database(u"VehicleDB.db"_s); }
 
 private Q_SLOTS:
     void init()
     {
         QFile::remove(path());
-        QFile::remove(m_profile.database(QStringLiteral("VehicleConfigurations.db")));
+        QFile::remove(m_profile.database(u"VehicleConfigurations.db"_s));
     }
 
     void seed()
@@ -50,16 +51,16 @@ private Q_SLOTS:
         QCOMPARE(makes.size(), 15);
         QCOMPARE(vehicles.allModels().size(), 39);
         const auto daf = vehicles.getManufacturer(0, true);
-        QCOMPARE(daf->name, QStringLiteral("DAF"));
+        QCOMPARE(daf->name, u"DAF"_s);
         QCOMPARE(daf->models.first().speedRatios, (QList<int>{8138, 8000, 6000}));
         const auto daily = vehicles.getModel(13);
-        QCOMPARE(daily->name, QStringLiteral("Daili mid 2006"));
+        QCOMPARE(daily->name, u"Daili mid 2006"_s);
         QCOMPARE(daily->tco1Variant, 9);
         QCOMPARE(daily->tco1Period, Tco1Period::Ms20);
         QCOMPARE(daily->tco1Priority, 3);
-        QCOMPARE(vehicles.getModel(18)->name, QStringLiteral("-"));
+        QCOMPARE(vehicles.getModel(18)->name, u"-"_s);
         QCOMPARE(vehicles.getModel(39)->manufacturerId, 14);
-        QCOMPARE(VehicleRepository::ratiosFromText(QStringLiteral("6000,,x,8000")), (QList<int>{6000, 8000}));
+        QCOMPARE(VehicleRepository::ratiosFromText(u"6000,,x,8000"_s), (QList<int>{6000, 8000}));
         // A second start adds nothing.
         VehicleRepository again;
         QCOMPARE(again.allModels().size(), 39);
@@ -80,7 +81,7 @@ private Q_SLOTS:
                  "0, SpeedRatioPrimaryShaft TEXT, CreatedAt DATETIME DEFAULT CURRENT_TIMESTAMP, FOREIGN KEY "
                  "(ManufacturerId) REFERENCES Manufacturers(Id) ON DELETE CASCADE, UNIQUE(ManufacturerId, "
                  "Name))"),
-             QStringLiteral("INSERT INTO Manufacturers(Id, Name) VALUES(100, 'DAF')"),
+             u"INSERT INTO Manufacturers(Id, Name) VALUES(100, 'DAF')"_s,
              QStringLiteral("INSERT INTO Models(Id, Name, ManufacturerId, TCO1variant) VALUES(500, 'LF, CF, "
                             "XF', 100, 42)")});
         VehicleRepository vehicles;
@@ -99,9 +100,9 @@ private Q_SLOTS:
         {
             VehicleRepository vehicles;
             QVERIFY(vehicles.resetToEmpty());
-            QVERIFY(vehicles.addManufacturer(QStringLiteral("Мой производитель")) >= 0);
-            QCOMPARE(vehicles.addManufacturer(QStringLiteral(" ")), -1);
-            QCOMPARE(vehicles.lastError(), QStringLiteral("Имя производителя не может быть пустым"));
+            QVERIFY(vehicles.addManufacturer(u"Мой производитель"_s) >= 0);
+            QCOMPARE(vehicles.addManufacturer(u" "_s), -1);
+            QCOMPARE(vehicles.lastError(), u"Имя производителя не может быть пустым"_s);
         }
         VehicleRepository again;
         QCOMPARE(again.allManufacturers().size(), 1);
@@ -122,19 +123,17 @@ private Q_SLOTS:
         VehicleConfigurationRepository configurations;
         QVERIFY2(configurations.isOpen(), qPrintable(configurations.lastError()));
         int id = 0;
-        QVERIFY(!configurations.save(0, QStringLiteral("DAF"), QStringLiteral("XF"), {}, &id));
+        QVERIFY(!configurations.save(0, u"DAF"_s, u"XF"_s, {}, &id));
         QCOMPARE(configurations.lastError(),
-                 QStringLiteral("Укажите производителя, модель и хотя бы один параметр конфигурации."));
-        QVERIFY(configurations.save(0, QStringLiteral("DAF"), QStringLiteral("XF"),
-                                    {{QStringLiteral("k"), 8000}}, &id));
+                 u"Укажите производителя, модель и хотя бы один параметр конфигурации."_s);
+        QVERIFY(configurations.save(0, u"DAF"_s, u"XF"_s, {{u"k"_s, 8000}}, &id));
         int again = 0;
-        QVERIFY(configurations.save(0, QStringLiteral(" daf "), QStringLiteral("xf"),
-                                    {{QStringLiteral("k"), 6000}}, &again));
+        QVERIFY(configurations.save(0, u" daf "_s, u"xf"_s, {{u"k"_s, 6000}}, &again));
         QCOMPARE(again, id);
-        const auto stored = configurations.find(QStringLiteral("Daf"), QStringLiteral("XF"));
-        QCOMPARE(stored->manufacturer, QStringLiteral("DAF")); // the stored name stays as it was
-        QCOMPARE(stored->parameters.value(QStringLiteral("k")).toInt(), 6000);
-        QCOMPARE(configurations.manufacturers(), QStringList{QStringLiteral("DAF")});
+        const auto stored = configurations.find(u"Daf"_s, u"XF"_s);
+        QCOMPARE(stored->manufacturer, u"DAF"_s); // the stored name stays as it was
+        QCOMPARE(stored->parameters.value(u"k"_s).toInt(), 6000);
+        QCOMPARE(configurations.manufacturers(), QStringList{u"DAF"_s});
         QVERIFY(configurations.remove(id));
         QVERIFY(configurations.all().isEmpty());
     }
