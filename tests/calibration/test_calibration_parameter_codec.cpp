@@ -42,6 +42,7 @@ constexpr Value kValues[] = {
     {0xF18B, "", "20250115", "20250115", ""},
     {0xF18A, "00414200", "", "AB", ""}, // one leading zero dropped, then all
     {0xF192, "0041004220", "", "AB", ""},
+    {0xF195, "0030", "", "0", ""},
     {0xF916, "000000", "RUD00000000000019", "RUD0000000000001", ""},
     {0xF19A, "13", "", "0", "0000"},
     {0xF19A, "0013", "", "19", ""},
@@ -185,10 +186,12 @@ private Q_SLOTS:
         QCOMPARE(rows.first() + rows.at(9) + rows.last(),
                  u"TimeDate f90b 2 30ReadTachoriaCodeFBU f19a 2 30IlluminationColor f103 2 30"_s);
         QCOMPARE(rows.filter(u" 0 30"_s).size(), 9); // read-only ones
-        const QStringList& codes = CalibrationParameterCodec::countryCodes();
-        QCOMPARE(codes.join(u'|').size(), 55 * 4 - 1);
-        QCOMPARE(codes.mid(0, 4) + codes.mid(51), QStringList({u"   "_s, u"A  "_s, u"AL "_s, u"AND"_s,
-                                                               u"SRB"_s, u"EC "_s, u"EUR"_s, u"WLD"_s}));
+        QCOMPARE(CalibrationParameterCodec::countryCodes().join(u'|'),
+                 u"   |A  |AL |AND|ARM|AZ |B  |BG |BIH|BY |CH |CY |CZ |D  |DK |E  |EST|F  |FIN|FL |FR |UK "
+                 u"|GE |GR |H  |"
+                 u"HR |I  |IRL|IS |KZ |L  |LT |LV |M  |MC |MD |MK |N  |NL |P  |PL |RO |RSM|RUS|S  |SK "
+                 u"|SLO|TM |TR |"
+                 u"UA |V  |SRB|EC |EUR|WLD"_s);
     }
 
     void values_data()
@@ -292,6 +295,8 @@ private Q_SLOTS:
             << 0xFD08 << QVariant(u"1;;0;0"_s) << QByteArray() << u"invalid numeric list for 1;;0;0"_s;
         QTest::newRow("PTO list") << 0xFD0B << QVariant(u"1;2"_s) << hex("00010002") << QString();
         QTest::newRow("input list") << 0xFD07 << QVariant(u" 1; 0;70000"_s) << hex("01001170") << QString();
+        QTest::newRow("input list, parts beyond the third in one byte")
+            << 0xFD05 << QVariant(u"1;1;3600;5"_s) << hex("01010E1005") << QString();
         QTest::newRow("speed source list") << 0xFD10 << QVariant(u"16;300"_s) << hex("102C") << QString();
         QTest::newRow("empty CAN VIN") << 0xFD0C << QVariant(QString()) << QByteArray(17, '\0') << QString();
         QTest::newRow("one byte cut") << 0xFD11 << QVariant(273u) << hex("11") << QString();

@@ -10,7 +10,6 @@
 using tachoria::platform::PortChangeWatcher;
 using tachoria::protocol::SerialPortCatalog;
 using tachoria::protocol::SerialPortInfo;
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -34,13 +33,17 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QStringList>("descriptions");
         QTest::addColumn<bool>("excluded");
-        QTest::newRow("usb serial") << u"/dev/ttyUSB0"_s << QStringList{u"usb"_s, u"FT232R"_s} << false;
-        QTest::newRow("rfcomm by name") << u"/dev/rfcomm0"_s << QStringList{} << true;
-        QTest::newRow("bluetooth by bus") << u"/dev/ttyACM3"_s << QStringList{u"bluetooth"_s} << true;
+        QTest::newRow("usb serial") << QStringLiteral("/dev/ttyUSB0")
+                                    << QStringList{QStringLiteral("usb"), QStringLiteral("FT232R")} << false;
+        QTest::newRow("rfcomm by name") << QStringLiteral("/dev/rfcomm0") << QStringList{} << true;
+        QTest::newRow("bluetooth by bus")
+            << QStringLiteral("/dev/ttyACM3") << QStringList{QStringLiteral("bluetooth")} << true;
         QTest::newRow("bluetooth only in the description")
-            << u"/dev/ttyACM1"_s << QStringList{QString(), u"Standard Serial over BLUETOOTH link"_s} << true;
+            << QStringLiteral("/dev/ttyACM1")
+            << QStringList{QString(), QStringLiteral("Standard Serial over BLUETOOTH link")} << true;
         QTest::newRow("ATLink device class")
-            << u"/dev/ttyUSB4"_s << QStringList{u"usb"_s, u"AtLink Interface"_s} << true;
+            << QStringLiteral("/dev/ttyUSB4")
+            << QStringList{QStringLiteral("usb"), QStringLiteral("AtLink Interface")} << true;
     }
 
     void excludes()
@@ -58,21 +61,22 @@ private Q_SLOTS:
             ports.append({QString::fromLatin1(name), {}, {}, {}});
         SerialPortCatalog::sortAndDeduplicate(ports);
         // Equal numbers fall back to the lower-cased name; "com2" goes as a duplicate of "COM2".
-        QCOMPARE(names(ports), (QStringList{u"/dev/tacho"_s, u"/dev/ttyS0"_s, u"/dev/ttyUSB2"_s, u"COM2"_s,
-                                            u"/dev/ttyUSB10"_s, u"COM10"_s}));
+        QCOMPARE(names(ports), (QStringList{QStringLiteral("/dev/tacho"), QStringLiteral("/dev/ttyS0"),
+                                            QStringLiteral("/dev/ttyUSB2"), QStringLiteral("COM2"),
+                                            QStringLiteral("/dev/ttyUSB10"), QStringLiteral("COM10")}));
     }
 
     void directTransport_data()
     {
         QTest::addColumn<QString>("port");
         QTest::addColumn<bool>("direct");
-        QTest::newRow("COM name") << u"com7"_s << true;
-        QTest::newRow("tcp") << u"tcp://127.0.0.1:5000"_s << false;
-        QTest::newRow("usb") << u"usb://1234:5678"_s << false;
-        QTest::newRow("bluetooth") << u"/dev/rfcomm0"_s << false;
-        QTest::newRow("missing device") << u"/dev/ttyUSB97"_s << false;
-        QTest::newRow("existing device") << u"/dev/ptmx"_s << true;
-        QTest::newRow("a file that is no device") << u"/etc/hostname"_s << false;
+        QTest::newRow("COM name") << QStringLiteral("com7") << true;
+        QTest::newRow("tcp") << QStringLiteral("tcp://127.0.0.1:5000") << false;
+        QTest::newRow("usb") << QStringLiteral("usb://1234:5678") << false;
+        QTest::newRow("bluetooth") << QStringLiteral("/dev/rfcomm0") << false;
+        QTest::newRow("missing device") << QStringLiteral("/dev/ttyUSB97") << false;
+        QTest::newRow("existing device") << QStringLiteral("/dev/ptmx") << true;
+        QTest::newRow("a file that is no device") << QStringLiteral("/etc/hostname") << false;
     }
 
     void directTransport()
@@ -89,9 +93,9 @@ private Q_SLOTS:
         QVERIFY2(sim.start(&error), qPrintable(error));
         QVERIFY(!names(SerialPortCatalog::available()).contains(sim.link()));
         const QStringList listed =
-            names(SerialPortCatalog::available({sim.link(), u"/dev/ttyUSB97"_s, QString()}));
+            names(SerialPortCatalog::available({sim.link(), QStringLiteral("/dev/ttyUSB97"), QString()}));
         QCOMPARE(listed.count(sim.link()), 1);
-        QVERIFY(!listed.contains(u"/dev/ttyUSB97"_s)); // configured but absent
+        QVERIFY(!listed.contains(QStringLiteral("/dev/ttyUSB97"))); // configured but absent
         QVERIFY(SerialPortCatalog::isDirectTransport(sim.link()));
         QVERIFY(sim.stop());
         QVERIFY(!names(SerialPortCatalog::available({sim.link()})).contains(sim.link()));
@@ -104,7 +108,7 @@ private Q_SLOTS:
         PortChangeWatcher watcher;
         QVERIFY(watcher.start([&calls] { ++calls; }));
         QVERIFY(watcher.isRunning());
-        QFile uevent(u"/sys/class/tty/ttyS0/uevent"_s);
+        QFile uevent(QStringLiteral("/sys/class/tty/ttyS0/uevent"));
         if (!uevent.open(QIODevice::WriteOnly))
             QSKIP("this machine does not let the test announce a device (/sys/class/tty/ttyS0/uevent is not "
                   "writable)");
