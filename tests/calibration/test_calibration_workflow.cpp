@@ -236,6 +236,19 @@ private Q_SLOTS:
         s.workflow.stopCommunication();
     }
 
+    // Without a journal row nothing goes to the unit, and the session stays for another try.
+    void journalUnavailable()
+    {
+        Session s({}, settings({}));
+        QVERIFY2(s.workflow.readCalibration(&s.error), qPrintable(s.error));
+        QVERIFY(QDir().mkpath(m_profile.filePath(u"Tachoria/Data/DB/CalibrationDB.db"_s)));
+        QVERIFY(!s.workflow.writeCalibration(&s.error));
+        QVERIFY2(s.error.startsWith(u"Не удалось открыть запись калибровки: "_s) && s.error.size() > 40,
+                 qPrintable(s.error));
+        QVERIFY(s.workflow.isConnected());
+        QCOMPARE(service(s.sim.requests(), u"10"_s), QStringList{u"81"_s});
+    }
+
     // A registration number the master chose to keep is neither checked nor written.
     void skipRegistrationNumber()
     {
