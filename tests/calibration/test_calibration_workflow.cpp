@@ -140,8 +140,9 @@ private Q_SLOTS:
         progress.clear();
         QVERIFY2(s.workflow.writeCalibration(&s.error), qPrintable(s.error));
         QVERIFY(!s.workflow.isConnected() && !s.workflow.parametersRead()); // a write always ends the session
-        QCOMPARE(texts(progress).mid(0, 2), QStringList({u"Запрашиваем SecurityAccess|0|39"_s,
-                                                         u"Записывается DID 0xF90B (TimeDate)|0|39"_s}));
+        QCOMPARE(texts(progress).mid(0, 3), QStringList({u"Запрашиваем SecurityAccess|0|39"_s,
+                                                         u"Записывается DID 0xF90B (TimeDate)|0|39"_s,
+                                                         u"Записан DID 0xF90B (TimeDate)|1|39"_s}));
 
         const QStringList requests = s.sim.requests().mid(expected.size());
         QCOMPARE(requests.mid(0, 2), QStringList({u"10 85"_s, u"27 7D"_s}));

@@ -386,6 +386,10 @@ private Q_SLOTS:
                                      u"REQUEST_TECHNICAL_DATA"_s, u"REQUEST_SERTIFICAT_KEY_NKM"_s}));
         QCOMPARE(run.statuses.first() + u'|' + run.statuses.last(),
                  u"Открываем соединение с тахографом|Выгрузка прошла успешно: "_s + run.result.filePath);
+        QVERIFY(journal()
+                    .mid(journal().size() - 2, 1)
+                    .value(0)
+                    .startsWith(u"info close; port="_s)); // before the end
         QCOMPARE(journal().filter(u" run "_s),
                  QStringList({u"info run Начата выгрузка: port=%1, tacho=1, card=0"_s.arg(sim.link()),
                               u"info run Выгрузка завершена: "_s + run.result.filePath}));
@@ -416,6 +420,11 @@ private Q_SLOTS:
         QTest::newRow("a block after a pending reply and 3 s")
             << QStringList{u"--pending-pause-ms"_s, u"3000"_s} << noOverview << u"test-"_s
             << QStringList{u"36 81"_s} << u"test-[].ddd"_s << QByteArray("\x76\x81") << QByteArray();
+        // A full segment of 251 bytes makes a length of 255: one above the last frame's limit.
+        QTest::newRow("segments of 251 bytes")
+            << QStringList{u"--segment-bytes"_s, u"251"_s} << vehicleUnit(false) << u"test-"_s
+            << QStringList{u"36 01"_s, u"36 81"_s} << u"test-[A123BC77].ddd"_s << QByteArray("\x76\x01")
+            << QByteArray();
         QTest::newRow("no prefix, the authority's certificate")
             << QStringList{} << withCa << QString() << QStringList{u"36 01"_s, u"36 81"_s, u"36 82"_s}
             << u"download-[A123BC77].ddd"_s << QByteArray("\x76\x01") << QByteArray();

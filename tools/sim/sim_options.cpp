@@ -220,6 +220,10 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         QStringLiteral("Fault: the crypto module answers this command code with these data bytes (length, "
                        "status, reply) instead, e.g. 4A=020033; may be repeated."),
         QStringLiteral("code=hex"));
+    const QCommandLineOption segmentBytes(
+        QStringLiteral("segment-bytes"),
+        QStringLiteral("Payload bytes of a full segment of a long block, 251 at least."), QStringLiteral("n"),
+        QStringLiteral("1021"));
     const QCommandLineOption speedBytes(QStringLiteral("speed-block-bytes"),
                                         QStringLiteral("Size of the detailed-speed block a download gets."),
                                         QStringLiteral("n"), QStringLiteral("2400"));
@@ -244,14 +248,14 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         QStringLiteral("sid=ms"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
-    parser.addOptions({link,        partNumber,   serial,         software,      skziNumber,    skziStatus,
-                       mode,        card,         cardType,       cardNumber,    bauds,         noPace,
-                       noise,       echo,         delay,          silent,        badChecksum,   zeroLength,
-                       state,       refuse,       refuseWrite,    refuseSession, pulses,        speedSource,
-                       canResult,   canSpeed,     canIdType,      adapterLink,   adapterPulses, noKLineEcho,
-                       maxLinkBaud, pending,      silentAfter,    archiveBlocks, nkmCounter,    nkmKeys,
-                       nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
-                       speedBytes,  record,       sleepy,         slowService,   frozenClock,   verbose});
+    parser.addOptions(
+        {link,          partNumber,  serial,       software,       skziNumber,    skziStatus,    mode,
+         card,          cardType,    cardNumber,   bauds,          noPace,        noise,         echo,
+         delay,         silent,      badChecksum,  zeroLength,     state,         refuse,        refuseWrite,
+         refuseSession, pulses,      speedSource,  canResult,      canSpeed,      canIdType,     adapterLink,
+         adapterPulses, noKLineEcho, maxLinkBaud,  pending,        silentAfter,   archiveBlocks, nkmCounter,
+         nkmKeys,       nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
+         speedBytes,    record,      sleepy,       slowService,    frozenClock,   segmentBytes,  verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -348,6 +352,8 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--silent-after: expected a count"));
     if (!integer(speedBytes, 0, behaviour.speedBlockBytes))
         return fail(QStringLiteral("--speed-block-bytes: expected a size"));
+    if (!integer(segmentBytes, 251, behaviour.segmentBytes))
+        return fail(QStringLiteral("--segment-bytes: expected a size of 251 or more"));
     if (!integer(archiveBlocks, 0, behaviour.archiveBlocks))
         return fail(QStringLiteral("--archive-blocks: expected a count"));
     if (!integer(pendingPause, 0, behaviour.pendingPauseMs))
