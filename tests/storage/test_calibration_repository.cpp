@@ -58,6 +58,25 @@ private Q_SLOTS:
         QVERIFY(!journal.deleteCalibration(id));
     }
 
+    // Every column a calibration fills in exists under its name and keeps what it was given.
+    void everyField()
+    {
+        CalibrationRepository journal;
+        QCOMPARE(journal.lastError(), QString()); // the columns already there are no error
+        const int id = journal.startCalibrationRecord(u"SN"_s, 1, 4, {}, {}, 0);
+        QVariantMap fields;
+        int n = 0;
+        for (const QString& field : CalibrationRepository::updatableFields())
+            fields.insert(field, ++n);
+        QCOMPARE(n, 57);
+        QVERIFY2(journal.updateCalibrationFields(id, fields), qPrintable(journal.lastError()));
+        const QVariantMap row = journal.calibration(id);
+        for (auto it = fields.cbegin(); it != fields.cend(); ++it)
+            QVERIFY2(row.value(it.key()).toInt() == it.value().toInt(), qPrintable(it.key()));
+        QVERIFY(!journal.updateCustomerAndOrder(9999, {}, 1));
+        QCOMPARE(journal.calibrationId(u"none"_s, QDateTime::currentDateTime()), -1);
+    }
+
     void orderNumbersWithoutAny()
     {
         CalibrationRepository journal;

@@ -2,6 +2,7 @@
 #include "storage/certificate_xml_storage.h"
 #include "storage_test_profile.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -50,12 +51,53 @@ private Q_SLOTS:
         QTest::newRow("slashes") << QVariantMap{{u"TachographSerialNumber"_s, u"A/B"_s},
                                                 {u"OrderDate"_s, u"01/02/2024"_s}}
                                  << u"A_B_01_02_2024.xml"_s;
+        QTest::newRow("every forbidden character")
+            << QVariantMap{{u"TachographSerialNumber"_s, u"<a>\"|?*"_s}, {u"OrderDate"_s, u"01\\02 2024:"_s}}
+            << u"_a______01_02_2024_.xml"_s;
     }
 
     void fileNames()
     {
         QFETCH(QVariantMap, certificate);
         QTEST(CertificateXmlStorage::fileNameFor(certificate), "name");
+    }
+
+    // The 30 fields in the order of the checksum and of the file, and the checksum itself: SHA-256 over
+    // the fields and the salt joined by "|", in Base64 for file names.
+    void layout()
+    {
+        QCOMPARE(
+            CertificateRepository::fields().join(u' '),
+            u"OrderNumber OrderMaster OrderDate OrderResponsible CustomerName CustomerAddress CustomerPhone "
+            u"VehicleMark VehicleVin VehicleTyreMarking VehicleModel VehicleRegNumber VehicleOdometr "
+            u"TachographManufacture TachographSerialNumber TachographSkzi TachographModel "
+            u"TachographDateOfManufacture TachographSettingsW TachographSettingsK TachographSettingsL "
+            u"TachographSettingsNextCalibr Inspection Manipulation SetupTable Note TachoriaStigma "
+            u"TachoriaName "
+            u"TachoriaAddress TachoriaPhone"_s);
+        QStringList items;
+        for (const QString& field : CertificateRepository::fields())
+            items << sample().value(field).toString();
+        const QByteArray hash = QCryptographicHash::hash(
+            (items.join(u'|') + u"|ThisPepperX1987#Tachoria!"_s).toUtf8(), QCryptographicHash::Sha256);
+        QCOMPARE(CertificateXmlStorage::checksum(sample()),
+                 QString::fromLatin1(
+                     hash.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals)));
+        CertificateXmlStorage storage(m_folder.filePath(u"layout/deeper"_s));
+        const QByteArray xml = contents(storage.saveCertificate(sample()));
+        QVERIFY2(xml.startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CertificateData>\n    "
+                                "<OrderNumber>17</OrderNumber>\n    <OrderMaster></OrderMaster>\n"),
+                 xml.left(200).constData());
+        QVERIFY(xml.endsWith("    <TachoriaPhone></TachoriaPhone>\n</CertificateData>\n") &&
+                xml.count('\n') == 33);
+        QString error;
+        for (const QByteArray& broken : {QByteArray("<CertificateData><Note>x</Note>"), QByteArray("<a>")}) {
+            QFile file(m_folder.filePath(u"layout/deeper/broken.xml"_s));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(broken) > 0);
+            file.close();
+            QCOMPARE(storage.loadCertificate(file.fileName(), &error), QVariantMap());
+            QVERIFY(!error.isEmpty() && !storage.verifyCertificateIntegrity(file.fileName()));
+        }
     }
 
     void checksum()

@@ -62,6 +62,7 @@ private Q_SLOTS:
         QVERIFY(masters.restoreMaster(second));
         QVERIFY(masters.activeMasterExists(u"Антонов Пётр"_s));
         QVERIFY(!masters.deleteMaster(9999)); // no such row: a failure without a text
+        QVERIFY(!masters.updateMaster(9999, u"X"_s) && !masters.deleteMasterPermanently(9999));
         QVERIFY(masters.deleteMaster(second));
         QVERIFY(masters.cleanupInactiveMasters());
         QVERIFY(!masters.getMaster(second).has_value());
@@ -114,6 +115,8 @@ private Q_SLOTS:
         QVERIFY(customers.customerExists(u"ООО «Рога и копыта»"_s));
         QVERIFY(customers.updateCustomer(fleet, u"АО Автопарк №1"_s, QString(), u"112"_s));
         QCOMPARE(customers.getCustomer(fleet)->phone, u"112"_s);
+        QVERIFY(!customers.updateCustomer(9999, u"X"_s, {}, {}));
+        QVERIFY(!customers.restoreCustomer(9999) && !customers.deleteCustomer(9999));
         QCOMPARE(customers.customersDictionary(true).value(horns), u"ООО «Рога и копыта» (неактивный)"_s);
     }
 
@@ -125,6 +128,7 @@ private Q_SLOTS:
         QCOMPARE(customers.addCustomer(u"A"_s, {}, {}), -1);
         QVERIFY(customers.allCustomers().isEmpty());
         QVERIFY(!customers.deleteCustomer(1));
+        QVERIFY(!customers.customerExists(u"A"_s));
     }
 };
 

@@ -1,5 +1,6 @@
 #include "storage/app_paths.h"
 #include "storage/database_catalog.h"
+#include "storage/sqlite_connection.h"
 #include "storage_test_profile.h"
 
 #include <QDir>
@@ -81,6 +82,9 @@ private Q_SLOTS:
         // A build folder is writable: the program's own tree lies beside the executable.
         QCOMPARE(AppPaths::logDirectory(), QCoreApplication::applicationDirPath());
         QCOMPARE(AppPaths::downloadDirectory(), QCoreApplication::applicationDirPath() + u"/DATA"_s);
+        QCOMPARE(AppPaths::runtimeData(), QCoreApplication::applicationDirPath() + u"/Data"_s);
+        QDir().rmdir(AppPaths::downloadDirectory()); // only when empty: other tests may use them
+        QDir().rmdir(AppPaths::runtimeData());
         AppPaths::ensureDirectories();
         for (const QString& folder : {AppPaths::databaseDirectory(), AppPaths::downloadDirectory(),
                                       AppPaths::runtimeData(), AppPaths::data() + u"/Backups"_s})
@@ -95,6 +99,55 @@ private Q_SLOTS:
         QCOMPARE(DatabaseCatalog::path(KnownDatabase::DriverCards),
                  AppPaths::runtimeData() + u"/driver_cards.db"_s);
         QCOMPARE(target(), QDir(m_profile.path()).filePath(u"Tachoria/Data/DB/ReportsDB.db"_s));
+    }
+
+    // SQLite's LIKE made to ignore case in every alphabet: "_" is one character, "%" any run.
+    void like_data()
+    {
+        QTest::addColumn<QVariant>("text");
+        QTest::addColumn<QVariant>("pattern");
+        QTest::addColumn<QVariant>("escape"); // invalid: none
+        QTest::addColumn<QString>("result");  // 1, 0, NULL, or the error
+        const QVariant none;
+        for (const auto& [text, pattern, result] :
+             {std::tuple("ООО Ромашка", "%ромашка", "1"), std::tuple("abc", "abc", "1"),
+              std::tuple("abc", "bc", "0"), std::tuple("abc", "a_c", "1"), std::tuple("abc", "a_", "0"),
+              std::tuple("abc", "%c", "1"), std::tuple("abc", "a%%", "1"), std::tuple("aab", "%ab", "1"),
+              std::tuple("ab", "%b%b", "0"), std::tuple("abc", "", "0"), std::tuple("", "%", "1")})
+            QTest::addRow("%s like %s", text, pattern)
+                << QVariant(QString::fromUtf8(text)) << QVariant(QString::fromUtf8(pattern)) << none
+                << QString::fromLatin1(result);
+        QTest::newRow("escaped %") << QVariant(u"10%"_s) << QVariant(u"10!%"_s) << QVariant(u"!"_s) << u"1"_s;
+        QTest::newRow("escaped % is no wildcard")
+            << QVariant(u"105"_s) << QVariant(u"10!%"_s) << QVariant(u"!"_s) << u"0"_s;
+        QTest::newRow("escape at the end")
+            << QVariant(u"a!"_s) << QVariant(u"a!"_s) << QVariant(u"!"_s) << u"1"_s;
+        QTest::newRow("escape and Cyrillic case")
+            << QVariant(u"Ф%"_s) << QVariant(u"ф!%"_s) << QVariant(u"!"_s) << u"1"_s;
+        QTest::newRow("NULL text") << QVariant(QMetaType::fromType<QString>()) << QVariant(u"a"_s) << none
+                                   << u"NULL"_s;
+        QTest::newRow("NULL pattern")
+            << QVariant(u"a"_s) << QVariant(QMetaType::fromType<QString>()) << none << u"NULL"_s;
+        QTest::newRow("escape of two") << QVariant(u"a"_s) << QVariant(u"a"_s) << QVariant(u"!!"_s)
+                                       << u"ESCAPE expression must be a single character"_s;
+    }
+
+    void like()
+    {
+        QFETCH(QVariant, text);
+        QFETCH(QVariant, pattern);
+        QFETCH(QVariant, escape);
+        SqliteConnection connection(u"LikeTest_%1"_s, m_profile.database(u"Like.db"_s));
+        QSqlQuery query(connection.database());
+        const QString result =
+            !connection.exec(query, escape.isValid() ? u"SELECT ? LIKE ? ESCAPE ?"_s : u"SELECT ? LIKE ?"_s,
+                             escape.isValid() ? QVariantList{text, pattern, escape}
+                                              : QVariantList{text, pattern})
+                ? connection.lastError()
+            : !query.next()           ? u"no row"_s
+            : query.value(0).isNull() ? u"NULL"_s
+                                      : query.value(0).toString();
+        QTEST(result.section(u' ', 0, 6).remove(u'\n'), "result");
     }
 
     void withoutLocalAppDataTheStandardFolderServes()

@@ -53,7 +53,34 @@ private Q_SLOTS:
             QVERIFY(settings.boolValue(u"Main"_s, u"LogEnable"_s, false));
             QCOMPARE(settings.value(u"Ports"_s, u"RalonaPortName"_s), u"COM3"_s);
         }
-        QCOMPARE(sql(path(), u"SELECT COUNT(*) FROM Settings"_s).toInt(), 23);
+        QCOMPARE(sql(path(),
+                     u"SELECT group_concat(Section || '/' || Key || '=' || Value || ':' || ValueType, ' ') "
+                     u"FROM (SELECT * FROM Settings ORDER BY rowid)"_s)
+                     .toString()
+                     .split(u' '),
+                 QStringList({u"Ports/DownloadPortName=COM1:String"_s,
+                              u"Ports/DownloadPortMaxBitrate=115200:Int"_s,
+                              u"Ports/DownloadPortStartBitrate=9600:Int"_s,
+                              u"Ports/CalibrationPortName=COM2:String"_s,
+                              u"Ports/CalibrationPortBitrate=115200:Int"_s,
+                              u"Ports/RalonaPortName=COM3:String"_s,
+                              u"Main/UseRalona=0:Bool"_s,
+                              u"Main/CardReader=:String"_s,
+                              u"Main/LogEnable=1:Bool"_s,
+                              u"Main/PrinterAct=:String"_s,
+                              u"Main/PrinterLabel=:String"_s,
+                              u"Main/Act=:String"_s,
+                              u"Main/Label=:String"_s,
+                              u"Program/ScanPorts=1:Bool"_s,
+                              u"Program/FullScreenMode=0:Bool"_s,
+                              u"Program/FontSize=12:Int"_s,
+                              u"TACHORIA/name=:String"_s,
+                              u"TACHORIA/post=:String"_s,
+                              u"TACHORIA/city=:String"_s,
+                              u"TACHORIA/street=:String"_s,
+                              u"TACHORIA/phone=:String"_s,
+                              u"TACHORIA/mark=:String"_s,
+                              u"TACHORIA/NumberInList=:String"_s}));
         QCOMPARE(sql(path(), u"SELECT COUNT(*) FROM Settings WHERE LastModified IS NULL"_s).toInt(), 0);
         QCOMPARE(sql(path(), u"SELECT ValueType FROM Settings WHERE Key = 'UseRalona'"_s).toString(),
                  u"Bool"_s);
@@ -77,6 +104,8 @@ private Q_SLOTS:
         QTest::newRow("0") << u"0"_s << 0 << 0;
         QTest::newRow("12a") << u"12a"_s << -5 << -1;
         QTest::newRow("42") << u"42"_s << 42 << -1;
+        QTest::newRow("1") << u"1"_s << 1 << 1;
+        QTest::newRow("False") << u"False"_s << -5 << 0;
     }
 
     void typedReads()
