@@ -79,8 +79,8 @@ private Q_SLOTS:
             << words({"--can-speed", "3", "--can-id-type", "1"}) << QStringList{} << 0
             << u"can_probe_read=true session=true detect=true can=0 result=eb error="_s;
         QTest::newRow("not found on CAN2, channel clamped from 7")
-            << words({"--can-result", "not-found"}) << words({"--can", "7"}) << 0
-            << u"can_probe_read=true session=true detect=true can=1 result=b0 error="_s;
+            << words({"--can-result", "not-found", "--can-speed", "3"}) << words({"--can", "7"}) << 0
+            << u"can_probe_read=true session=true detect=true can=1 result=b3 error="_s;
         QTest::newRow("channel clamped from -1")
             << QStringList{} << words({"--can", "-1"}) << 0
             << u"can_probe_read=true session=true detect=true can=0 result=e2 error="_s;

@@ -1,9 +1,12 @@
 // The calibration sequence against the simulated tachograph, as the unit sees it: the requests, their
 // bytes and their times, and the journal row in a real SQLite file.
+#include "../support/process_runner.h"
 #include "../support/simulator_process.h"
 #include "calibration/calibration_workflow.h"
+#include "logging/application_logger.h"
 #include "storage/calibration_repository.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -13,6 +16,7 @@
 #include <utility>
 
 using namespace tachoria::calibration;
+using tachoria::logging::ApplicationLogger;
 using tachoria::test::Exchange;
 using tachoria::test::SimulatorProcess;
 using namespace Qt::StringLiterals;
@@ -106,7 +110,11 @@ class TestCalibrationWorkflow : public QObject
     };
 
 private Q_SLOTS:
-    void initTestCase() { qputenv("LOCALAPPDATA", m_profile.path().toUtf8()); }
+    void initTestCase()
+    {
+        qputenv("LOCALAPPDATA", m_profile.path().toUtf8());
+        ApplicationLogger::initialize(m_profile.path(), true);
+    }
     void init() { QDir(m_profile.filePath(u"Tachoria"_s)).removeRecursively(); }
 
     // The whole road: a unit that wakes on the second StartCommunication and lacks two identifiers is
@@ -135,6 +143,8 @@ private Q_SLOTS:
 
         QVERIFY(s.workflow.setDisplayValue(11, u"WVWZZZ1JZXW000001"_s, &s.error));
         QVERIFY(s.workflow.setDisplayValue(16, u"3150"_s, &s.error));
+        s.workflow.setTimeDateCorrections(30, 70);
+        QCOMPARE(s.workflow.timeDateCorrectionHour() * 100 + s.workflow.timeDateCorrectionMinute(), 2359);
         s.workflow.setTimeDateCorrections(5, -70);
         QCOMPARE(s.workflow.timeDateCorrectionMinute(), -59);
         progress.clear();
@@ -373,13 +383,26 @@ private Q_SLOTS:
         const qsizetype seen = progress.count();
         QTest::qWait(2500); // the timer stopped with the failure
         QCOMPARE(progress.count(), seen);
-        s.workflow.stopCommunication();
+        QFile::remove(ApplicationLogger::currentFilePath());
+        s.workflow.stopCommunication(); // the unit is gone: the journal says so
+        QStringList stops;
+        for (const QVariantMap& r : tachoria::test::journalRecords(ApplicationLogger::currentFilePath(),
+                                                                   QCoreApplication::applicationPid()))
+            stops << r[u"level"_s].toString() + u'|' + r[u"category"_s].toString() + u'|' +
+                         r[u"operation"_s].toString() + u'|' + r[u"message"_s].toString().section(u':', 0, 0);
+        QCOMPARE(stops.filter(u"|stop|"_s),
+                 QStringList({u"info|calibration|stop|Закрытие связи с тахографом"_s,
+                              u"info|calibration|stop|Отправка StopCommunication"_s,
+                              u"warning|calibration|stop|Не удалось корректно завершить "
+                              u"связь с тахографом"_s}));
     }
 
     // The measurements need the adjustment session; security there unlocks them, not the calibration.
     void measurements()
     {
-        Session s({u"--pulse-count"_s, u"12345"_s, u"--can-speed"_s, u"5"_s}, settings({}));
+        Session s(
+            {u"--pulse-count"_s, u"12345"_s, u"--can-speed"_s, u"5"_s, u"--speed-masks"_s, u"2,6,14,15"_s},
+            settings({}));
         QByteArray bytes;
         quint32 count = 0;
         const auto notConnected = [&s](bool ok) {
@@ -399,7 +422,7 @@ private Q_SLOTS:
         QList<int> masks;
         QVERIFY2(s.workflow.findSourceSpeed(bytes, &s.error, [&masks](int mask) { masks << mask; }),
                  qPrintable(s.error));
-        QCOMPARE(masks, (QList<int>{1, 3, 7, 15}));
+        QCOMPARE(masks, (QList<int>{2, 6, 14, 15})); // all four sources seen ends the search
         QCOMPARE(bytes.toHex(), QByteArray("020f"));
         s.workflow.requestStop(); // a stop ends the search at once, without a word
         QVERIFY(!s.workflow.findSourceSpeed(bytes, &s.error) && s.error.isEmpty() && bytes.isEmpty());

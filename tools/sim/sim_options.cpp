@@ -152,6 +152,10 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     const QCommandLineOption speedSource(QStringLiteral("speed-source"),
                                          QStringLiteral("Source code the speed-source search settles on."),
                                          QStringLiteral("n"), QString::number(DeviceBehaviour().speedSource));
+    const QCommandLineOption speedMasks(
+        QStringLiteral("speed-masks"),
+        QStringLiteral("Masks of the speed sources seen after each read of the search, e.g. 2,6,14,15."),
+        QStringLiteral("list"), QStringLiteral("1,3,7,15"));
     const QCommandLineOption canResult(
         QStringLiteral("can-result"),
         QStringLiteral("Outcome of CAN speed detection: found, not-found or refused."),
@@ -248,14 +252,15 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         QStringLiteral("sid=ms"));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print every request and answer on standard error."));
-    parser.addOptions(
-        {link,          partNumber,  serial,       software,       skziNumber,    skziStatus,    mode,
-         card,          cardType,    cardNumber,   bauds,          noPace,        noise,         echo,
-         delay,         silent,      badChecksum,  zeroLength,     state,         refuse,        refuseWrite,
-         refuseSession, pulses,      speedSource,  canResult,      canSpeed,      canIdType,     adapterLink,
-         adapterPulses, noKLineEcho, maxLinkBaud,  pending,        silentAfter,   archiveBlocks, nkmCounter,
-         nkmKeys,       nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
-         speedBytes,    record,      sleepy,       slowService,    frozenClock,   segmentBytes,  verbose});
+    parser.addOptions({link,        partNumber,   serial,         software,      skziNumber,    skziStatus,
+                       mode,        card,         cardType,       cardNumber,    bauds,         noPace,
+                       noise,       echo,         delay,          silent,        badChecksum,   zeroLength,
+                       state,       refuse,       refuseWrite,    refuseSession, pulses,        speedSource,
+                       canResult,   canSpeed,     canIdType,      adapterLink,   adapterPulses, noKLineEcho,
+                       maxLinkBaud, pending,      silentAfter,    archiveBlocks, nkmCounter,    nkmKeys,
+                       nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
+                       speedBytes,  record,       sleepy,         slowService,   frozenClock,   segmentBytes,
+                       speedMasks,  verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -326,6 +331,13 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--pulse-count: expected a number"));
     if (!parseByte(parser.value(speedSource), behaviour.speedSource))
         return fail(QStringLiteral("--speed-source: expected a byte"));
+    behaviour.speedMasks.clear();
+    for (const QString& item : parser.value(speedMasks).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        quint8 mask = 0;
+        if (!parseByte(item.trimmed(), mask))
+            return fail(QStringLiteral("--speed-masks: expected bytes separated by commas, e.g. 1,3,7,15"));
+        behaviour.speedMasks.append(mask);
+    }
     const QString outcome = parser.value(canResult).toLower();
     if (outcome == QLatin1String("found"))
         behaviour.canOutcome = CanOutcome::Found;

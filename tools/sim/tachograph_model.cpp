@@ -178,10 +178,12 @@ ServiceFrame TachographModel::readIdentifier(quint16 did)
     } else if (did == kPulseCounter) {
         value = be(m_counting ? m_behaviour.pulseCount : 0, 4);
     } else if (did == kSpeedSource && m_speedSearchReads >= 0) {
-        // The mask of sources seen grows one bit a read until all four are seen.
-        const int seen = std::min(4, ++m_speedSearchReads);
+        // The mask of sources seen so far grows read by read, and stays at its last.
+        const auto& masks = m_behaviour.speedMasks;
+        const quint8 seen =
+            masks.isEmpty() ? 0 : masks.at(std::min<qsizetype>(m_speedSearchReads++, masks.size() - 1));
         value = QByteArray(1, static_cast<char>(m_behaviour.speedSource)) +
-                QByteArray(1, static_cast<char>((1 << seen) - 1));
+                QByteArray(1, static_cast<char>(seen));
         m_memory.setValue(kSpeedSource, value);
     } else if (did == kCanDetection) {
         if (m_canReads < 0)
@@ -191,10 +193,10 @@ ServiceFrame TachographModel::readIdentifier(quint16 did)
         } else {
             const quint8 channel = static_cast<quint8>((m_canChannel & 1) << 4);
             const quint8 found = m_behaviour.canOutcome == CanOutcome::Found;
-            const quint8 byte =
-                found ? static_cast<quint8>(0xE0 | channel | ((m_behaviour.canIdentifierCode & 1) << 3) |
-                                            (m_behaviour.canSpeedCode & 7))
-                      : static_cast<quint8>(0xA0 | channel);
+            // A unit that found nothing may still report the codes it tried last.
+            const auto byte = static_cast<quint8>((found ? 0xE0 : 0xA0) | channel |
+                                                  ((m_behaviour.canIdentifierCode & 1) << 3) |
+                                                  (m_behaviour.canSpeedCode & 7));
             value = QByteArray(1, static_cast<char>(byte));
         }
     } else if (m_memory.contains(did)) {
