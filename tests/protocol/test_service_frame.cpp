@@ -75,6 +75,7 @@ private Q_SLOTS:
             << hex("1234") << Status::NeedMoreData << QString();
         QTest::newRow("unknown FMT") << hex("0AF0EE") << Status::Invalid << u"unknown FMT 0x0a"_s;
         QTest::newRow("echo of a request") << hex("80EEF0011675") << Status::Invalid << u"unexpected TGT"_s;
+        QTest::newRow("0x80 without its length") << hex("80F0EE") << Status::NeedMoreData << QString();
         QTest::newRow("0x80 header incomplete") << hex("80F0EE01") << Status::NeedMoreData << QString();
         QTest::newRow("zero length at 5 bytes")
             << hex("80F0EE0056") << Status::Invalid << u"zero payload length"_s;
