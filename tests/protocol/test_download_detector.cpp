@@ -33,7 +33,7 @@ struct Answer
         data[at(24, 146)] = static_cast<char>(mode);
         data.replace(at(25, 160), 4, status);
         data[at(67, 311)] = static_cast<char>(left);
-        data.replace(at(69, 313), 16, " RUM00000123456\x02");
+        data.replace(at(69, 313), 16, " RUM0000012345~\x02");
         data[at(85, 329)] = static_cast<char>(right);
         data.replace(at(87, 331), 16, "RUM0000099999900");
         data.replace(at(103, 1329), 4, software);
@@ -63,7 +63,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("shown"); // the crypto module's status, then the card slots
         QTest::addColumn<QString>("permits");
         const auto status = [](const char* hex) { return QByteArray::fromHex(hex); };
-        const QString left = u"|Левый слот. №: RUM00000123456"_s;
+        const QString left = u"|Левый слот. №: RUM0000012345~"_s;
         const QString insert = u"|Вставьте карту мастера"_s;
         const QString active = u"Активированный"_s;
         QTest::newRow("active, master card left")
@@ -84,7 +84,7 @@ private Q_SLOTS:
         QTest::newRow("0x1F is expired, not active")
             << 115200 << status("1F000000") << 2 << 0 << 0 << u"Истек срок|Неизвестен"_s << u"01"_s;
         QTest::newRow("faulty") << 9600 << status("02AB00FF") << 2 << 2 << 0
-                                << u"Проверьте СКЗИ. Статус: 0x02AB00FF|Левый слот. №: RUM00000123456"_s
+                                << u"Проверьте СКЗИ. Статус: 0x02AB00FF|Левый слот. №: RUM0000012345~"_s
                                 << u"00"_s;
         QTest::newRow("unknown status byte")
             << 115200 << status("05000000") << 2 << 0 << 0 << u"Неизвестен|Неизвестен"_s << u"11"_s;

@@ -154,7 +154,8 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                                          QStringLiteral("n"), QString::number(DeviceBehaviour().speedSource));
     const QCommandLineOption speedMasks(
         QStringLiteral("speed-masks"),
-        QStringLiteral("Masks of the speed sources seen after each read of the search, e.g. 2,6,14,15."),
+        QStringLiteral("Masks of the speed sources seen after each read of the search, - for a read answered "
+                       "for another identifier, e.g. 2,6,14,-,15."),
         QStringLiteral("list"), QStringLiteral("1,3,7,15"));
     const QCommandLineOption canResult(
         QStringLiteral("can-result"),
@@ -334,9 +335,10 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     behaviour.speedMasks.clear();
     for (const QString& item : parser.value(speedMasks).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
         quint8 mask = 0;
-        if (!parseByte(item.trimmed(), mask))
-            return fail(QStringLiteral("--speed-masks: expected bytes separated by commas, e.g. 1,3,7,15"));
-        behaviour.speedMasks.append(mask);
+        if (item.trimmed() != QLatin1String("-") && !parseByte(item.trimmed(), mask))
+            return fail(
+                QStringLiteral("--speed-masks: expected bytes or - separated by commas, e.g. 1,3,-,7,15"));
+        behaviour.speedMasks.append(item.trimmed() == QLatin1String("-") ? -1 : mask);
     }
     const QString outcome = parser.value(canResult).toLower();
     if (outcome == QLatin1String("found"))

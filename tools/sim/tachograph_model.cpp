@@ -180,8 +180,10 @@ ServiceFrame TachographModel::readIdentifier(quint16 did)
     } else if (did == kSpeedSource && m_speedSearchReads >= 0) {
         // The mask of sources seen so far grows read by read, and stays at its last.
         const auto& masks = m_behaviour.speedMasks;
-        const quint8 seen =
+        const int seen =
             masks.isEmpty() ? 0 : masks.at(std::min<qsizetype>(m_speedSearchReads++, masks.size() - 1));
+        if (seen < 0)
+            return response(sid + kPositive, be(did + 1, 2) + QByteArray(2, '\0')); // a garbled answer
         value = QByteArray(1, static_cast<char>(m_behaviour.speedSource)) +
                 QByteArray(1, static_cast<char>(seen));
         m_memory.setValue(kSpeedSource, value);

@@ -61,9 +61,10 @@ struct DeviceBehaviour
     QSet<quint16> refusedReads; // answered with a negative response
     QSet<quint16> refusedWrites;
     QSet<quint8> refusedSessions;
-    quint32 pulseCount = 48000;                          // what the pulse counter shows when read
-    quint8 speedSource = 0x02;                           // source the speed-source search settles on
-    QList<quint8> speedMasks = {0x01, 0x03, 0x07, 0x0F}; // sources seen after each read of the search
+    quint32 pulseCount = 48000; // what the pulse counter shows when read
+    quint8 speedSource = 0x02;  // source the speed-source search settles on
+    // Sources seen after each read of the search; -1: that read is answered for another identifier.
+    QList<int> speedMasks = {0x01, 0x03, 0x07, 0x0F};
     CanOutcome canOutcome = CanOutcome::Found;
     quint8 canSpeedCode = 0x02;
     quint8 canIdentifierCode = 0x00;
