@@ -116,7 +116,7 @@ QByteArray block(quint8 type, const QByteArray& payload)
 }
 
 // The crypto module's blocks as the simulated unit serves them for the period of cryptoModule().
-QByteArray cryptoModuleBlocks(bool withCaCertificate, int archiveBlocks)
+QByteArray cryptoModuleBlocks(bool withCaCertificate, int archiveBlocks, int archiveBytes = -1)
 {
     const tachoria::sim::BuiltInDownloadSource unit({}, {}, "7800000000000417");
     QByteArray bytes = block(0x81, unit.cryptoCertificate());
@@ -124,7 +124,8 @@ QByteArray cryptoModuleBlocks(bool withCaCertificate, int archiveBlocks)
         bytes += block(0x82, unit.authorityCertificate());
     bytes += block(0x84, unit.cryptoData(QDate(2026, 11, 20), QDate(2026, 11, 21)));
     for (int index = 0; index < archiveBlocks; ++index)
-        bytes += block(0x85, unit.archiveBlock(index));
+        bytes += block(0x85, archiveBytes < 0 ? unit.archiveBlock(index)
+                                              : unit.archiveBlock(index).left(archiveBytes));
     return bytes;
 }
 
@@ -496,6 +497,11 @@ private Q_SLOTS:
             << QStringList{waiting, u"Выгрузка СКЗИ: 1 из 4 блоков"_s, u"Выгрузка СКЗИ: 2 из 4 блоков"_s,
                            u"Выгрузка СКЗИ: 3 из 4 блоков"_s, u"Выгрузка СКЗИ: 4 из 4 блоков"_s}
             << QList<int>{25, 50, 75, 99} << 3 << QString() << 4;
+        QTest::newRow("archive blocks of one byte")
+            << QStringList{u"--archive-bytes"_s, u"1"_s}
+            << QStringList{waiting, u"Выгрузка СКЗИ: 1 из 4 блоков"_s, u"Выгрузка СКЗИ: 2 из 4 блоков"_s,
+                           u"Выгрузка СКЗИ: 3 из 4 блоков"_s, u"Выгрузка СКЗИ: 4 из 4 блоков"_s}
+            << QList<int>{25, 50, 75, 99} << 3 << QString() << 4;
         QTest::newRow("counter zero")
             << QStringList{u"--nkm-counter"_s, u"zero"_s}
             << QStringList{waiting,
@@ -535,7 +541,9 @@ private Q_SLOTS:
         QCOMPARE(run.result.nkmSerial, u"7800000000000417"_s);
         QTEST(run.statuses.filter(QRegularExpression(u"^Выгрузка СКЗИ"_s)), "statuses");
         QTEST(run.percents, "percents");
-        QCOMPARE(fileBytes(run.result.filePath).toHex(), cryptoModuleBlocks(false, archiveBlocks).toHex());
+        QCOMPARE(fileBytes(run.result.filePath).toHex(),
+                 cryptoModuleBlocks(false, archiveBlocks, simulator.contains(u"--archive-bytes"_s) ? 1 : -1)
+                     .toHex());
         QTEST(int(withSid(sim.requests(), u"36 85"_s).size()), "archiveRequests");
         QCOMPARE(withSid(sim.requests(), u"C7"_s), QStringList{u"C7 10 51"_s});
         const QStringList logged = journal().filter(u"nkm-download-progress"_s);

@@ -186,6 +186,9 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     const QCommandLineOption silentAfter(QStringLiteral("silent-after"),
                                          QStringLiteral("Fault: stop answering after this many requests."),
                                          QStringLiteral("n"), QStringLiteral("-1"));
+    const QCommandLineOption archiveBytes(QStringLiteral("archive-bytes"),
+                                          QStringLiteral("Cut each archive block to this many bytes."),
+                                          QStringLiteral("n"), QStringLiteral("-1"));
     const QCommandLineOption archiveBlocks(QStringLiteral("archive-blocks"),
                                            QStringLiteral("Blocks in the crypto module's archive."),
                                            QStringLiteral("n"), QStringLiteral("3"));
@@ -261,7 +264,7 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                        maxLinkBaud, pending,      silentAfter,    archiveBlocks, nkmCounter,    nkmKeys,
                        nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
                        speedBytes,  record,       sleepy,         slowService,   frozenClock,   segmentBytes,
-                       speedMasks,  verbose});
+                       speedMasks,  archiveBytes, verbose});
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -370,6 +373,8 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         return fail(QStringLiteral("--segment-bytes: expected a size of 251 or more"));
     if (!integer(archiveBlocks, 0, behaviour.archiveBlocks))
         return fail(QStringLiteral("--archive-blocks: expected a count"));
+    if (!integer(archiveBytes, -1, behaviour.archiveBytes))
+        return fail(QStringLiteral("--archive-bytes: expected a size"));
     if (!integer(pendingPause, 0, behaviour.pendingPauseMs))
         return fail(QStringLiteral("--pending-pause-ms: expected milliseconds"));
     if (!integer(archivePending, 0, behaviour.archivePendingMs))

@@ -350,6 +350,8 @@ std::vector<ServiceFrame> TachographModel::transfer(const QByteArray& request)
         if (m_archiveIndex >= m_behaviour.archiveBlocks)
             return withPending(sid, negativeResponse(sid, kArchiveEnd));
         payload = m_download->archiveBlock(m_archiveIndex++);
+        if (m_behaviour.archiveBytes >= 0)
+            payload.truncate(m_behaviour.archiveBytes);
         break;
     default:
         return {negativeResponse(sid, kRequestOutOfRange)};

@@ -78,6 +78,7 @@ struct DeviceBehaviour
     int silentAfterRequests = -1; // the unit stops answering after this many requests; -1: never
     int sleepyStarts = 0;         // StartCommunication requests the unit sleeps through before it wakes
     int archiveBlocks = 3;        // blocks of the crypto module's archive before its end
+    int archiveBytes = -1;        // each archive block cut to this many bytes; -1: whole
     int pendingPauseMs = 0;       // each block comes this long after a "response pending"
     int archivePendingMs = 0;     // the same for the archive's answers, in its place
     QSet<quint8> refusedServices; // answered with a negative response "conditions not correct"
