@@ -182,6 +182,7 @@ private Q_SLOTS:
         QTest::addColumn<Status>("status");
         QTest::addColumn<QString>("error");
         QTest::newRow("identification") << kYes << Status::Complete << QString();
+        QTest::newRow("two bytes") << hex("55AA") << Status::NeedMoreData << QString();
         QTest::newRow("three bytes") << hex("55AA87") << Status::NeedMoreData << QString();
         QTest::newRow("bad prefix") << hex("55AB8700") << Status::Invalid << u"invalid Ralona prefix"_s;
         QTest::newRow("bad first byte") << hex("54AA8700") << Status::Invalid << u"invalid Ralona prefix"_s;
