@@ -91,6 +91,9 @@ private Q_SLOTS:
         QVERIFY(xml.endsWith("    <TachoriaPhone></TachoriaPhone>\n</CertificateData>\n") &&
                 xml.count('\n') == 33);
         QString error;
+        QVERIFY(QDir(storage.folderPath()).mkpath(u"in the way/"_s + CertificateXmlStorage::fileNameFor({})));
+        CertificateXmlStorage blocked(storage.folderPath() + u"/in the way"_s);
+        QVERIFY(blocked.saveCertificate({}, nullptr, &error).isEmpty() && !error.isEmpty());
         for (const QByteArray& broken : {QByteArray("<CertificateData><Note>x</Note>"), QByteArray("<a>")}) {
             QFile file(m_folder.filePath(u"layout/deeper/broken.xml"_s));
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write(broken) > 0);

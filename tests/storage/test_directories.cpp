@@ -63,6 +63,7 @@ private Q_SLOTS:
         QVERIFY(masters.activeMasterExists(u"Антонов Пётр"_s));
         QVERIFY(!masters.deleteMaster(9999)); // no such row: a failure without a text
         QVERIFY(!masters.updateMaster(9999, u"X"_s) && !masters.deleteMasterPermanently(9999));
+        QVERIFY(masters.deleteMasterPermanently(first) && !masters.getMaster(first).has_value());
         QVERIFY(masters.deleteMaster(second));
         QVERIFY(masters.cleanupInactiveMasters());
         QVERIFY(!masters.getMaster(second).has_value());
@@ -95,7 +96,8 @@ private Q_SLOTS:
     void customers()
     {
         CustomerRepository customers;
-        QVERIFY2(customers.isOpen(), qPrintable(customers.lastError()));
+        QVERIFY(customers.isOpen());
+        QCOMPARE(customers.lastError(), QString()); // its schema went in whole
         QCOMPARE(customers.addCustomer(u" "_s, {}, {}), -1);
         QCOMPARE(customers.lastError(), u"Имя заказчика не может быть пустым"_s);
         const int horns =
@@ -116,8 +118,15 @@ private Q_SLOTS:
         QVERIFY(customers.updateCustomer(fleet, u"АО Автопарк №1"_s, QString(), u"112"_s));
         QCOMPARE(customers.getCustomer(fleet)->phone, u"112"_s);
         QVERIFY(!customers.updateCustomer(9999, u"X"_s, {}, {}));
+        QVERIFY(!customers.updateCustomer(fleet, u" "_s, {}, {}));
+        QCOMPARE(customers.lastError(), u"Имя заказчика не может быть пустым"_s);
+        for (const Customer& customer : customers.allCustomersIncludingInactive())
+            QCOMPARE(customer.isActive, customer.id != horns);
         QVERIFY(!customers.restoreCustomer(9999) && !customers.deleteCustomer(9999));
         QCOMPARE(customers.customersDictionary(true).value(horns), u"ООО «Рога и копыта» (неактивный)"_s);
+        QVERIFY(customers.cleanupInactiveCustomers() && !customers.cleanupInactiveCustomers());
+        QVERIFY(customers.deleteCustomerPermanently(fleet) &&
+                customers.allCustomersIncludingInactive().isEmpty());
     }
 
     void unopenableDatabase()
@@ -129,6 +138,7 @@ private Q_SLOTS:
         QVERIFY(customers.allCustomers().isEmpty());
         QVERIFY(!customers.deleteCustomer(1));
         QVERIFY(!customers.customerExists(u"A"_s));
+        QCOMPARE(MasterRepository(u"/proc/no-such-folder/MasterDB.db"_s).addMaster(u"A"_s), -1);
     }
 };
 
