@@ -93,8 +93,11 @@ private Q_SLOTS:
 
     void catalogue()
     {
-        QCOMPARE(DatabaseCatalog::fileName(KnownDatabase::Certificates), u"CertificateDB.db"_s);
-        QCOMPARE(DatabaseCatalog::fileName(static_cast<KnownDatabase>(42)), QString());
+        QStringList names;
+        for (int database = 0; database <= 8; ++database)
+            names << DatabaseCatalog::fileName(static_cast<KnownDatabase>(database));
+        QCOMPARE(names.join(u' '), u"SettingsDB.db MasterDB.db CustomersDB.db VehicleDB.db CalibrationDB.db "
+                                   u"CertificateDB.db driver_cards.db ReportsDB.db "_s);
         QCOMPARE(DatabaseCatalog::path(KnownDatabase::Settings), AppPaths::database(u"SettingsDB.db"_s));
         QCOMPARE(DatabaseCatalog::path(KnownDatabase::DriverCards),
                  AppPaths::runtimeData() + u"/driver_cards.db"_s);
@@ -190,6 +193,32 @@ private Q_SLOTS:
         QVERIFY(DatabaseCatalog::prepareReportsDatabase(&error));
         QCOMPARE(markerOf(target()), u"runtime"_s);
         QFile::remove(first);
+    }
+
+    // A folder where a legacy file might be is no file, and a source that is gone is nothing to move.
+    void notAFile()
+    {
+        QVERIFY(QDir().mkpath(AppPaths::runtimeData() + u"/driver_cards.db"_s));
+        QString error;
+        QVERIFY2(DatabaseCatalog::prepareReportsDatabase(&error), qPrintable(error));
+        QVERIFY(QDir().rmdir(AppPaths::runtimeData() + u"/driver_cards.db"_s));
+        QVERIFY(DatabaseCatalog::migrateReportsDatabase(m_profile.path() + u"/gone.db"_s, target(), &error));
+        QVERIFY(!QFile::exists(target()));
+    }
+
+    // A file SQLite opens but finds damaged inside, as much as one it cannot read at all.
+    void damagedLegacyFileIsRefused()
+    {
+        const QString legacy = AppPaths::database(u"driver_cards.db"_s);
+        makeDatabase(legacy, u"damaged"_s);
+        QFile file(legacy);
+        QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(36) &&
+                file.write(QByteArray::fromHex("00000005")) == 4);
+        file.close();
+        QString error;
+        QVERIFY(!DatabaseCatalog::prepareReportsDatabase(&error));
+        QCOMPARE(error, u"Копия прежней базы отчётов не прошла проверку SQLite: %1"_s.arg(legacy));
+        QFile::remove(legacy);
     }
 
     void corruptLegacyFileIsRefusedAndRetried()
