@@ -236,7 +236,10 @@ private Q_SLOTS:
         QCOMPARE(answered(QByteArray::fromHex("80F0EE0156AA")), u"read: checksum mismatch"_s);
         QCOMPARE(answered(QByteArray::fromHex("81F0EE56B5")),
                  u"response too short for part number: 0 bytes"_s);
-        QCOMPARE(end.receive(100).toHex(), QByteArray("80eef0011675").repeated(2));
+        end.send(QByteArray::fromHex("80F0EE010564"));
+        QCOMPARE(DownloadDeviceDetector::probe(end.path(), 115200, nullptr, -1, 0x56).diagnostic,
+                 u"unexpected SID in 0x16 response: 0x05"_s);
+        QCOMPARE(end.receive(100).toHex(), QByteArray("80eef0011675").repeated(3));
         std::atomic_bool stop{true};
         QCOMPARE(DownloadDeviceDetector::probe(end.path(), 115200, &stop).diagnostic, u"probe stopped"_s);
         QCOMPARE(DownloadDeviceDetector::probe(u"/dev/tachoria-none"_s, 9600).diagnostic.left(6),
