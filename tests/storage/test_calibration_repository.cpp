@@ -73,6 +73,7 @@ private Q_SLOTS:
         const QVariantMap row = journal.calibration(id);
         for (auto it = fields.cbegin(); it != fields.cend(); ++it)
             QVERIFY2(row.value(it.key()).toInt() == it.value().toInt(), qPrintable(it.key()));
+        QCOMPARE(row.size(), 70); // one entry per column, no more
         QVERIFY(!journal.updateCustomerAndOrder(9999, {}, 1));
         QCOMPARE(journal.calibrationId(u"none"_s, QDateTime::currentDateTime()), -1);
     }

@@ -151,6 +151,8 @@ private Q_SLOTS:
             : query.value(0).isNull() ? u"NULL"_s
                                       : query.value(0).toString();
         QTEST(result.section(u' ', 0, 6).remove(u'\n'), "result");
+        SqliteConnection closed(u"Closed_%1"_s, u"/proc/none/closed.db"_s);
+        QVERIFY(!closed.isOpen() && !closed.transaction());
     }
 
     void withoutLocalAppDataTheStandardFolderServes()
