@@ -189,7 +189,8 @@ private Q_SLOTS:
                  u"DAF XF"_s); // the stored names stay as they were
         QVERIFY(!stored->updatedAt.isEmpty());
         QCOMPARE(configurations.models(u"daf"_s), (QList<QPair<int, QString>>{{id, u"XF"_s}}));
-        QCOMPARE(configurations.find(id)->parameters.value(u"k"_s).toInt(), 6000);
+        QVERIFY(configurations.save(id, u"DAF"_s, u"XF"_s, {{u"k"_s, 7000}})); // by its number
+        QCOMPARE(configurations.find(id)->parameters.value(u"k"_s).toInt(), 7000);
         QCOMPARE(stored->parameters.value(u"k"_s).toInt(), 6000);
         QCOMPARE(configurations.manufacturers(), QStringList{u"DAF"_s});
         QVERIFY(configurations.remove(id));
