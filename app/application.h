@@ -1,0 +1,13 @@
+#pragma once
+
+#include "app/command_line.h"
+
+namespace tachoria::app {
+
+// The program with its window, or one of the window's test modes; the exit code.
+int runApplication(int& argc, char** argv, const CommandLine& commandLine);
+
+// Preview mode works on a profile of its own, so that a preview never touches a master's real data.
+bool isPreviewMode(const CommandLine& commandLine);
+
+} // namespace tachoria::app
