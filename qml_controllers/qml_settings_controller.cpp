@@ -1,6 +1,7 @@
 #include "qml_controllers/qml_settings_controller.h"
 
 #include "logging/application_logger.h"
+#include "platform/serial_devices.h"
 #include "protocol/ralona_client.h"
 #include "protocol/serial_port_catalog.h"
 #include "qml_controllers/qml_helpers.h"
@@ -49,6 +50,10 @@ QmlSettingsController::QmlSettingsController(QObject* parent)
     , m_masterRepository(std::make_unique<storage::MasterRepository>())
     , m_customerRepository(std::make_unique<storage::CustomerRepository>())
 {
+    // The machine's own serial ports until the settings say otherwise.
+    m_calibrationPort = platform::defaultSerialPortName(2);
+    m_downloadPort = platform::defaultSerialPortName(1);
+    m_ralonaPort = platform::defaultSerialPortName(3);
     if (!m_settings->isOpen())
         m_settings.reset();
     if (!m_masterRepository->isOpen())
@@ -205,10 +210,10 @@ void QmlSettingsController::loadSettings(bool reload)
         storage::SettingsRepository& s = *m_settings;
         m_calibrationPort = s.value(kPorts, QStringLiteral("CalibrationPortName"), m_calibrationPort);
         m_calibrationBaud = s.intValue(kPorts, QStringLiteral("CalibrationPortBitrate"), 115200);
-        m_downloadPort = s.value(kPorts, QStringLiteral("DownloadPortName"), QStringLiteral("COM1"));
+        m_downloadPort = s.value(kPorts, QStringLiteral("DownloadPortName"), m_downloadPort);
         m_downloadStartBaud = s.intValue(kPorts, QStringLiteral("DownloadPortStartBitrate"), 9600);
         m_downloadMaxBaud = s.intValue(kPorts, QStringLiteral("DownloadPortMaxBitrate"), 115200);
-        m_ralonaPort = s.value(kPorts, QStringLiteral("RalonaPortName"), QStringLiteral("COM3"));
+        m_ralonaPort = s.value(kPorts, QStringLiteral("RalonaPortName"), m_ralonaPort);
         m_useRalona = s.boolValue(kMain, QStringLiteral("UseRalona"), false);
         m_cardReader = s.value(kMain, QStringLiteral("CardReader"));
         // A printer never chosen is the system's default one.

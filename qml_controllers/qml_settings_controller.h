@@ -175,12 +175,12 @@ private:
     std::unique_ptr<storage::MasterRepository> m_masterRepository;
     std::unique_ptr<storage::CustomerRepository> m_customerRepository;
 
-    QString m_calibrationPort = QStringLiteral("COM2");
+    QString m_calibrationPort;
     int m_calibrationBaud = 115200;
-    QString m_downloadPort = QStringLiteral("COM1");
+    QString m_downloadPort;
     int m_downloadStartBaud = 9600;
     int m_downloadMaxBaud = 115200;
-    QString m_ralonaPort = QStringLiteral("COM3");
+    QString m_ralonaPort;
     bool m_useRalona = false;
     QString m_cardReader;
     QString m_printerAct = QStringLiteral("По умолчанию");

@@ -54,7 +54,7 @@ private Q_SLOTS:
                      115200);
             QVERIFY(settings.boolValue(QStringLiteral("Main"), QStringLiteral("LogEnable"), false));
             QCOMPARE(settings.value(QStringLiteral("Ports"), QStringLiteral("RalonaPortName")),
-                     QStringLiteral("COM3"));
+                     QStringLiteral("/dev/ttyS2"));
         }
         QCOMPARE(sql(path(), QStringLiteral("SELECT COUNT(*) FROM Settings")).toInt(), 23);
         QCOMPARE(
@@ -124,7 +124,7 @@ private Q_SLOTS:
                                   QStringLiteral("ООО «Тахосервис»")));
         settings.rollbackTransaction();
         QCOMPARE(settings.value(QStringLiteral("Ports"), QStringLiteral("DownloadPortName")),
-                 QStringLiteral("COM1"));
+                 QStringLiteral("/dev/ttyS0"));
         QCOMPARE(settings.value(QStringLiteral("TACHORIA"), QStringLiteral("name")), QString());
         QVERIFY(settings.beginTransaction());
         QVERIFY(settings.setValue(QStringLiteral("TACHORIA"), QStringLiteral("name"),
