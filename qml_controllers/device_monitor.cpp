@@ -255,8 +255,14 @@ void DeviceMonitor::finishScan(bool found, quint64 generation, bool quiet)
             Q_EMIT deviceChanged();
             return;
         }
+        if (quiet && m_deviceFound) {
+            // The device is gone.
+            logging::ApplicationLogger::write(
+                logging::Level::Info, QStringLiteral("device"),
+                QStringLiteral("Тахограф на порту %1 не отвечает").arg(m_devicePort), QStringLiteral("lost"));
+        }
         if (quiet)
-            clearDeviceInfo(); // the device is gone
+            clearDeviceInfo();
         m_actionsEnabled = true;
         updateStatus(QStringLiteral("Сканирование завершено: тахограф не найден"));
     }
@@ -372,8 +378,15 @@ void DeviceMonitor::applyDeviceInfo(const protocol::DownloadDeviceInfo& info)
     m_downloadPermitted = info.downloadPermitted();
     m_retriesLeft = 0;
     ++m_monitorGeneration;
-    if (!samePort || m_connectedTacho != previousTitle)
+    if (!samePort || m_connectedTacho != previousTitle) {
         updateStatus(QStringLiteral("Обнаружен тахограф на порту %1").arg(port));
+        logging::ApplicationLogger::write(logging::Level::Info, QStringLiteral("device"),
+                                          QStringLiteral("Обнаружен тахограф на порту %1 (%2 бод): %3")
+                                              .arg(port)
+                                              .arg(info.baud)
+                                              .arg(m_connectedTacho),
+                                          QStringLiteral("found"));
+    }
     Q_EMIT deviceChanged();
 }
 

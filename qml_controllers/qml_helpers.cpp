@@ -63,8 +63,9 @@ QString validatedLogPath(const QString& path, const QString& logDirectory)
         return {};
     const QString absolute = QFileInfo(path).absoluteFilePath();
     const QString relative = QDir(logDirectory).relativeFilePath(absolute);
-    if (relative.isEmpty() || relative == QLatin1String("..") || relative.startsWith(QLatin1String("../")) ||
-        relative.startsWith(QLatin1String("..\\")))
+    // The folder itself ("."), or anything above it, is no file of the journal.
+    if (relative.isEmpty() || relative == QLatin1String(".") || relative == QLatin1String("..") ||
+        relative.startsWith(QLatin1String("../")) || relative.startsWith(QLatin1String("..\\")))
         return {};
     return absolute;
 }
