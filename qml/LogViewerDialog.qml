@@ -28,7 +28,7 @@ AppDialog {
         settings.showLogFile(path)
         shownFile = path
         applyFilter()
-        Qt.callLater(function() { entries.positionViewAtEnd() })
+        entries.positionViewAtEnd()
     }
     function applyFilter() {
         settings.logEntryModel.setFilter(filter, searchField.text)
@@ -75,6 +75,7 @@ AppDialog {
             model: dialog.files
             ScrollBar.vertical: ScrollBar {}
             delegate: ItemDelegate {
+                objectName: "logFile_" + modelData.name
                 width: fileList.width
                 contentItem: RowLayout {
                     AppLabel {
@@ -118,7 +119,7 @@ AppDialog {
                     objectName: "logFilter_" + modelData[0]
                     compact: true
                     text: modelData[1]
-                    prominent: dialog.filter === modelData[0]
+                    selected: dialog.filter === modelData[0]
                     onClicked: {
                         dialog.filter = modelData[0]
                         dialog.applyFilter()
@@ -143,6 +144,8 @@ AppDialog {
             clip: true
             model: dialog.settings ? dialog.settings.logEntryModel : null
             ScrollBar.vertical: ScrollBar {}
+            // The newest records are the ones looked for: a file opens at its end.
+            onCountChanged: Qt.callLater(positionViewAtEnd)
             delegate: Rectangle {
                 width: entries.width
                 height: record.implicitHeight + Math.round(6 * Theme.uiScale)

@@ -65,9 +65,16 @@ PageFrame {
             model: [["tabPorts", "Порты"], ["tabShop", "Данные мастерской"], ["tabCards", "Карточки"],
                     ["tabPrinters", "Принтеры"], ["tabLook", "Внешний вид"], ["tabProgram", "Программа"]]
             TabButton {
+                id: tabButton
                 objectName: modelData[0]
                 text: modelData[1]
-                width: Math.max(implicitWidth, Math.round(150 * Theme.uiScale))
+                width: Math.max(Math.ceil(tabText.advanceWidth) + Math.round(32 * Theme.uiScale),
+                                Math.round(120 * Theme.uiScale))
+                TextMetrics {
+                    id: tabText
+                    font: tabButton.font
+                    text: tabButton.text
+                }
                 contentItem: Text {
                     text: parent.text
                     font: parent.font

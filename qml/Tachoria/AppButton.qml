@@ -7,6 +7,8 @@ Button {
     id: control
     property bool compact: false
     property bool prominent: false
+    // One of a group that is chosen now (a filter, a mode): marked without changing the button's size.
+    property bool selected: false
     property color foregroundColor: "transparent"
 
     font.pixelSize: Math.max(Theme.uiPixelSize, prominent ? 18 : compact ? 17 : 16)
@@ -43,9 +45,10 @@ Button {
         radius: Math.max(1, Math.round(3 * Theme.uiScale))
         color: !control.enabled ? Theme.disabledSurface
                : control.down ? Theme.buttonPressed
+               : control.selected ? Theme.selection
                : control.hovered ? Theme.buttonHover : Theme.button
-        border.width: control.activeFocus || control.prominent ? 2 : 1
+        border.width: control.activeFocus || control.prominent || control.selected ? 2 : 1
         border.color: control.activeFocus ? Theme.accent
-                      : control.prominent && control.enabled ? Theme.accent : Theme.border
+                      : (control.prominent || control.selected) && control.enabled ? Theme.accent : Theme.border
     }
 }

@@ -35,7 +35,7 @@ void drawCalibration(QPainter& p)
     p.setPen(QPen(QColor(0xd3, 0x3c, 0x2d), 7, Qt::SolidLine, Qt::RoundCap));
     p.drawLine(QPointF(64, 72), QPointF(92, 44));
     p.setPen(Qt::NoPen);
-    p.setBrush(QColor(0x33, 0x3b, 0x45));
+    p.setBrush(QColor(0x6b, 0x77, 0x85));
     p.drawEllipse(QPointF(64, 72), 9, 9);
     p.setBrush(QColor(0x2d, 0x7f, 0xd3));
     p.drawRoundedRect(QRectF(40, 100, 48, 12), 4, 4);
@@ -45,7 +45,7 @@ void drawUnload(QPainter& p)
 {
     // Data going down into a tray.
     p.setPen(Qt::NoPen);
-    p.setBrush(QColor(0x2e, 0x7d, 0x32));
+    p.setBrush(QColor(0x43, 0xa0, 0x47));
     QPainterPath arrow;
     arrow.moveTo(52, 10);
     arrow.lineTo(76, 10);
@@ -56,7 +56,7 @@ void drawUnload(QPainter& p)
     arrow.lineTo(52, 52);
     arrow.closeSubpath();
     p.drawPath(arrow);
-    p.setPen(QPen(QColor(0x33, 0x3b, 0x45), 10, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setPen(QPen(QColor(0x6b, 0x77, 0x85), 10, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     p.setBrush(Qt::NoBrush);
     QPainterPath tray;
     tray.moveTo(14, 84);
@@ -71,13 +71,13 @@ void drawAnalytics(QPainter& p)
     // Bars of a day's activities with the line of their trend.
     p.setPen(Qt::NoPen);
     const QColor colours[] = {QColor(0x8e, 0x44, 0xad), QColor(0x2d, 0x7f, 0xd3), QColor(0xe6, 0x7e, 0x22),
-                              QColor(0x2e, 0x7d, 0x32)};
+                              QColor(0x43, 0xa0, 0x47)};
     const int heights[] = {46, 76, 36, 96};
     for (int i = 0; i < 4; ++i) {
         p.setBrush(colours[i]);
         p.drawRoundedRect(QRectF(16 + i * 26, 114 - heights[i], 20, heights[i]), 3, 3);
     }
-    p.setPen(QPen(QColor(0x33, 0x3b, 0x45), 5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setPen(QPen(QColor(0x6b, 0x77, 0x85), 5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     p.drawPolyline(QPolygonF({QPointF(14, 58), QPointF(44, 34), QPointF(72, 62), QPointF(112, 14)}));
 }
 
@@ -91,7 +91,7 @@ void drawDocs(QPainter& p)
     sheet.lineTo(106, 120);
     sheet.lineTo(24, 120);
     sheet.closeSubpath();
-    p.setPen(QPen(QColor(0x33, 0x3b, 0x45), 5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setPen(QPen(QColor(0x6b, 0x77, 0x85), 5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     p.setBrush(QColor(0xff, 0xff, 0xff));
     p.drawPath(sheet);
     p.setBrush(QColor(0xdc, 0xdc, 0xdc));
@@ -132,7 +132,7 @@ void drawSettings(QPainter& p)
 void drawExit(QPainter& p)
 {
     // A door left open and the way out.
-    p.setPen(QPen(QColor(0x33, 0x3b, 0x45), 8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.setPen(QPen(QColor(0x6b, 0x77, 0x85), 8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     p.setBrush(Qt::NoBrush);
     QPainterPath frame;
     frame.moveTo(64, 14);
