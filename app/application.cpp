@@ -26,6 +26,8 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <memory>
+
 namespace tachoria::app {
 
 namespace {
@@ -45,12 +47,14 @@ bool isDemo(const CommandLine& commandLine)
     return commandLine.has(QStringLiteral("--demo"));
 }
 
-void usePreviewProfile()
+// The preview's profile; the demonstration keeps one of its own, since it stores its simulator's port.
+void usePreviewProfile(bool demo)
 {
     // Beside the program when its folder is writable (a build tree), else in the user's own folder.
     const QString base = platform::writableProgramFolder(
         QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation));
-    const QString profile = base + QStringLiteral("/PreviewProfile");
+    const QString profile =
+        base + (demo ? QStringLiteral("/DemoProfile") : QStringLiteral("/PreviewProfile"));
     QDir().mkpath(profile);
     qputenv("LOCALAPPDATA", QDir::toNativeSeparators(profile).toLocal8Bit());
 }
@@ -133,7 +137,11 @@ void scheduleDemoScreenshot(ApplicationShell& shell, const QString& path)
 {
     auto* deadline = new QTimer(&shell);
     deadline->setSingleShot(true);
-    auto shoot = [&shell, path, deadline](bool found) {
+    auto taken = std::make_shared<bool>(false);
+    auto shoot = [&shell, path, deadline, taken](bool found) {
+        if (*taken)
+            return;
+        *taken = true;
         deadline->stop();
         QQuickWindow* window = shell.window();
         const bool saved = window && window->grabWindow().save(path);
@@ -143,12 +151,13 @@ void scheduleDemoScreenshot(ApplicationShell& shell, const QString& path)
         QCoreApplication::exit(found && saved ? 0 : kDemoNotFound);
     };
     QObject::connect(deadline, &QTimer::timeout, &shell, [shoot] { shoot(false); });
-    QObject::connect(&shell.controller(), &qml::QmlAppController::deviceChanged, &shell, [&shell, shoot] {
-        if (!shell.controller().deviceFound())
-            return;
-        // The frame that shows the device must be on screen before it is grabbed.
-        QTimer::singleShot(500, &shell, [shoot] { shoot(true); });
-    });
+    QObject::connect(&shell.controller(), &qml::QmlAppController::deviceChanged, &shell,
+                     [&shell, shoot, taken] {
+                         if (!shell.controller().deviceFound() || *taken)
+                             return;
+                         // The frame that shows the device must be on screen before it is grabbed.
+                         QTimer::singleShot(500, &shell, [shoot] { shoot(true); });
+                     });
     deadline->start(kDemoScreenshotTimeoutMs);
 }
 
@@ -166,6 +175,13 @@ void journalFirstFrame(QQuickWindow* window, const QElapsedTimer& sinceStart)
 
 } // namespace
 
+void identifyApplication()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Norvelika"));
+    QCoreApplication::setApplicationName(QStringLiteral("Tachoria"));
+    QCoreApplication::setApplicationVersion(kVersion);
+}
+
 bool isPreviewMode(const CommandLine& commandLine)
 {
     if (commandLine.has(QStringLiteral("--qml-navigation-test")) ||
@@ -181,14 +197,12 @@ int runApplication(int& argc, char** argv, const CommandLine& commandLine)
     QElapsedTimer sinceStart;
     sinceStart.start();
     QApplication application(argc, argv);
-    QCoreApplication::setOrganizationName(QStringLiteral("Norvelika"));
-    QCoreApplication::setApplicationName(QStringLiteral("Tachoria"));
-    QCoreApplication::setApplicationVersion(kVersion);
+    identifyApplication();
     platform::quitEventLoopOnTermination(&application);
 
     const bool preview = isPreviewMode(commandLine);
     if (preview)
-        usePreviewProfile();
+        usePreviewProfile(isDemo(commandLine));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/NV.ico")));
     ui::ThemeManager::apply(storage::SettingsRepository::theme());
     storage::AppPaths::ensureDirectories();
