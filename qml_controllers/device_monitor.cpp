@@ -77,15 +77,19 @@ void DeviceMonitor::startWatcher(bool quietScans)
     if (!m_watcher)
         m_watcher = std::make_unique<platform::PortChangeWatcher>();
     QPointer<DeviceMonitor> self(this);
+    const PortListFunction portList = m_portList;
     QString error;
     const bool started = m_watcher->start(
-        [self, quietScans] {
-            // From the watcher's thread: the scan is asked for on the GUI thread.
+        [self, quietScans, portList] {
+            // On the watcher's thread: the list is taken here, the scan asked for on the GUI thread.
+            const QStringList ports = portList();
             QMetaObject::invokeMethod(
                 self.data(),
-                [self, quietScans] {
-                    if (self)
-                        self->requestScan(quietScans);
+                [self, quietScans, ports] {
+                    if (!self)
+                        return;
+                    Q_EMIT self->portListChanged(ports);
+                    self->requestScan(quietScans);
                 },
                 Qt::QueuedConnection);
         },

@@ -76,6 +76,8 @@ Q_SIGNALS:
     void monitoringChanged();
     // A tachograph answered on this port (display name); the download page follows it.
     void deviceDetected(const QString& port);
+    // A device came or went: the ports there are now, listed on the watcher's thread.
+    void portListChanged(const QStringList& ports);
 
 private:
     void startScan(bool quiet);

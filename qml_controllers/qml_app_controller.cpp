@@ -45,6 +45,9 @@ QmlAppController::QmlAppController(QObject* parent)
     connect(m_monitor, &DeviceMonitor::deviceChanged, this, &QmlAppController::deviceChanged);
     connect(m_monitor, &DeviceMonitor::statusChanged, this, &QmlAppController::statusChanged);
     connect(m_monitor, &DeviceMonitor::monitoringChanged, this, &QmlAppController::monitoringChanged);
+    // The settings page lists the ports there are, also those that came after the start.
+    connect(m_monitor, &DeviceMonitor::portListChanged, this,
+            [this](const QStringList& ports) { m_settings->setAvailablePorts(withDevicePort(ports)); });
     // Whether a transfer may go over this endpoint follows the device.
     connect(m_monitor, &DeviceMonitor::deviceChanged, this, &QmlAppController::firmwareUpdateChanged);
 }
@@ -227,6 +230,15 @@ bool QmlAppController::openUserGuide()
     return true;
 }
 
+QStringList QmlAppController::withDevicePort(QStringList ports) const
+{
+    // The detector's port stays selectable although the catalogue may have dropped it.
+    const QString port = devicePort();
+    if (deviceFound() && !port.isEmpty() && !ports.contains(port))
+        ports.prepend(port);
+    return ports;
+}
+
 void QmlAppController::startCatalogThread()
 {
     QPointer<QmlAppController> self(this);
@@ -238,13 +250,8 @@ void QmlAppController::startCatalogThread()
             [self, settings, catalogs] {
                 if (!self || !settings)
                     return;
-                // The detector's port stays selectable although the catalogue may have dropped it.
-                QStringList ports = catalogs.ports;
-                const QString port = self->devicePort();
-                if (self->deviceFound() && !port.isEmpty() && !ports.contains(port))
-                    ports.prepend(port);
-                settings->applyStartupCatalogs(ports, catalogs.readers, catalogs.printers, catalogs.masters,
-                                               catalogs.customers);
+                settings->applyStartupCatalogs(self->withDevicePort(catalogs.ports), catalogs.readers,
+                                               catalogs.printers, catalogs.masters, catalogs.customers);
             },
             Qt::QueuedConnection);
     });

@@ -139,6 +139,7 @@ Q_SIGNALS:
 
 private:
     void startCatalogThread();
+    QStringList withDevicePort(QStringList ports) const;
 
     QmlSettingsController* m_settings = nullptr;
     DeviceMonitor* m_monitor = nullptr;

@@ -356,6 +356,14 @@ void QmlSettingsController::refreshDevices()
     setLists(sortedPortNames(), cardReaderNames(), printerNames());
 }
 
+void QmlSettingsController::setAvailablePorts(const QStringList& ports)
+{
+    if (ports == m_ports)
+        return;
+    m_ports = ports;
+    Q_EMIT portsChanged();
+}
+
 void QmlSettingsController::includeDetectedPort(const QString& port)
 {
     const QString name = displayPort(port).trimmed();

@@ -149,6 +149,8 @@ public:
                               const QStringList& printers, const QVariantList& masters,
                               const QVariantList& customers);
     void includeDetectedPort(const QString& port);
+    // The ports there are now, after a device came or went; what the master typed stays his.
+    void setAvailablePorts(const QStringList& ports);
     QString persistedValue(const QString& key, const QString& group, const QString& defaultValue);
     bool persistValue(const QString& key, const QString& group, const QVariant& value,
                       const QString& type = QStringLiteral("String"));

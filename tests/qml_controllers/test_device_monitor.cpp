@@ -7,6 +7,7 @@
 #include "storage/app_paths.h"
 #include "storage/settings_repository.h"
 
+#include <QFile>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -212,6 +213,36 @@ private Q_SLOTS:
         QVERIFY(!monitor.deviceFound());
         QCOMPARE(monitor.connectedTacho(), QStringLiteral("Не подключено"));
         QCOMPARE(monitor.device().skziStatus, QStringLiteral("Неизвестен"));
+    }
+
+    // A device announced by the kernel (udev) brings a full scan and the new list of ports at once,
+    // not only the poll's quiet check of the known port.
+    void arrivalIsScanned()
+    {
+        QFile uevent(QStringLiteral("/sys/class/tty/ttyS0/uevent"));
+        if (!uevent.open(QIODevice::WriteOnly))
+            QSKIP("this machine does not let the test announce a device");
+        auto config = settings();
+        FakeLine line;
+        DeviceMonitor monitor(config.get());
+        useFake(monitor, line);
+        QSignalSpy listed(&monitor, &DeviceMonitor::portListChanged);
+        monitor.start();
+        QTRY_VERIFY(monitor.deviceFound());
+        QStringList statuses;
+        connect(&monitor, &DeviceMonitor::statusChanged, this, [&] { statuses << monitor.statusMessage(); });
+        // The watcher needs a moment to subscribe; announce until it hears.
+        for (int i = 0; i < 50 && listed.isEmpty(); ++i) {
+            uevent.write("add\n");
+            uevent.flush();
+            QTest::qWait(100);
+        }
+        QVERIFY(!listed.isEmpty());
+        QCOMPARE(listed.first().first().toStringList(),
+                 (QStringList{QStringLiteral("/dev/ttyS0"), QStringLiteral("/dev/fake-tacho")}));
+        // A full scan: the poll's checks of a found tachograph never say so.
+        QTRY_VERIFY(statuses.contains(QStringLiteral("Сканирование COM-портов...")));
+        QTRY_VERIFY(monitor.deviceFound());
     }
 
     // Scanning switched off: the pages that need no tachograph open at once and no probe runs.
