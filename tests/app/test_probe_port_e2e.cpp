@@ -134,13 +134,16 @@ private Q_SLOTS:
         QVERIFY(sim.stop());
     }
 
+    // "--probe-port" as the last argument has no port: no probe runs, the window starts (here its
+    // navigation test, which needs no earlier instance to leave and ends by itself).
     void withoutPortTheProbeIsAbsent()
     {
         const auto result =
-            runProcess(binaryPath(QStringLiteral("tachoria")), {QStringLiteral("--probe-port")});
+            runProcess(binaryPath(QStringLiteral("tachoria")),
+                       {QStringLiteral("--qml-navigation-test"), QStringLiteral("--probe-port")});
         QVERIFY(result.finished);
+        QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.standardOutput, QString());
-        QVERIFY(!result.standardError.isEmpty());
     }
 };
 
