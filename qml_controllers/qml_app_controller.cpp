@@ -208,6 +208,11 @@ QString QmlAppController::tachoriaUpdateStatus() const
     return programVersionStatus(applicationVersion(), m_updates->availableTachoriaVersion());
 }
 
+QString QmlAppController::publisherSite() const
+{
+    return m_updates->publisherSite();
+}
+
 void QmlAppController::startTachoriaUpdate()
 {
     m_updates->startTachoriaUpdate();

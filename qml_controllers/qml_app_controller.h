@@ -62,6 +62,8 @@ class QmlAppController : public QObject
                    androidTransportSelectionChanged)
     Q_PROPERTY(QString androidTransportMode READ androidTransportMode NOTIFY androidTransportSelectionChanged)
     Q_PROPERTY(bool androidTcpDebugAvailable READ androidTcpDebugAvailable CONSTANT)
+    // The publisher's site as the menu names it where a newer firmware waits there.
+    Q_PROPERTY(QString publisherSite READ publisherSite NOTIFY firmwareUpdateChanged)
 
 public:
     explicit QmlAppController(QObject* parent = nullptr);
@@ -104,6 +106,7 @@ public:
     bool androidTransportSelectionRequired() const { return false; }
     QString androidTransportMode() const { return {}; }
     bool androidTcpDebugAvailable() const { return false; }
+    QString publisherSite() const;
 
     Q_INVOKABLE void rescan();
     Q_INVOKABLE void pauseDeviceMonitoring();

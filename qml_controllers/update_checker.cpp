@@ -110,19 +110,25 @@ void UpdateChecker::startTachoriaVersionCheck()
     QNetworkReply* reply = get(m_source.site.resolved(QUrl(kProductPagePath)), kPageTimeoutMs);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
         reply->deleteLater();
-        if (reply->error() != QNetworkReply::NoError)
-            return;
-        static const QRegularExpression link(kInstallerLink, QRegularExpression::CaseInsensitiveOption);
-        const QRegularExpressionMatch match = link.match(QString::fromUtf8(reply->readAll()));
-        if (!match.hasMatch())
-            return;
-        const QUrl url = reply->url().resolved(QUrl(match.captured(1)));
-        if (url.scheme() != QLatin1String("https"))
-            return;
-        inspectTachoriaInstaller(QFileInfo(url.path()).fileName());
-        if (!m_availableTachoriaVersion.isEmpty())
-            m_installerUrl = url.toString();
+        readInstallerLink(reply);
+        Q_EMIT tachoriaCheckFinished();
     });
+}
+
+void UpdateChecker::readInstallerLink(QNetworkReply* reply)
+{
+    if (reply->error() != QNetworkReply::NoError)
+        return;
+    static const QRegularExpression link(kInstallerLink, QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = link.match(QString::fromUtf8(reply->readAll()));
+    if (!match.hasMatch())
+        return;
+    const QUrl url = reply->url().resolved(QUrl(match.captured(1)));
+    if (url.scheme() != QLatin1String("https"))
+        return;
+    inspectTachoriaInstaller(QFileInfo(url.path()).fileName());
+    if (!m_availableTachoriaVersion.isEmpty())
+        m_installerUrl = url.toString();
 }
 
 void UpdateChecker::inspectTachoriaInstaller(const QString& name)
@@ -179,23 +185,28 @@ void UpdateChecker::checkFirmwarePage()
     QNetworkReply* reply = get(m_source.site.resolved(QUrl(kProductPagePath)), kPageTimeoutMs);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
         reply->deleteLater();
-        if (reply->error() != QNetworkReply::NoError)
-            return;
-        static const QRegularExpression firmware(
-            QStringLiteral(
-                "Актуальная\\s+прошивка\\s+тахографа[\\s\\S]{0,8000}?tacho_101_([0-9a-f]{8})\\.bin"),
-            QRegularExpression::CaseInsensitiveOption);
-        const QRegularExpressionMatch match = firmware.match(QString::fromUtf8(reply->readAll()));
-        if (!match.hasMatch())
-            return;
-        bool ok = false;
-        const quint64 value = match.captured(1).toULongLong(&ok, 16);
-        if (!ok || value == 0)
-            return;
-        m_publishedFirmwareValue = value;
-        m_availableFirmwareVersion = match.captured(1).toUpper();
-        Q_EMIT firmwareVersionPublished();
+        readFirmwareVersion(reply);
+        Q_EMIT firmwareCheckFinished();
     });
+}
+
+void UpdateChecker::readFirmwareVersion(QNetworkReply* reply)
+{
+    if (reply->error() != QNetworkReply::NoError)
+        return;
+    static const QRegularExpression firmware(
+        QStringLiteral("Актуальная\\s+прошивка\\s+тахографа[\\s\\S]{0,8000}?tacho_101_([0-9a-f]{8})\\.bin"),
+        QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = firmware.match(QString::fromUtf8(reply->readAll()));
+    if (!match.hasMatch())
+        return;
+    bool ok = false;
+    const quint64 value = match.captured(1).toULongLong(&ok, 16);
+    if (!ok || value == 0)
+        return;
+    m_publishedFirmwareValue = value;
+    m_availableFirmwareVersion = match.captured(1).toUpper();
+    Q_EMIT firmwareVersionPublished();
 }
 
 void UpdateChecker::setState(const QString& state, double progress)

@@ -66,6 +66,7 @@ public:
     quint64 publishedFirmwareValue() const { return m_publishedFirmwareValue; }
     QString availableFirmwareVersion() const { return m_availableFirmwareVersion; }
     QUrl firmwareUrl() const;
+    QString publisherSite() const { return m_source.site.host(); }
     // The program that installs a package and starts the program again; tests name their own.
     void setInstallHelper(const QString& program) { m_installHelper = program; }
 
@@ -74,11 +75,16 @@ Q_SIGNALS:
     void firmwareVersionPublished();
     // The installer was started; the program should quit now.
     void installerLaunched();
+    // A page check has ended, whatever it found.
+    void tachoriaCheckFinished();
+    void firmwareCheckFinished();
 
 private:
     QNetworkAccessManager& network();
     QNetworkReply* get(const QUrl& url, int timeoutMs);
     void checkFirmwarePage();
+    void readInstallerLink(QNetworkReply* reply);
+    void readFirmwareVersion(QNetworkReply* reply);
     void setState(const QString& state, double progress);
 
     PublisherSource m_source;
