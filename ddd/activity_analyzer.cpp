@@ -20,6 +20,8 @@ constexpr int kBiWeeklyDriving = 5400;
 constexpr int kContinuousDriving = 270;
 constexpr int kReducedDailyRest = 659;
 constexpr int kReducedWeeklyRest = 2699;
+constexpr int kWeeklyRestMinimum = 1440;    // a reduced weekly rest: 24 hours
+constexpr int kWeeklyRestWindow = 6 * 1440; // six 24-hour periods from the end of the last weekly rest
 constexpr int kTooShortBreak = 14;
 constexpr int kShortBreakMax = 30;
 constexpr int kLongWorkSession = 240;
@@ -173,7 +175,103 @@ QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QL
             {u"ferryTrainMinutes"_s, ferryMinutes},        {u"ferryTrainIntervals"_s, intervals}};
 }
 
+// The rests on one time line over all days, in minutes from the first day's midnight. A change holds until
+// the next one, over midnight into the next day; a day the list does not hold was a day without the card,
+// and so of rest.
+QList<std::pair<qint64, qint64>> restRuns(const QList<ActivityAnalyzer::DayData>& days,
+                                          const QList<qint64>& dayIndex)
+{
+    struct Change
+    {
+        qint64 at;
+        qint64 dayEnd;
+        bool resting;
+    };
+    QList<Change> changes;
+    for (qsizetype d = 0; d < days.size(); ++d) {
+        const qint64 midnight = (dayIndex.at(d) - dayIndex.first()) * kMinutesPerDay;
+        for (const ActivityAnalyzer::Event& event : timedEvents(days.at(d)))
+            changes.append({midnight + event.minutes, midnight + kMinutesPerDay,
+                            !event.inserted || activityKind(event.row) == Kind::Rest});
+    }
+    QList<std::pair<qint64, qint64>> runs;
+    const auto rest = [&runs](qint64 from, qint64 to) {
+        if (to <= from)
+            return;
+        if (!runs.isEmpty() && runs.last().second >= from)
+            runs.last().second = std::max(runs.last().second, to);
+        else
+            runs.append({from, to});
+    };
+    for (qsizetype i = 0; i < changes.size(); ++i) {
+        const Change& change = changes.at(i);
+        const bool nextDayOrSooner =
+            i + 1 < changes.size() && changes.at(i + 1).dayEnd <= change.dayEnd + kMinutesPerDay;
+        const qint64 until = nextDayOrSooner ? changes.at(i + 1).at : change.dayEnd;
+        if (change.resting)
+            rest(change.at, until);
+        if (!nextDayOrSooner && i + 1 < changes.size())
+            rest(change.dayEnd, changes.at(i + 1).at);
+    }
+    return runs;
+}
+
 } // namespace
+
+ActivityAnalyzer::WeeklyRest ActivityAnalyzer::judgeWeeklyRest(const QList<DayData>& days,
+                                                               const QHash<QString, QDate>& dayDates)
+{
+    WeeklyRest result;
+    if (days.isEmpty())
+        return result;
+    // Calendar days where the report gives them, otherwise the day keys counted as days.
+    QList<qint64> dayIndex;
+    for (const DayData& day : days)
+        dayIndex.append(dayDates.contains(day.dayKey) ? dayDates.value(day.dayKey).toJulianDay()
+                                                      : dayOrderKey(day.dayKey));
+    if (!std::is_sorted(dayIndex.begin(), dayIndex.end()))
+        return result;
+    const QList<std::pair<qint64, qint64>> runs = restRuns(days, dayIndex);
+    const QList<Event> first = timedEvents(days.first());
+    if (first.isEmpty())
+        return result;
+    const qint64 end = (dayIndex.last() - dayIndex.first() + 1) * kMinutesPerDay;
+    // A rest under way when the data begins may be the end of a weekly rest: the first period runs from
+    // its end.
+    qint64 from = first.first().minutes;
+    if (!runs.isEmpty() && runs.first().first == from)
+        from = runs.first().second;
+    bool lastReduced = false;
+    int shortest = -1;
+    // Each weekly rest has to begin within six 24-hour periods of the end of the one before; of two
+    // weekly rests in a row at least one is a regular one of 45 hours.
+    while (from + kWeeklyRestWindow <= end) {
+        const auto next = std::find_if(runs.begin(), runs.end(), [from](const auto& run) {
+            return run.second > from && run.second - std::max(run.first, from) >= kWeeklyRestMinimum &&
+                   run.first <= from + kWeeklyRestWindow;
+        });
+        int judged = 0;
+        if (next == runs.end()) {
+            // No weekly rest in time: the longest rest of the period is the one that fell short.
+            for (const auto& run : runs) {
+                const qint64 length =
+                    std::min(run.second, from + kWeeklyRestWindow) - std::max(run.first, from);
+                judged = std::max<int>(judged, int(std::max<qint64>(length, 0)));
+            }
+            result.tooShort = true;
+            from += kWeeklyRestWindow;
+        } else {
+            judged = int(next->second - std::max(next->first, from));
+            const bool reduced = judged <= kReducedWeeklyRest;
+            result.tooShort = result.tooShort || (reduced && lastReduced);
+            lastReduced = reduced;
+            from = next->second;
+        }
+        shortest = shortest < 0 ? judged : std::min(shortest, judged);
+    }
+    result.minutes = std::max(shortest, 0);
+    return result;
+}
 
 QString ActivityAnalyzer::dayKeyFor(const QVariantMap& row)
 {
@@ -329,7 +427,8 @@ QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVarian
 
 QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
                                       const QList<QVariantMap>& vehicleRecords,
-                                      const QList<QVariantMap>& specificConditions)
+                                      const QList<QVariantMap>& specificConditions,
+                                      const QHash<QString, QDate>& dayDates)
 {
     const QList<DayData> days = buildDays(activityChanges);
     const QVariantMap conditions = analyzeConditions(vehicleRecords, specificConditions);
@@ -438,21 +537,9 @@ QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
     const int dailyRest = average(rests);
     const bool dailyRestReduced = !rests.isEmpty() && dailyRest <= kReducedDailyRest;
 
-    // The span of the first seven days, which is the figure this key carries.
-    int weeklyRest = 0;
-    bool weeklyFound = false;
-    if (days.size() > 6 && days.at(0).workStart >= 0 && days.at(6).workEnd >= 0) {
-        bool consecutive = true;
-        for (int i = 0; i < 6 && consecutive; ++i)
-            consecutive = dayOrderKey(days.at(i + 1).dayKey) - dayOrderKey(days.at(i).dayKey) == 1;
-        if (consecutive) {
-            weeklyFound = true;
-            weeklyRest =
-                int((dayOrderKey(days.at(6).dayKey) - dayOrderKey(days.at(0).dayKey)) * kMinutesPerDay +
-                    days.at(6).workEnd - days.at(0).workStart);
-        }
-    }
-    const bool weeklyRestReduced = weeklyFound && weeklyRest <= kReducedWeeklyRest;
+    const WeeklyRest weekly = judgeWeeklyRest(days, dayDates);
+    const int weeklyRest = weekly.minutes;
+    const bool weeklyRestReduced = weekly.tooShort;
 
     QVariantList violations;
     if (dailyDriving > kDailyDriving)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QDate>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QVariantList>
@@ -40,9 +42,22 @@ public:
         int ferryTrainCount = 0;
     };
 
+    // The weekly rest by Regulation (EC) No 561/2006, Article 8: `minutes` is the shortest weekly rest
+    // judged, or the longest rest of a period that had none; `tooShort` when a period of six 24-hour
+    // periods passed without a rest of 24 hours, or two reduced ones came in a row.
+    struct WeeklyRest
+    {
+        int minutes = 0;
+        bool tooShort = false;
+    };
+
+    // `dayDates` gives the calendar date of a day key where the report knows it; without it the keys
+    // count as consecutive days.
     static QVariantMap analyze(const QList<QVariantMap>& activityChanges,
                                const QList<QVariantMap>& vehicleRecords,
-                               const QList<QVariantMap>& specificConditions);
+                               const QList<QVariantMap>& specificConditions,
+                               const QHash<QString, QDate>& dayDates = {});
+    static WeeklyRest judgeWeeklyRest(const QList<DayData>& days, const QHash<QString, QDate>& dayDates);
 
     static QString dayKeyFor(const QVariantMap& row);
     static int parseMinutes(const QString& text); // -1 when the text holds no time of day

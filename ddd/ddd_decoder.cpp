@@ -17,6 +17,8 @@
 
 namespace tachoria::ddd {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString tagText(quint8 high, quint8 low)
@@ -645,8 +647,28 @@ DddReport Decoder::decode(const QByteArray& bytes, const QString& path)
 
 void Decoder::buildAnalysis(DddReport& report)
 {
-    report.analysis =
-        ActivityAnalyzer::analyze(report.activityChanges, report.cardIwData, report.specificConditions);
+    // The calendar date of each day key: a card's presence counters, a unit's day numbers.
+    QHash<QString, QDate> dates;
+    for (const QVariantMap& row : std::as_const(report.activities))
+        dates.insert(row.value(u"activityDailyPresenceCounter"_s).toString(),
+                     QDate::fromString(row.value(u"activityRecordDate"_s).toString(), u"dd.MM.yyyy"_s));
+    for (const QVariantMap& row : std::as_const(report.dayInformation))
+        dates.insert(row.value(u"dayNo"_s).toString(),
+                     parseReportTime(row.value(u"timeReal"_s).toString()).date());
+    if (report.fileType != DddFileType::Tachograph) {
+        // A card's changes are one driver's, whichever slot the card was in.
+        report.analysis = ActivityAnalyzer::analyze(report.activityChanges, report.cardIwData,
+                                                    report.specificConditions, dates);
+    } else {
+        // A unit's slots are two drivers: each is judged apart, and the driver's slot is the report's.
+        QList<QVariantMap> slots[2];
+        for (const QVariantMap& row : std::as_const(report.activityChanges))
+            slots[row.value(u"slot"_s).toString() == u"Сопряжённый водитель"_s].append(row);
+        report.analysis =
+            ActivityAnalyzer::analyze(slots[0], report.cardIwData, report.specificConditions, dates);
+        report.analysis.insert(u"coDriver"_s, ActivityAnalyzer::analyze(slots[1], report.cardIwData,
+                                                                        report.specificConditions, dates));
+    }
     report.totalDays = static_cast<int>(report.analysis.value(QStringLiteral("workingHours"))
                                             .toMap()
                                             .value(QStringLiteral("items"))

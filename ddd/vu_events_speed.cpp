@@ -201,9 +201,9 @@ void parseEventsAndFaults(DddReport& report, const QByteArray& d)
     counted(98, [&](qsizetype at) {
         report.timeAdjustments.append({{u"oldTimeValue"_s, formatUnixCSharp(readBe32(d, at))},
                                        {u"newTimeValue"_s, formatUnixCSharp(readBe32(d, at + 4))},
-                                       {u"tachoriaName"_s, readCalibrationText(d, at + 8, 35)},
-                                       {u"tachoriaAddress"_s, readCalibrationText(d, at + 43, 35)},
-                                       {u"tachoriaCardNumber"_s, readFixedText(d, at + 78, 20)},
+                                       {u"tachoriaName"_s, readName(d, at + 8, 36)},
+                                       {u"tachoriaAddress"_s, readName(d, at + 44, 36)},
+                                       {u"tachoriaCardNumber"_s, readFixedText(d, at + 82, 16)},
                                        {u"hex"_s, hexText(d, at, 98)}});
     });
 }

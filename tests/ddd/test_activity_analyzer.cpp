@@ -47,6 +47,17 @@ Rows workingDay(const QString& day, const QString& start, const QString& end)
     return {change(day, start, u"Drive"_s), change(day, end, u"Rest"_s, false)};
 }
 
+// Work from 06:00 to 18:00 on the days of these keys; the keys between them are days without the card.
+Rows workingDays(std::initializer_list<int> days)
+{
+    Rows rows;
+    for (const int day : days) {
+        const QString key = u"%1"_s.arg(day, 4, 10, QLatin1Char('0'));
+        rows += Rows{change(key, u"06:00"_s, u"Work"_s), change(key, u"18:00"_s, u"Rest"_s, false)};
+    }
+    return rows;
+}
+
 // Driving from 00:00 with `breaks` pauses of 10 minutes without the card, after 5:00 of driving.
 Rows shortBreaks(int breaks)
 {
@@ -88,6 +99,7 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"compliance/violations"_s).toStringList(),
                  QStringList({u"Превышен дневной лимит вождения: 09:40 > 9:00"_s,
                               u"Превышено непрерывное вождение: 05:00 > 4:30"_s,
+                              u"Недостаточный еженедельный отдых: 17:00 < 45:00"_s,
                               u"Найдено 1 перерывов короче 15 минут"_s}));
         QCOMPARE(at(analysis, u"compliance/warnings"_s).toStringList(),
                  QStringList({u"Общее сверхурочное время: 06:30"_s, u"Ночных рабочих сессий: 1"_s}));
@@ -95,9 +107,9 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"compliance/isCompliant"_s).toBool(), false);
         QCOMPARE(at(analysis, u"compliance/dailyDrivingScore"_s).toInt(), 50);
         QCOMPARE(at(analysis, u"compliance/restBreaksScore"_s).toInt(), 60);
-        QCOMPARE(at(analysis, u"compliance/weeklyRestScore"_s).toInt(), 100);
-        QCOMPARE(at(analysis, u"compliance/overallScore"_s).toInt(), 70);
-        QCOMPARE(report.summary().value(u"complianceScore"_s).toInt(), 70);
+        QCOMPARE(at(analysis, u"compliance/weeklyRestScore"_s).toInt(), 60);
+        QCOMPARE(at(analysis, u"compliance/overallScore"_s).toInt(), 56);
+        QCOMPARE(report.summary().value(u"complianceScore"_s).toInt(), 56);
 
         QCOMPARE(at(analysis, u"drivingCycles/dailyDrivingTime"_s).toString(), u"09:40"_s);
         QCOMPARE(at(analysis, u"drivingCycles/weeklyDrivingTime"_s).toString(), u"53:40"_s);
@@ -116,9 +128,10 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"workingHours/has11HourRestViolation"_s).toBool(), true);
         QCOMPARE(at(analysis, u"restBreaks/dailyRestReduced"_s).toBool(), false);
         QCOMPARE(at(analysis, u"restBreaks/dailyRest"_s).toString(), u"14:33"_s);
-        // The span from the first day's start to the seventh day's end.
-        QCOMPARE(at(analysis, u"restBreaks/weeklyRest"_s).toString(), u"155:40"_s);
-        QCOMPARE(at(analysis, u"restBreaks/weeklyRestReduced"_s).toBool(), false);
+        // Seven days of work: six 24-hour periods from the end of the first night's rest pass without a
+        // weekly rest, and the longest rest among them, 17:00 after day 1, is the one that fell short.
+        QCOMPARE(at(analysis, u"restBreaks/weeklyRest"_s).toString(), u"17:00"_s);
+        QCOMPARE(at(analysis, u"restBreaks/weeklyRestReduced"_s).toBool(), true);
         QCOMPARE(at(analysis, u"restBreaks/hasSplitRest"_s).toBool(), true); // the night test
         QCOMPARE(at(analysis, u"restBreaks/shortBreakCount"_s).toInt(), 6);
         QCOMPARE(at(analysis, u"restBreaks/totalShortBreakTime"_s).toString(), u"02:00"_s);
@@ -249,6 +262,22 @@ private Q_SLOTS:
                                 {u"activity"_s, u"Перерыв/отдых"_s},
                                 {u"cardStatus"_s, u"Не вставлена"_s}}}
             << u"drivingCycles/dailyDrivingTimeMinutes"_s << QVariant(120);
+        // The weekly rest: within six 24-hour periods of the end of the last one, 24:00 at least, and
+        // of two in a row one of 45:00.
+        QTest::newRow("60:00 off after five days is a regular weekly rest")
+            << workingDays({1, 2, 3, 4, 5, 8}) << u"restBreaks/weeklyRest"_s << QVariant(u"60:00"_s);
+        QTest::newRow("and no violation")
+            << workingDays({1, 2, 3, 4, 5, 8}) << u"restBreaks/weeklyRestReduced"_s << QVariant(false);
+        QTest::newRow("one reduced weekly rest of 36:00 is allowed")
+            << workingDays({1, 2, 3, 4, 5, 7, 8, 9}) << u"restBreaks/weeklyRestReduced"_s << QVariant(false);
+        QTest::newRow("two in a row are not")
+            << workingDays({1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 13}) << u"compliance/violations/0"_s
+            << QVariant(u"Недостаточный еженедельный отдых: 36:00 < 45:00"_s);
+        QTest::newRow("seven days without 24:00 off")
+            << workingDays({1, 2, 3, 4, 5, 6, 7}) << u"compliance/violations/0"_s
+            << QVariant(u"Недостаточный еженедельный отдых: 12:00 < 45:00"_s);
+        QTest::newRow("six days are not yet judged")
+            << workingDays({1, 2, 3, 4, 5, 6}) << u"restBreaks/weeklyRestReduced"_s << QVariant(false);
         QTest::newRow("no changes") << Rows() << u"compliance/overallScore"_s << QVariant(0);
         QTest::newRow("no changes, no verdict") << Rows() << u"compliance/isCompliant"_s << QVariant(false);
         QTest::newRow("no changes, no durations")
@@ -262,6 +291,22 @@ private Q_SLOTS:
         QFETCH(QVariant, expected);
         const QVariantMap analysis = ActivityAnalyzer::analyze(rows, {}, {});
         QCOMPARE(at(analysis, path).toString(), expected.toString());
+    }
+
+    // A unit's two slots are two drivers: a change in the co-driver's slot breaks no driving of the driver.
+    void crewSlotsAreJudgedApart()
+    {
+        VehicleUnitDescription description = sampleVehicleUnit(1);
+        description.days.first().changes = {
+            {0, Rest, false},       {360, Driving, true, false, true},     {660, Rest, false},
+            {0, Rest, false, true}, {480, Availability, true, true, true}, {720, Rest, false, true}};
+        const DddReport report = Decoder::decode(writeVehicleUnit(description), u"crew.ddd"_s);
+        QCOMPARE(at(report.analysis, u"compliance/violations"_s).toStringList(),
+                 QStringList{u"Превышено непрерывное вождение: 05:00 > 4:30"_s});
+        QCOMPARE(report.summary().value(u"complianceScore"_s).toInt(), 90);
+        QCOMPARE(at(report.analysis, u"coDriver/drivingCycles/maxContinuousDrivingMinutes"_s).toInt(), 0);
+        QCOMPARE(at(report.analysis, u"coDriver/classification/availabilityMinutes"_s).toInt(), 240);
+        QCOMPARE(at(report.analysis, u"coDriver/compliance/isCompliant"_s).toBool(), true);
     }
 
     void dayOrder_data()

@@ -34,15 +34,16 @@ class TestDddCardAndAsn1Edges : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void eventOfAnUnknownTypeIsSkipped()
+    void eventOfAnUnnamedTypeShowsItsCode()
     {
         DriverCardDescription description = sampleDriverCard(1);
         Event unknown = description.events.first();
         unknown.type = 11;
         description.events.insert(1, unknown);
         const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
-        QCOMPARE(report.events.size(), 2);
-        QCOMPARE(column(report.events, u"eventType"_s).last(), u"Превышение скорости"_s);
+        QCOMPARE(column(report.events, u"eventType"_s),
+                 QStringList({u"Вставка карты во время движения"_s, u"НЕИЗВЕСТНОЕ СОБЫТИЕ (0X0B)"_s,
+                              u"Превышение скорости"_s}));
     }
 
     void faultsStopAtAThousand()
@@ -54,13 +55,14 @@ private Q_SLOTS:
         QCOMPARE(report.faults.size(), 1000);
     }
 
-    void birthDateOfZeros()
+    void birthDateOfZerosIsEmpty()
     {
         DriverCardDescription description = sampleDriverCard(1);
         description.birthDate = QDate();
         const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
-        QCOMPARE(report.birthDate, u"5 октября 1982 г."_s);
-        QCOMPARE(identification(report, u"cardHolderBirthDate"_s), report.birthDate);
+        QCOMPARE(report.birthDate, QString());
+        QCOMPARE(identification(report, u"cardHolderBirthDate"_s), QString());
+        QCOMPARE(identification(report, u"cardHolderPreferredLanguage"_s), u"ru"_s);
     }
 
     void shortIccFileGetsOneRow()

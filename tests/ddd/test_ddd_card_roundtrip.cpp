@@ -93,7 +93,7 @@ private Q_SLOTS:
                                               u"vehicleRegistrationNation"_s, u"vehicleRegistrationNumber"_s,
                                               u"controlDownloadPeriodBegin"_s, u"controlDownloadPeriodEnd"_s})
                               << QStringList({u"Control"_s, u"04.03.2024"_s, u"Control Card"_s,
-                                              u"Российская Федерация"_s, u"RUC0000000000001"_s,
+                                              u"Финляндия"_s, u"RUC0000000000001"_s,
                                               u"Российская Федерация"_s, u"A123BC77"_s,
                                               u"01.03.2024 0:00:00"_s, u"04.03.2024 9:30:00"_s});
     }
@@ -105,7 +105,7 @@ private Q_SLOTS:
         description.control = {1,
                                march.addDays(3).addSecs(10 * 3600),
                                3,
-                               5,
+                               0x12,
                                u"RUC0000000000001"_s,
                                0x2B,
                                u"A123BC77"_s,
@@ -212,13 +212,46 @@ private Q_SLOTS:
         QCOMPARE(report.totalDays, days);
     }
 
-    void cyclicBufferStopsAtFirstBadRecord()
+    // The activity ring walked by its pointers from the oldest to the newest day, wherever it wraps: five
+    // days of 26 bytes in a ring of 200, the third day beginning where the row says.
+    void activityRing_data()
     {
+        QTest::addColumn<int>("ringStart");
+        QTest::addColumn<bool>("damagedPointer");
+        QTest::newRow("not wrapped") << 0 << false;
+        QTest::newRow("wrap inside the third day's header") << 197 - 52 << false;
+        QTest::newRow("wrap inside its changes") << 185 - 52 << false;
+        QTest::newRow("the third day at the buffer's last byte") << 199 - 52 << false;
+        QTest::newRow("the second day ends at the buffer's last byte") << 200 - 52 << false;
+        QTest::newRow("the newest day ends at the buffer's last byte") << 200 - 130 << false;
+        QTest::newRow("an oldest pointer into nothing: the forward walk") << 0 << true;
+    }
+
+    void activityRing()
+    {
+        QFETCH(int, ringStart);
+        QFETCH(bool, damagedPointer);
         DriverCardDescription description = sampleDriverCard(5);
-        description.days[2].changes.clear(); // a record of length 12 ends the walk
-        const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
-        QCOMPARE(report.activities.size(), 2);
-        QCOMPARE(report.activityChanges.size(), 14);
+        description.activityRingSize = 200;
+        description.activityRingStart = ringStart;
+        QByteArray bytes = writeDriverCard(description);
+        if (damagedPointer) {
+            const qsizetype ring = bytes.indexOf(QByteArray::fromHex("05040000CC")) + 5;
+            QVERIFY(ring > 5);
+            bytes[ring + 1] = char(150); // the oldest pointer into the unused bytes
+        }
+        const DddReport report = Decoder::decode(bytes, u"card.ddd"_s);
+        QStringList dates;
+        for (const Day& day : std::as_const(description.days))
+            dates.append(day.date.toString(u"dd.MM.yyyy"_s));
+        QCOMPARE(column(report.activities, u"activityRecordDate"_s), dates);
+        QCOMPARE(column(report.activities, u"activityDailyPresenceCounter"_s),
+                 QStringList({u"0001"_s, u"0002"_s, u"0003"_s, u"0004"_s, u"0005"_s}));
+        QCOMPARE(column(report.activityChanges, u"time"_s).mid(28),
+                 QStringList(
+                     {u"00:00"_s, u"06:00"_s, u"06:30"_s, u"10:30"_s, u"11:15"_s, u"14:45"_s, u"15:05"_s}));
+        QCOMPARE(report.totalDistanceKm, 400 + 401 + 402 + 403 + 404); // the days' distances
+        QCOMPARE(report.totalDays, 5);
     }
 
     void blockPromisingMoreThanTheFileHolds()

@@ -113,10 +113,9 @@ private Q_SLOTS:
         QCOMPARE(report.dayInformation.size(), days);
         QCOMPARE(column(report.dayInformation, u"timeReal"_s).last(),
                  description.days.last().date.toString(u"dd.MM.yyyy"_s) + u" 0:00:00"_s);
-        qint64 odometers = 0;
-        for (const Day& day : description.days)
-            odometers += day.odometerMidnight;
-        QCOMPARE(report.totalDistanceKm, int(odometers)); // the sum of the readings, as this figure means
+        // The distance the midnight readings span.
+        QCOMPARE(report.totalDistanceKm,
+                 int(description.days.last().odometerMidnight - description.days.first().odometerMidnight));
         QCOMPARE(column(report.dayInformation, u"odometerValueMidnight"_s).last(),
                  QString::number(description.days.last().odometerMidnight));
 
@@ -262,7 +261,7 @@ private Q_SLOTS:
         QVERIFY(!day.contains(u"records"_s));
     }
 
-    void cardInsertionsSortedMadeUniqueAndRenumbered()
+    void cardInsertionsSortedAndRenumbered()
     {
         VehicleUnitDescription description = sampleVehicleUnit(3);
         const QDateTime first = description.days.at(0).date.startOfDay(QTimeZone::utc());
@@ -272,7 +271,7 @@ private Q_SLOTS:
         coDriver.cardNumber = u"RUD0000055555550"_s;
         coDriver.slot = 1;
         CardInsertion repeated = driver;
-        repeated.slot = 3; // another slot, yet the same key of odometer, time, card and names
+        repeated.slot = 3; // another slot with the same odometer, time, card and names: a record of its own
         description.days[0].insertions = {driver, coDriver, repeated};
         // The second day's block holds an insertion of the first day's evening; the third its own.
         CardInsertion evening = driver;
@@ -285,16 +284,19 @@ private Q_SLOTS:
 
         const DddReport report = Decoder::decode(writeVehicleUnit(description), u"vu.ddd"_s);
         QCOMPARE(column(report.cardIwData, u"cardHolderSurname"_s),
-                 QStringList({u"СИДОРОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s}));
+                 QStringList({u"СИДОРОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s}));
         QCOMPARE(column(report.cardIwData, u"cardSlot"_s),
-                 QStringList({u"Сопряжённый водитель"_s, u"Водитель"_s, u"Водитель"_s, u"Водитель"_s}));
+                 QStringList({u"Сопряжённый водитель"_s, u"Водитель"_s, u"Контроль"_s, u"Водитель"_s,
+                              u"Водитель"_s}));
         QCOMPARE(column(report.cardIwData, u"cardInsertionDate"_s),
-                 QStringList({u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s, u"04.03.2024 23:00:00"_s,
-                              u"06.03.2024 7:00:00"_s}));
-        QCOMPARE(column(report.cardIwData, u"dayNo"_s), QStringList({u"1"_s, u"1"_s, u"1"_s, u"2"_s}));
-        QCOMPARE(column(report.cardIwData, u"blockNumber"_s), QStringList({u"1"_s, u"1"_s, u"2"_s, u"3"_s}));
+                 QStringList({u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s,
+                              u"04.03.2024 23:00:00"_s, u"06.03.2024 7:00:00"_s}));
+        QCOMPARE(column(report.cardIwData, u"dayNo"_s),
+                 QStringList({u"1"_s, u"1"_s, u"1"_s, u"1"_s, u"2"_s}));
+        QCOMPARE(column(report.cardIwData, u"blockNumber"_s),
+                 QStringList({u"1"_s, u"1"_s, u"1"_s, u"2"_s, u"3"_s}));
         QCOMPARE(column(report.cardIwData, u"recordInBlock"_s),
-                 QStringList({u"1"_s, u"0"_s, u"0"_s, u"0"_s}));
+                 QStringList({u"1"_s, u"0"_s, u"2"_s, u"0"_s, u"0"_s}));
     }
 
     void markersInsidePayloads()
