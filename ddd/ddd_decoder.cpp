@@ -683,6 +683,18 @@ void Decoder::analyze(DddReport& report)
 
 DddReport Decoder::decodeFile(const QString& path, QString* error)
 {
+    // Checked before opening: a pipe would block the open, a device would be read without end.
+    const QFileInfo info(path);
+    QString refusal;
+    if (info.exists() && !info.isFile())
+        refusal = u"Не обычный файл, DDD не читается: %1"_s.arg(path);
+    else if (info.size() > kMaxFileSize)
+        refusal = u"Файл больше %1 МиБ, DDD не читается: %2"_s.arg(kMaxFileSize >> 20).arg(path);
+    if (!refusal.isEmpty()) {
+        if (error)
+            *error = refusal;
+        return {};
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         if (error)
