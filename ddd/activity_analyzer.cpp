@@ -38,9 +38,9 @@ enum class Kind
     Unknown,
 };
 
-Kind activityKind(const QVariantMap& row)
+Kind activityKind(const QString& text)
 {
-    const QString activity = row.value(u"activity"_s).toString().trimmed();
+    const QString activity = text.trimmed();
     const auto any = [&activity](std::initializer_list<QString> words) {
         return std::any_of(words.begin(), words.end(), [&activity](const QString& word) {
             return activity.contains(word, Qt::CaseInsensitive);
@@ -57,16 +57,15 @@ Kind activityKind(const QVariantMap& row)
     return Kind::Unknown;
 }
 
-bool unknownActivity(const QVariantMap& row)
+bool unknownActivity(const QString& activity)
 {
-    const QString activity = row.value(u"activity"_s).toString();
     return activity.isEmpty() || activity.compare(u"Unknown"_s, Qt::CaseInsensitive) == 0 ||
            activity.compare(u"Неизвестно"_s, Qt::CaseInsensitive) == 0;
 }
 
-bool insertedCard(const QVariantMap& row)
+bool insertedCard(const QString& text)
 {
-    const QString status = row.value(u"cardStatus"_s).toString().trimmed();
+    const QString status = text.trimmed();
     if (status.isEmpty() || status.contains(u"not inserted"_s, Qt::CaseInsensitive) ||
         status.contains(u"не встав"_s, Qt::CaseInsensitive) ||
         status.contains(u"not-inserted"_s, Qt::CaseInsensitive))
@@ -124,21 +123,26 @@ bool isHexadecimalDigit(QChar c)
     return isDecimalDigit(c) || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
 }
 
-QString conditionName(const QVariantMap& row)
+QString conditionName(const ActivityAnalyzer::RowValue& row)
 {
     for (const QString& key : {u"specificConditionType"_s, u"conditionType"_s, u"type"_s}) {
-        const QString text = row.value(key).toString();
+        const QString text = row(key).toString();
         if (!text.isEmpty())
             return text;
     }
     return QString();
 }
 
-QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QList<QVariantMap>& conditions)
+ActivityAnalyzer::RowValue valuesOf(const QVariantMap& row)
+{
+    return [&row](QStringView key) { return row.value(key.toString()); };
+}
+
+QVariantMap analyzeConditions(const DatasetRows& vehicleRecords, const DatasetRows& conditions)
 {
     QVariantList manualRecords;
     for (const QVariantMap& row : vehicleRecords) {
-        if (ActivityAnalyzer::isManualRecord(row))
+        if (ActivityAnalyzer::isManualRecord(valuesOf(row)))
             manualRecords.append(row);
     }
     QVariantList all;
@@ -148,10 +152,10 @@ QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QL
     int begin = -1;
     for (const QVariantMap& row : conditions) {
         all.append(row);
-        if (!ActivityAnalyzer::isFerryOrTrain(row))
+        if (!ActivityAnalyzer::isFerryOrTrain(valuesOf(row)))
             continue;
         ferry.append(row);
-        const QString name = conditionName(row).toLower();
+        const QString name = conditionName(valuesOf(row)).toLower();
         QString timeText = row.value(u"entryTime"_s).toString();
         if (timeText.isEmpty())
             timeText = row.value(u"time"_s).toString();
@@ -192,7 +196,7 @@ QList<std::pair<qint64, qint64>> restRuns(const QList<ActivityAnalyzer::DayData>
         const qint64 midnight = (dayIndex.at(d) - dayIndex.first()) * kMinutesPerDay;
         for (const ActivityAnalyzer::Event& event : timedEvents(days.at(d)))
             changes.append({midnight + event.minutes, midnight + kMinutesPerDay,
-                            !event.inserted || activityKind(event.row) == Kind::Rest});
+                            !event.inserted || Kind(event.kind) == Kind::Rest});
     }
     QList<std::pair<qint64, qint64>> runs;
     const auto rest = [&runs](qint64 from, qint64 to) {
@@ -243,23 +247,26 @@ ActivityAnalyzer::WeeklyRest ActivityAnalyzer::judgeWeeklyRest(const QList<DayDa
         from = runs.first().second;
     bool lastReduced = false;
     int shortest = -1;
+    auto seen = runs.begin();
     // Each weekly rest has to begin within six 24-hour periods of the end of the one before; of two
     // weekly rests in a row at least one is a regular one of 45 hours.
     while (from + kWeeklyRestWindow <= end) {
-        const auto next = std::find_if(runs.begin(), runs.end(), [from](const auto& run) {
-            return run.second > from && run.second - std::max(run.first, from) >= kWeeklyRestMinimum &&
-                   run.first <= from + kWeeklyRestWindow;
-        });
+        while (seen != runs.end() && seen->second <= from)
+            ++seen; // rests that ended before the period cannot be its weekly rest
+        const qint64 latest = from + kWeeklyRestWindow; // the weekly rest begins by then
+        auto next = seen;
+        while (next != runs.end() && next->first <= latest &&
+               next->second - std::max(next->first, from) < kWeeklyRestMinimum)
+            ++next;
         int judged = 0;
-        if (next == runs.end()) {
+        if (next == runs.end() || next->first > latest) {
             // No weekly rest in time: the longest rest of the period is the one that fell short.
-            for (const auto& run : runs) {
-                const qint64 length =
-                    std::min(run.second, from + kWeeklyRestWindow) - std::max(run.first, from);
+            for (auto run = seen; run != next; ++run) {
+                const qint64 length = std::min(run->second, latest) - std::max(run->first, from);
                 judged = std::max<int>(judged, int(std::max<qint64>(length, 0)));
             }
             result.tooShort = true;
-            from += kWeeklyRestWindow;
+            from = latest;
         } else {
             judged = int(next->second - std::max(next->first, from));
             const bool reduced = judged <= kReducedWeeklyRest;
@@ -273,12 +280,14 @@ ActivityAnalyzer::WeeklyRest ActivityAnalyzer::judgeWeeklyRest(const QList<DayDa
     return result;
 }
 
-QString ActivityAnalyzer::dayKeyFor(const QVariantMap& row)
+QString ActivityAnalyzer::dayKeyFor(const RowValue& row)
 {
     // An empty counter gives way to `dayKey`, and only a missing `dayKey` to `day`.
-    QString key = row.value(u"activityDailyPresenceCounter1"_s).toString();
-    if (key.isEmpty())
-        key = row.contains(u"dayKey"_s) ? row.value(u"dayKey"_s).toString() : row.value(u"day"_s).toString();
+    QString key = row(u"activityDailyPresenceCounter1").toString();
+    if (key.isEmpty()) {
+        const QVariant dayKey = row(u"dayKey");
+        key = dayKey.isValid() ? dayKey.toString() : row(u"day").toString();
+    }
     return key.isEmpty() ? u" "_s : key;
 }
 
@@ -315,17 +324,17 @@ qint64 ActivityAnalyzer::dayOrderKey(const QString& key)
     return ok ? value : std::numeric_limits<qint64>::max();
 }
 
-bool ActivityAnalyzer::isManualRecord(const QVariantMap& row)
+bool ActivityAnalyzer::isManualRecord(const RowValue& row)
 {
-    const QString flag = row.value(u"manualInputFlag"_s).toString();
+    const QString flag = row(u"manualInputFlag").toString();
     if (!flag.isEmpty()) {
         return flag != u"0"_s && flag.compare(u"Нет"_s, Qt::CaseInsensitive) != 0 &&
                flag.compare(u"No"_s, Qt::CaseInsensitive) != 0;
     }
-    return row.value(u"manualInput"_s).toBool();
+    return row(u"manualInput").toBool();
 }
 
-bool ActivityAnalyzer::isFerryOrTrain(const QVariantMap& row)
+bool ActivityAnalyzer::isFerryOrTrain(const RowValue& row)
 {
     const QString name = conditionName(row);
     for (const QString& word : {u"паром"_s, u"поезд"_s, u"ferry"_s, u"train"_s}) {
@@ -334,30 +343,38 @@ bool ActivityAnalyzer::isFerryOrTrain(const QVariantMap& row)
     }
     for (const QString& key : {u"specificConditionType"_s, u"conditionCode"_s, u"type"_s}) {
         bool ok = false;
-        const int code = row.value(key).toString().trimmed().toInt(&ok);
+        const int code = row(key).toString().trimmed().toInt(&ok);
         if (ok && (code == 3 || code == 4))
             return true;
     }
     return false;
 }
 
-QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVariantMap>& activityChanges)
+QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const DatasetRows& activityChanges)
 {
     QList<Event> events;
     events.reserve(activityChanges.size());
-    for (const QVariantMap& row : activityChanges) {
+    for (qsizetype index = 0; index < activityChanges.size(); ++index) {
+        const RowValue row = [&activityChanges, index](QStringView key) {
+            return activityChanges.value(index, key);
+        };
         Event event;
-        event.row = row;
         event.dayKey = dayKeyFor(row);
-        event.minutes = parseMinutes(row.value(u"time"_s).toString());
+        event.minutes = parseMinutes(row(u"time").toString());
         event.valid = event.minutes >= 0;
-        if (!event.valid && row.contains(u"minutes"_s)) {
-            event.minutes = row.value(u"minutes"_s).toInt();
+        const QVariant minutes = row(u"minutes");
+        if (!event.valid && minutes.isValid()) {
+            event.minutes = minutes.toInt();
             event.valid = event.minutes >= 0 && event.minutes <= 1439;
         }
         if (!event.valid)
             event.minutes = 0;
-        event.inserted = insertedCard(row);
+        event.inserted = insertedCard(row(u"cardStatus").toString());
+        const QString activity = row(u"activity").toString();
+        event.kind = int(activityKind(activity));
+        event.unknownActivity = unknownActivity(activity);
+        event.manual = isManualRecord(row);
+        event.ferryOrTrain = isFerryOrTrain(row);
         events.append(event);
     }
     // The order key of each event once, not in every comparison.
@@ -399,7 +416,7 @@ QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVarian
             const int minutes = interval(a, timed.at(i + 1));
             if (a.inserted) {
                 day.workMinutes += minutes;
-                const Kind kind = activityKind(a.row);
+                const Kind kind = Kind(a.kind);
                 if (kind == Kind::Available)
                     day.availableMinutes += minutes;
                 if (day.workStart < 0)
@@ -413,21 +430,20 @@ QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVarian
                     day.restActivityMinutes += minutes;
             } else {
                 day.restMinutes += minutes;
-                if (unknownActivity(a.row))
+                if (a.unknownActivity)
                     day.unknownMinutes += minutes;
             }
         }
         for (const Event& event : std::as_const(day.events)) {
-            day.manualInputCount += isManualRecord(event.row);
-            day.ferryTrainCount += isFerryOrTrain(event.row);
+            day.manualInputCount += event.manual;
+            day.ferryTrainCount += event.ferryOrTrain;
         }
     }
     return days;
 }
 
-QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
-                                      const QList<QVariantMap>& vehicleRecords,
-                                      const QList<QVariantMap>& specificConditions,
+QVariantMap ActivityAnalyzer::analyze(const DatasetRows& activityChanges, const DatasetRows& vehicleRecords,
+                                      const DatasetRows& specificConditions,
                                       const QHash<QString, QDate>& dayDates)
 {
     const QList<DayData> days = buildDays(activityChanges);
@@ -472,7 +488,7 @@ QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
                 restRun = 0;
                 if (workRun > kLongWorkSession && !b.inserted)
                     tooLongWorkSessions.append(formatMinutes(workRun));
-                driving = activityKind(a.row) == Kind::Driving ? driving + minutes : 0;
+                driving = Kind(a.kind) == Kind::Driving ? driving + minutes : 0;
             } else {
                 restRun += minutes;
                 workRun = 0;

@@ -6,6 +6,7 @@
 #include <QTimeZone>
 
 #include <algorithm>
+#include <tuple>
 
 namespace tachoria::ddd {
 
@@ -573,14 +574,18 @@ void Decoder::parseDriverCardData(DddReport& report)
         else if (block.fileNumber == u"0506"_s)
             parsePlaces(report, block.data);
     }
-    std::stable_sort(report.activityChanges.begin(), report.activityChanges.end(),
-                     [](const QVariantMap& a, const QVariantMap& b) {
-                         const int dayA = a.value(u"day"_s).toInt();
-                         const int dayB = b.value(u"day"_s).toInt();
-                         if (dayA != dayB)
-                             return dayA < dayB;
-                         return a.value(u"minutes"_s).toInt() < b.value(u"minutes"_s).toInt();
-                     });
+    // By day, then by minutes; the keys once per row, not in every comparison.
+    QList<std::tuple<int, int, qsizetype>> order;
+    order.reserve(report.activityChanges.size());
+    for (qsizetype row = 0; row < report.activityChanges.size(); ++row)
+        order.append({report.activityChanges.value(row, u"day").toInt(),
+                      report.activityChanges.value(row, u"minutes").toInt(), row});
+    std::stable_sort(order.begin(), order.end());
+    QList<qsizetype> rows;
+    rows.reserve(order.size());
+    for (const auto& entry : std::as_const(order))
+        rows.append(std::get<2>(entry));
+    report.activityChanges.reorder(rows);
     for (const DddBlock& block : std::as_const(report.blocks)) {
         if (block.fileType != 0)
             continue;

@@ -649,21 +649,25 @@ void Decoder::buildAnalysis(DddReport& report)
 {
     // The calendar date of each day key: a card's presence counters, a unit's day numbers.
     QHash<QString, QDate> dates;
-    for (const QVariantMap& row : std::as_const(report.activities))
-        dates.insert(row.value(u"activityDailyPresenceCounter"_s).toString(),
-                     QDate::fromString(row.value(u"activityRecordDate"_s).toString(), u"dd.MM.yyyy"_s));
-    for (const QVariantMap& row : std::as_const(report.dayInformation))
-        dates.insert(row.value(u"dayNo"_s).toString(),
-                     parseReportTime(row.value(u"timeReal"_s).toString()).date());
+    for (qsizetype row = 0; row < report.activities.size(); ++row)
+        dates.insert(report.activities.value(row, u"activityDailyPresenceCounter").toString(),
+                     parseReportTime(report.activities.value(row, u"activityRecordDate").toString()).date());
+    for (qsizetype row = 0; row < report.dayInformation.size(); ++row)
+        dates.insert(report.dayInformation.value(row, u"dayNo").toString(),
+                     parseReportTime(report.dayInformation.value(row, u"timeReal").toString()).date());
     if (report.fileType != DddFileType::Tachograph) {
         // A card's changes are one driver's, whichever slot the card was in.
         report.analysis = ActivityAnalyzer::analyze(report.activityChanges, report.cardIwData,
                                                     report.specificConditions, dates);
     } else {
         // A unit's slots are two drivers: each is judged apart, and the driver's slot is the report's.
-        QList<QVariantMap> slots[2];
-        for (const QVariantMap& row : std::as_const(report.activityChanges))
-            slots[row.value(u"slot"_s).toString() == u"Сопряжённый водитель"_s].append(row);
+        QList<qsizetype> slotRows[2];
+        for (qsizetype row = 0; row < report.activityChanges.size(); ++row)
+            slotRows[report.activityChanges.value(row, u"slot").toString() == u"Сопряжённый водитель"_s]
+                .append(row);
+        DatasetRows slots[2] = {report.activityChanges, report.activityChanges};
+        slots[0].reorder(slotRows[0]);
+        slots[1].reorder(slotRows[1]);
         report.analysis =
             ActivityAnalyzer::analyze(slots[0], report.cardIwData, report.specificConditions, dates);
         report.analysis.insert(u"coDriver"_s, ActivityAnalyzer::analyze(slots[1], report.cardIwData,

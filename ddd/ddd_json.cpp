@@ -8,37 +8,42 @@ using namespace Qt::StringLiterals;
 
 bool JsonWriter::flush()
 {
-    if (!m_buffer.isEmpty() &&
-        std::fwrite(m_buffer.constData(), 1, m_buffer.size(), m_out) != size_t(m_buffer.size()))
+    if (m_size > 0 && std::fwrite(m_buffer.constData(), 1, size_t(m_size), m_out) != size_t(m_size))
         m_failed = true;
-    m_buffer.clear();
+    m_size = 0;
     return !m_failed && std::fflush(m_out) == 0;
 }
 
 void JsonWriter::number(qint64 value)
 {
-    char digits[24];
-    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    m_buffer.append(digits, end - digits);
+    char* out = room(24);
+    m_size = std::to_chars(out, out + 24, value).ptr - m_buffer.constData();
 }
 
 void JsonWriter::string(QStringView text)
 {
     static constexpr char kHex[] = "0123456789abcdef";
-    m_buffer.append('"');
+    static constexpr char kShort[] = {'b', 't', 'n', 0, 'f', 'r'};
+    // At most six bytes a character (an escape), and the two quotes: written through a pointer.
+    char* out = room(6 * text.size() + 2);
+    *out++ = '"';
     for (qsizetype i = 0; i < text.size(); ++i) {
         const char16_t c = text[i].unicode();
         if (c >= 0x20 && c < 0x80 && c != u'"' && c != u'\\') {
-            m_buffer.append(char(c));
+            *out++ = char(c);
         } else if (c < 0x80) {
-            static constexpr char kShort[] = {'b', 't', 'n', 0, 'f', 'r'};
-            m_buffer.append('\\');
-            if (c == u'"' || c == u'\\')
-                m_buffer.append(char(c));
-            else if (c >= 8 && c <= 13 && kShort[c - 8] != 0)
-                m_buffer.append(kShort[c - 8]);
-            else
-                m_buffer.append("u00").append(kHex[c >> 4]).append(kHex[c & 0x0F]);
+            *out++ = '\\';
+            if (c == u'"' || c == u'\\') {
+                *out++ = char(c);
+            } else if (c >= 8 && c <= 13 && kShort[c - 8] != 0) {
+                *out++ = kShort[c - 8];
+            } else {
+                *out++ = 'u';
+                *out++ = '0';
+                *out++ = '0';
+                *out++ = kHex[c >> 4];
+                *out++ = kHex[c & 0x0F];
+            }
         } else {
             char32_t code = c;
             if (QChar::isHighSurrogate(c) && i + 1 < text.size() &&
@@ -47,44 +52,59 @@ void JsonWriter::string(QStringView text)
             else if (QChar::isSurrogate(c))
                 code = 0xFFFD; // a lone half of a pair cannot be written
             if (code < 0x800) {
-                m_buffer.append(char(0xC0 | (code >> 6)));
+                *out++ = char(0xC0 | (code >> 6));
             } else if (code < 0x10000) {
-                m_buffer.append(char(0xE0 | (code >> 12)));
-                m_buffer.append(char(0x80 | ((code >> 6) & 0x3F)));
+                *out++ = char(0xE0 | (code >> 12));
+                *out++ = char(0x80 | ((code >> 6) & 0x3F));
             } else {
-                m_buffer.append(char(0xF0 | (code >> 18)));
-                m_buffer.append(char(0x80 | ((code >> 12) & 0x3F)));
-                m_buffer.append(char(0x80 | ((code >> 6) & 0x3F)));
+                *out++ = char(0xF0 | (code >> 18));
+                *out++ = char(0x80 | ((code >> 12) & 0x3F));
+                *out++ = char(0x80 | ((code >> 6) & 0x3F));
             }
-            m_buffer.append(char(0x80 | (code & 0x3F)));
+            *out++ = char(0x80 | (code & 0x3F));
         }
     }
-    m_buffer.append('"');
-    spill();
+    *out++ = '"';
+    m_size = out - m_buffer.constData();
 }
 
 void JsonWriter::object(const QVariantMap& map)
 {
-    m_buffer.append('{');
+    raw("{");
     for (auto it = map.cbegin(); it != map.cend(); ++it) {
         if (it != map.cbegin())
-            m_buffer.append(',');
+            raw(",");
         string(it.key());
-        m_buffer.append(':');
+        raw(":");
         value(it.value());
     }
-    m_buffer.append('}');
+    raw("}");
 }
 
 void JsonWriter::list(const QVariantList& list)
 {
-    m_buffer.append('[');
+    raw("[");
     for (qsizetype i = 0; i < list.size(); ++i) {
         if (i > 0)
-            m_buffer.append(',');
+            raw(",");
         value(list.at(i));
     }
-    m_buffer.append(']');
+    raw("]");
+}
+
+void JsonWriter::entry(int value)
+{
+    number(value);
+}
+
+void JsonWriter::entry(const QString& value)
+{
+    string(value);
+}
+
+void JsonWriter::entry(const QVariant& value)
+{
+    this->value(value);
 }
 
 void JsonWriter::value(const QVariant& value)
@@ -92,10 +112,10 @@ void JsonWriter::value(const QVariant& value)
     switch (value.typeId()) {
     case QMetaType::UnknownType:
     case QMetaType::Nullptr:
-        m_buffer.append("null");
+        raw("null");
         break;
     case QMetaType::Bool:
-        m_buffer.append(value.toBool() ? "true" : "false");
+        raw(value.toBool() ? "true" : "false");
         break;
     case QMetaType::Int:
     case QMetaType::UInt:
@@ -111,8 +131,8 @@ void JsonWriter::value(const QVariant& value)
     case QMetaType::Float:
     case QMetaType::ULongLong: {
         const double number = value.toDouble();
-        m_buffer.append(qIsFinite(number) ? QByteArray::number(number, 'g', QLocale::FloatingPointShortest)
-                                          : QByteArray("null"));
+        raw(qIsFinite(number) ? QByteArray::number(number, 'g', QLocale::FloatingPointShortest).constData()
+                              : "null");
         break;
     }
     case QMetaType::QVariantMap:
@@ -124,11 +144,13 @@ void JsonWriter::value(const QVariant& value)
     case QMetaType::QStringList:
         list(QVariant(value).toList());
         break;
+    case QMetaType::QString:
+        string(*static_cast<const QString*>(value.constData()));
+        break;
     default:
         string(value.toString());
         break;
     }
-    spill();
 }
 
 bool writeReportJson(const DddReport& report, FILE* out)
@@ -165,9 +187,16 @@ bool writeReportJson(const DddReport& report, FILE* out)
         json.raw(":[");
         const DatasetRows& rows = *report.dataset(name);
         for (qsizetype i = 0; i < rows.size(); ++i) {
-            if (i > 0)
-                json.raw(",");
-            json.object(rows.at(i));
+            json.raw(i > 0 ? ",{" : "{");
+            bool first = true;
+            rows.visit(i, [&json, &first](const QString& key, const auto& value) {
+                json.raw(first ? "" : ",");
+                first = false;
+                json.string(key);
+                json.raw(":");
+                json.entry(value);
+            });
+            json.raw("}");
         }
         json.raw("]");
     }

@@ -10,6 +10,7 @@
 #include <QVariant>
 
 #include <cstdio>
+#include <cstring>
 
 namespace tachoria::ddd {
 
@@ -26,23 +27,37 @@ public:
 
     void value(const QVariant& value);
     void object(const QVariantMap& map);
+    // A value of a dataset's row, as the row keeps it.
+    void entry(int value);
+    void entry(const QString& value);
+    void entry(const QVariant& value);
     void string(QStringView text);
-    void raw(const char* text) { m_buffer.append(text); }
+    void raw(const char* text) { put(text, qsizetype(std::strlen(text))); }
     // True when every byte reached the stream.
     bool flush();
 
 private:
     void number(qint64 value);
     void list(const QVariantList& list);
-    void spill()
+    void put(const char* bytes, qsizetype size)
     {
-        if (m_buffer.size() >= kChunk)
+        std::memcpy(room(size), bytes, size_t(size));
+        m_size += size;
+    }
+    // Room for `size` more bytes at the end of what is buffered; a full buffer goes out first.
+    char* room(qsizetype size)
+    {
+        if (m_size + size > m_buffer.size()) {
             flush();
+            if (size > m_buffer.size())
+                m_buffer.resize(size);
+        }
+        return m_buffer.data() + m_size;
     }
 
-    static constexpr qsizetype kChunk = 1 << 18;
     FILE* m_out;
-    QByteArray m_buffer;
+    QByteArray m_buffer{1 << 18, Qt::Uninitialized};
+    qsizetype m_size = 0;
     bool m_failed = false;
 };
 

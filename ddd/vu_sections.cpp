@@ -232,28 +232,25 @@ void appendChanges(DddReport& report, const QByteArray& d, qsizetype position, i
         const QString slot = (b0 & 0x80) ? u"Сопряжённый водитель"_s : u"Водитель"_s;
         const QString status = (b0 & 0x40) ? u"Экипаж"_s : u"Одиночный режим"_s;
         const QString time = formatMinutes(minutes);
-        // Keys in ascending order, so that each row is built without searching.
-        report.activityDaily.append(
-            makeRow({{u"activity"_s, activities.at(activity)},
-                     {u"cardStatus"_s, notInserted ? u"Не вставлена"_s : u"Вставлена"_s},
-                     {u"day"_s, dayNo},
-                     {u"dayNo"_s, dayNo},
-                     {u"drivingStatus"_s, status},
-                     {u"minutes"_s, minutes},
-                     {u"slot"_s, slot},
-                     {u"timeOfChange"_s, time}}));
+        report.activityDaily.append({{u"activity"_s, activities.at(activity)},
+                                     {u"cardStatus"_s, notInserted ? u"Не вставлена"_s : u"Вставлена"_s},
+                                     {u"day"_s, dayNo},
+                                     {u"dayNo"_s, dayNo},
+                                     {u"drivingStatus"_s, status},
+                                     {u"minutes"_s, minutes},
+                                     {u"slot"_s, slot},
+                                     {u"timeOfChange"_s, time}});
         // The same row with the English texts that the analysis reads.
-        report.activityChanges.append(
-            makeRow({{u"activity"_s, englishActivities.at(activity)},
-                     {u"activityDailyPresenceCounter1"_s, dayNo},
-                     {u"cardStatus"_s, notInserted ? u"Not Inserted"_s : u"Inserted"_s},
-                     {u"day"_s, dayNo},
-                     {u"dayNo"_s, dayNo},
-                     {u"drivingStatus"_s, status},
-                     {u"minutes"_s, minutes},
-                     {u"slot"_s, slot},
-                     {u"time"_s, time},
-                     {u"timeOfChange"_s, time}}));
+        report.activityChanges.append({{u"activity"_s, englishActivities.at(activity)},
+                                       {u"activityDailyPresenceCounter1"_s, dayNo},
+                                       {u"cardStatus"_s, notInserted ? u"Not Inserted"_s : u"Inserted"_s},
+                                       {u"day"_s, dayNo},
+                                       {u"dayNo"_s, dayNo},
+                                       {u"drivingStatus"_s, status},
+                                       {u"minutes"_s, minutes},
+                                       {u"slot"_s, slot},
+                                       {u"time"_s, time},
+                                       {u"timeOfChange"_s, time}});
     }
 }
 
@@ -522,9 +519,9 @@ void parseTechnicalData(DddReport& report, const QByteArray& d)
 
 // --- closing ----------------------------------------------------------------------------------------
 
-QDateTime dayTime(const QVariantMap& row, const QString& key)
+QDateTime dayTime(const DatasetRows& rows, qsizetype row, QStringView key)
 {
-    return parseReportTime(row.value(key).toString());
+    return parseReportTime(rows.value(row, key).toString());
 }
 
 // A stable sort by keys computed once per row.
@@ -534,49 +531,48 @@ void sortRowsBy(DatasetRows& rows, const KeyOf& keyOf)
     QList<std::pair<Key, qsizetype>> keys;
     keys.reserve(rows.size());
     for (qsizetype i = 0; i < rows.size(); ++i)
-        keys.append({keyOf(rows.at(i)), i});
+        keys.append({keyOf(i), i});
     std::stable_sort(keys.begin(), keys.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
-    DatasetRows sorted;
-    sorted.reserve(rows.size());
+    QList<qsizetype> order;
+    order.reserve(keys.size());
     for (const auto& key : std::as_const(keys))
-        sorted.append(rows.at(key.second));
-    rows = std::move(sorted);
+        order.append(key.second);
+    rows.reorder(order);
 }
 
 void closeTachographReport(DddReport& report)
 {
-    sortRowsBy<QDateTime>(report.dayInformation,
-                          [](const QVariantMap& row) { return dayTime(row, u"timeReal"_s); });
-    for (qsizetype i = 0; i < report.dayInformation.size(); ++i)
-        report.dayInformation[i].insert(u"dayNo"_s, int(i + 1));
+    DatasetRows& days = report.dayInformation;
+    sortRowsBy<QDateTime>(days, [&days](qsizetype row) { return dayTime(days, row, u"timeReal"); });
+    for (qsizetype i = 0; i < days.size(); ++i)
+        days.setValue(i, u"dayNo"_s, int(i + 1));
 
-    const auto coDriver = [](const QVariantMap& row) {
-        const QString slot = row.value(u"cardSlot"_s).toString();
-        return slot.contains(u"сопряж"_s, Qt::CaseInsensitive) ||
-               slot.contains(u"co-driver"_s, Qt::CaseInsensitive);
-    };
     // By day, then by insertion time; at the same moment the co-driver's row comes first.
+    DatasetRows& cards = report.cardIwData;
     using InsertionKey = std::tuple<int, QDateTime, int>;
-    sortRowsBy<InsertionKey>(report.cardIwData, [&coDriver](const QVariantMap& row) {
-        return InsertionKey{row.value(u"dayNo"_s).toInt(), dayTime(row, u"cardInsertionDate"_s),
-                            coDriver(row) ? 0 : 1};
+    sortRowsBy<InsertionKey>(cards, [&cards](qsizetype row) {
+        const QString slot = cards.value(row, u"cardSlot").toString();
+        const bool coDriver = slot.contains(u"сопряж"_s, Qt::CaseInsensitive) ||
+                              slot.contains(u"co-driver"_s, Qt::CaseInsensitive);
+        return InsertionKey{cards.value(row, u"dayNo").toInt(), dayTime(cards, row, u"cardInsertionDate"),
+                            coDriver ? 0 : 1};
     });
     int dayNo = 0;
     QDate lastDate;
-    for (QVariantMap& row : report.cardIwData) {
-        const QDate date = dayTime(row, u"cardInsertionDate"_s).date();
+    for (qsizetype row = 0; row < cards.size(); ++row) {
+        const QDate date = dayTime(cards, row, u"cardInsertionDate").date();
         if (dayNo == 0 || date != lastDate)
             ++dayNo;
         lastDate = date;
-        row.insert(u"dayNo"_s, dayNo);
+        cards.setValue(row, u"dayNo"_s, dayNo);
     }
 
     QDateTime earliest;
     QDateTime latest;
-    const auto consider = [&](const DatasetRows& rows, const QString& key) {
-        for (const QVariantMap& row : rows) {
-            const QDateTime moment = parseReportTime(row.value(key).toString());
+    const auto consider = [&](const DatasetRows& rows, QStringView key) {
+        for (qsizetype row = 0; row < rows.size(); ++row) {
+            const QDateTime moment = dayTime(rows, row, key);
             if (!moment.isValid())
                 continue;
             if (!earliest.isValid() || moment < earliest)
@@ -585,13 +581,13 @@ void closeTachographReport(DddReport& report)
                 latest = moment;
         }
     };
-    consider(report.dayInformation, u"timeReal"_s);
-    consider(report.tachoEvents, u"eventBeginTime"_s);
-    consider(report.tachoEvents, u"eventEndTime"_s);
-    consider(report.tachoFaults, u"faultBeginTime"_s);
-    consider(report.tachoFaults, u"faultEndTime"_s);
-    consider(report.calibrationData, u"oldTimeValue"_s);
-    consider(report.calibrationData, u"newTimeValue"_s);
+    consider(report.dayInformation, u"timeReal");
+    consider(report.tachoEvents, u"eventBeginTime");
+    consider(report.tachoEvents, u"eventEndTime");
+    consider(report.tachoFaults, u"faultBeginTime");
+    consider(report.tachoFaults, u"faultEndTime");
+    consider(report.calibrationData, u"oldTimeValue");
+    consider(report.calibrationData, u"newTimeValue");
     if (report.dataStartDate.isEmpty() && earliest.isValid())
         report.dataStartDate = earliest.toString(u"dd.MM.yyyy H:mm:ss"_s);
     if (report.dataEndDate.isEmpty() && latest.isValid())

@@ -818,6 +818,20 @@ QByteArray busyVehicleUnit(int days, bool variedSpeeds)
     return writeVehicleUnit(description);
 }
 
+QByteArray dayOfSpeedVehicleUnit()
+{
+    VehicleUnitDescription unit = sampleVehicleUnit(7);
+    SpeedBlock block = unit.speed.first();
+    unit.speed.clear();
+    for (int minute = 0; minute < 1440; ++minute) {
+        block.begin = unit.days.last().date.startOfDay(QTimeZone::utc()).addSecs(minute * 60);
+        for (int second = 0; second < 60; ++second)
+            block.speeds[second] = (minute * 7 + second * 13) % 120;
+        unit.speed.append(block);
+    }
+    return writeVehicleUnit(unit);
+}
+
 QByteArray longActivityCard(int activityFiles)
 {
     constexpr int kDaysPerFile = 255; // 255 records of 252 bytes, just below the largest file

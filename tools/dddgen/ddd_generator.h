@@ -280,6 +280,8 @@ ExtendedVehicleUnitDescription sampleExtendedVehicleUnit();
 // day) and a day of detailed speed, whose minutes all differ when `variedSpeeds`; and a card whose days
 // of 120 activity changes fill `activityFiles` activity files of nearly the largest size a card file has.
 QByteArray busyVehicleUnit(int days, bool variedSpeeds);
+// A week of the sample unit with a day of detailed speed, about 100 KB.
+QByteArray dayOfSpeedVehicleUnit();
 QByteArray longActivityCard(int activityFiles);
 
 } // namespace tachoria::dddgen

@@ -12,7 +12,6 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <QTextStream>
-#include <QTimeZone>
 
 #include <algorithm>
 
@@ -62,17 +61,8 @@ bool writeCorpus(const QString& folder)
 // The generated files that the decoder's speed is measured on, whole process and all.
 bool writeBenchFiles(const QString& folder)
 {
-    VehicleUnitDescription unit = sampleVehicleUnit(7);
-    SpeedBlock block = unit.speed.first();
-    unit.speed.clear();
-    for (int minute = 0; minute < 1440; ++minute) {
-        block.begin = unit.days.last().date.startOfDay(QTimeZone::utc()).addSecs(minute * 60);
-        for (int second = 0; second < 60; ++second)
-            block.speeds[second] = (minute * 7 + second * 13) % 120;
-        unit.speed.append(block);
-    }
     const QList<std::pair<QString, QByteArray>> files = {
-        {u"vu-day-of-speed.ddd"_s, writeVehicleUnit(unit)},
+        {u"vu-day-of-speed.ddd"_s, dayOfSpeedVehicleUnit()},
         {u"card-28-days.ddd"_s, writeDriverCard(sampleDriverCard(28))},
         {u"vu-4mib.ddd"_s, busyVehicleUnit(1450, false)},
         {u"card-long-activity.ddd"_s, longActivityCard(11)},
