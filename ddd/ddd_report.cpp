@@ -149,13 +149,14 @@ QVariantMap DatasetRows::at(qsizetype row) const
 
 QVariant DatasetRows::value(qsizetype row, QStringView key) const
 {
+    // A row has a handful of keys: comparing lengths first finds one faster than any search.
     const Row& where = m_rows.at(row);
     const QStringList& keys = m_shapes.at(where.shape);
-    const auto found = std::lower_bound(keys.cbegin(), keys.cend(), key,
-                                        [](const QString& a, QStringView b) { return QStringView(a) < b; });
-    if (found == keys.cend() || *found != key)
-        return QVariant();
-    return cellValue(m_cells.at(where.firstCell + (found - keys.cbegin())));
+    for (qsizetype i = 0; i < keys.size(); ++i) {
+        if (keys.at(i).size() == key.size() && QStringView(keys.at(i)) == key)
+            return cellValue(m_cells.at(where.firstCell + i));
+    }
+    return QVariant();
 }
 
 DatasetRows DatasetRows::mid(qsizetype position, qsizetype length) const

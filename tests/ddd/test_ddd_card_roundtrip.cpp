@@ -1,10 +1,13 @@
 // Driver-card files written by the generator, decoded and compared with their description.
 #include "dataset_columns.h"
 #include "ddd/ddd_decoder.h"
+#include "ddd/ddd_fields.h"
 #include "tools/dddgen/ddd_generator.h"
 
 #include <QTest>
 #include <QTimeZone>
+
+#include <iconv.h>
 
 using namespace tachoria::ddd;
 using namespace tachoria::ddd::test;
@@ -252,6 +255,53 @@ private Q_SLOTS:
                      {u"00:00"_s, u"06:00"_s, u"06:30"_s, u"10:30"_s, u"11:15"_s, u"14:45"_s, u"15:05"_s}));
         QCOMPARE(report.totalDistanceKm, 400 + 401 + 402 + 403 + 404); // the days' distances
         QCOMPARE(report.totalDays, 5);
+    }
+
+    // Names in every code page of Europe: a card's own through the generator, and every byte of each part
+    // against the C library's tables.
+    void namesInEveryCodePage_data()
+    {
+        QTest::addColumn<int>("codePage");
+        QTest::addColumn<QString>("surname");
+        const QList<std::pair<int, QString>> names = {{1, u"Ñúñez Müller"_s},  {2, u"Łukasiewicz Dvořák"_s},
+                                                      {3, u"Ġużeppi Ħabib"_s}, {4, u"Ķēniņš"_s},
+                                                      {5, u"Иванов Ёжиков"_s}, {6, u"عبد الله"_s},
+                                                      {7, u"Παπαδόπουλος"_s},  {8, u"כהן"_s},
+                                                      {9, u"Öztürk Çağrı"_s},  {10, u"Þórðarson"_s},
+                                                      {11, u"สมชาย"_s},        {13, u"Žukauskas Ąžuolas"_s},
+                                                      {14, u"Ŵyn Ŷates"_s},    {15, u"Šárka Žák €"_s},
+                                                      {16, u"Țăranu Ștefan"_s}};
+        for (const auto& [codePage, surname] : names)
+            QTest::addRow("%d", codePage) << codePage << surname;
+    }
+
+    void namesInEveryCodePage()
+    {
+        QFETCH(int, codePage);
+        QFETCH(QString, surname);
+        DriverCardDescription description = sampleDriverCard(1);
+        description.nameCodePage = codePage;
+        description.surname = surname;
+        const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
+        QCOMPARE(report.driverSurname, surname);
+        QCOMPARE(value(report.cardIdentification, u"cardHolderSurname"_s), surname);
+
+        iconv_t converter = iconv_open("UTF-8", ("ISO-8859-" + QByteArray::number(codePage)).constData());
+        QVERIFY(converter != iconv_t(-1));
+        for (int byte = 0xA0; byte <= 0xFF; ++byte) {
+            char in = char(byte);
+            char out[8] = {};
+            char* input = &in;
+            char* output = out;
+            size_t inputLeft = 1;
+            size_t outputLeft = sizeof out;
+            const bool defined = iconv(converter, &input, &inputLeft, &output, &outputLeft) != size_t(-1);
+            // A byte the part leaves undefined, like the no-break space, parts words as a blank.
+            const QString expected = defined && byte != 0xA0 ? QString::fromUtf8(out) : u" "_s;
+            QCOMPARE(readName(QByteArray(1, char(codePage)) + "A" + char(byte) + "B", 0, 4),
+                     u"A"_s + expected + u"B"_s);
+        }
+        iconv_close(converter);
     }
 
     void blockPromisingMoreThanTheFileHolds()

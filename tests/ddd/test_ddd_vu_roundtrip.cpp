@@ -97,6 +97,44 @@ private Q_SLOTS:
         QTest::newRow("four weeks") << 28;
     }
 
+    // Days one behind the other in a 7602 block, as a download writes them or a unit's own download does,
+    // each read whole: its insertions, its changes on both slots, its places, its day in the analysis.
+    void daysInOneActivityBlock_data()
+    {
+        QTest::addColumn<int>("daysPerBlock");
+        QTest::addColumn<int>("blocks");
+        QTest::newRow("one day a block") << 1 << 7;
+        QTest::newRow("three days a block") << 3 << 3;
+        QTest::newRow("the whole week in one block") << 7 << 1;
+    }
+
+    void daysInOneActivityBlock()
+    {
+        QFETCH(int, daysPerBlock);
+        VehicleUnitDescription description = sampleVehicleUnit(7);
+        description.daysPerActivityBlock = daysPerBlock;
+        for (Day& day : description.days)
+            day.changes.append({{0, Rest, false, true}, {480, Availability, true, true, true}});
+        const DddReport report = Decoder::decode(writeVehicleUnit(description), u"vu.ddd"_s);
+        QTEST(int(tags(report).count(u"7602"_s)), "blocks");
+        QCOMPARE(column(report.dayInformation, u"timeReal"_s).size(), 7);
+        QCOMPARE(column(report.dayInformation, u"timeReal"_s).last(), u"10.03.2024 0:00:00"_s);
+        QCOMPARE(report.activityDaily.size(), 7 * 9);
+        QCOMPARE(column(report.activityDaily, u"dayNo"_s).last(), u"7"_s);
+        QCOMPARE(column(report.activityDaily, u"slot"_s).last(), u"Сопряжённый водитель"_s);
+        QCOMPARE(report.cardIwData.size(), 7);
+        QCOMPARE(report.placeDailyWorkPeriod.size(), 7);
+        QCOMPARE(report.totalDays, 7);
+        QCOMPARE(report.analysis.value(u"coDriver"_s)
+                     .toMap()
+                     .value(u"workingHours"_s)
+                     .toMap()
+                     .value(u"items"_s)
+                     .toList()
+                     .size(),
+                 7);
+    }
+
     void days()
     {
         QFETCH(int, days);
