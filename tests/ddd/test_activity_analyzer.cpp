@@ -278,6 +278,35 @@ private Q_SLOTS:
             << QVariant(u"Недостаточный еженедельный отдых: 12:00 < 45:00"_s);
         QTest::newRow("six days are not yet judged")
             << workingDays({1, 2, 3, 4, 5, 6}) << u"restBreaks/weeklyRestReduced"_s << QVariant(false);
+        QTest::newRow("a short day is within two weeks' limit")
+            << workingDay(u"0001"_s, u"06:00"_s, u"09:00"_s) << u"drivingCycles/biWeeklyLimitExceeded"_s
+            << QVariant(false);
+        QTest::newRow("a change at 05:59 is at night") << workingDay(u"0001"_s, u"05:59"_s, u"07:00"_s)
+                                                       << u"restBreaks/hasSplitRest"_s << QVariant(true);
+        QTest::newRow("\"Перерыв\" with the card is a rest activity")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Перерыв"_s),
+                    change(u"0001"_s, u"09:00"_s, u"Rest"_s, false)}
+            << u"workingHours/items/0/restActivityMinutes"_s << QVariant(60);
+        QTest::newRow("\"Неизвестно\" without the card is unknown")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Неизвестно"_s, false),
+                    change(u"0001"_s, u"09:00"_s, u"Work"_s)}
+            << u"workingHours/items/0/unknownMinutes"_s << QVariant(60);
+        QTest::newRow("minute 1440 is no time of day")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Drive"_s), QVariantMap{{u"day"_s, u"0001"_s},
+                                                                           {u"minutes"_s, 1440},
+                                                                           {u"cardStatus"_s, u"Inserted"_s}}}
+            << u"drivingCycles/dailyDrivingTimeMinutes"_s << QVariant(0);
+        QTest::newRow("no manual entries") << workingDay(u"0001"_s, u"06:00"_s, u"09:00"_s)
+                                           << u"classification/manualInputCount"_s << QVariant(0);
+        QTest::newRow("a rest at the data's end holds to the day's end")
+            << workingDays({1, 2, 3, 4, 5}) + Rows{change(u"0008"_s, u"00:00"_s, u"Rest"_s, false)}
+            << u"restBreaks/weeklyRest"_s << QVariant(u"78:00"_s);
+        QTest::newRow("an open rest at the day's end is no session")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Work"_s), change(u"0001"_s, u"09:00"_s, u"Rest"_s, false),
+                    change(u"0001"_s, u"10:00"_s, u"Work"_s)}
+            << u"efficiency/sessionCount"_s << QVariant(1);
+        QTest::newRow("no changes, no night sessions")
+            << Rows() << u"workingHours/nightWorkSessions"_s << QVariant(0);
         QTest::newRow("no changes") << Rows() << u"compliance/overallScore"_s << QVariant(0);
         QTest::newRow("no changes, no verdict") << Rows() << u"compliance/isCompliant"_s << QVariant(false);
         QTest::newRow("no changes, no durations")
@@ -307,6 +336,23 @@ private Q_SLOTS:
         QCOMPARE(at(report.analysis, u"coDriver/drivingCycles/maxContinuousDrivingMinutes"_s).toInt(), 0);
         QCOMPARE(at(report.analysis, u"coDriver/classification/availabilityMinutes"_s).toInt(), 240);
         QCOMPARE(at(report.analysis, u"coDriver/compliance/isCompliant"_s).toBool(), true);
+    }
+
+    void minutesOfText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("minutes");
+        QTest::newRow("HH:MM") << u"08:30"_s << 510;
+        QTest::newRow("24:00 is no time") << u"24:00"_s << -1;
+        QTest::newRow("inside a longer text") << u"04.03.2024 17:05:00"_s << 1025;
+        QTest::newRow("an hour of one digit is no time") << u"04.03.2024 7:05:00"_s << -1;
+        QTest::newRow("no time") << u"rest"_s << -1;
+    }
+
+    void minutesOfText()
+    {
+        QFETCH(QString, text);
+        QTEST(ActivityAnalyzer::parseMinutes(text), "minutes");
     }
 
     void dayOrder_data()
@@ -351,12 +397,15 @@ private Q_SLOTS:
                                {u"entryTime"_s, u"04.03.2024 23:30:00"_s}},
                               {{u"specificConditionType"_s, u"Прочее"_s}, {u"conditionCode"_s, 7}},
                               {{u"specificConditionType"_s, u"Паром/поезд — окончание"_s},
-                               {u"entryTime"_s, u"05.03.2024 01:00:00"_s}}};
+                               {u"entryTime"_s, u"05.03.2024 01:00:00"_s}},
+                              {{u"type"_s, u"Ferry/train crossing begin"_s}, {u"time"_s, u"10:00"_s}},
+                              {{u"type"_s, u"Ferry/train crossing end"_s}, {u"time"_s, u"11:00"_s}}};
         const QVariantMap analysis = ActivityAnalyzer::analyze({}, vehicles, conditions);
         QCOMPARE(at(analysis, u"conditions/manualInputCount"_s).toInt(), 3);
-        QCOMPARE(at(analysis, u"conditions/specificConditionCount"_s).toInt(), 3);
-        QCOMPARE(at(analysis, u"conditions/ferryTrainCount"_s).toInt(), 2);
-        QCOMPARE(at(analysis, u"conditions/ferryTrainMinutes"_s).toInt(), 90); // across midnight
+        QCOMPARE(at(analysis, u"conditions/specificConditionCount"_s).toInt(), 5);
+        QCOMPARE(at(analysis, u"conditions/ferryTrainCount"_s).toInt(), 4);
+        QCOMPARE(at(analysis, u"conditions/ferryTrainMinutes"_s).toInt(),
+                 90 + 60); // the first across midnight
         QCOMPARE(at(analysis, u"conditions/ferryTrainIntervals/0/begin"_s).toString(), u"23:30"_s);
     }
 };
