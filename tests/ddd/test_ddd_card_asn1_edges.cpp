@@ -65,6 +65,15 @@ private Q_SLOTS:
         QCOMPARE(identification(report, u"cardHolderPreferredLanguage"_s), u"ru"_s);
     }
 
+    // A file cut short has the rows of the fields it holds whole.
+    void shortApplicationIdentification()
+    {
+        const DddReport report =
+            Decoder::decode(hex("000200000A") + "ICC DATA.." + hex("0501000003 010100"), u"card.ddd"_s);
+        QCOMPARE(column(report.applicationIdentification, u"description"_s),
+                 QStringList({u"typeOfTachographCardID"_s, u"cardStructureVersion"_s}));
+    }
+
     void shortIccFileGetsOneRow()
     {
         const QByteArray bytes = hex("000200000A") + QByteArray("ICC DATA..");

@@ -175,6 +175,7 @@ private Q_SLOTS:
                  QStringList({u"Вставка карты во время движения"_s, u"Превышение скорости"_s}));
         QCOMPARE(column(report.events, u"eventTypeEnglish"_s).last(), u"General event - Over speeding"_s);
         QCOMPARE(column(report.events, u"eventBeginTime"_s).first(), u"04.03.2024 8:00:00"_s);
+        QCOMPARE(column(report.events, u"eventEndTime"_s).first(), u"04.03.2024 8:01:00"_s);
         // The code-page byte 0x01 in front of the number is a blank, and falls away.
         QCOMPARE(column(report.events, u"vehicleRegistrationNumber"_s),
                  QStringList({u"A123BC77"_s, u"A123BC77"_s}));
@@ -189,6 +190,10 @@ private Q_SLOTS:
         QCOMPARE(column(report.vehicles, u"vuDataBlockCounter"_s), QStringList({u"0001"_s, u"0002"_s}));
         QCOMPARE(column(report.places, u"entryTypeDailyWorkPeriod"_s), QStringList({u"Begin"_s, u"End"_s}));
         QCOMPARE(column(report.places, u"entryTime"_s).first(), u"04.03.2024 06:00:00"_s);
+        QCOMPARE(column(report.places, u"dailyWorkPeriodCountry"_s),
+                 QStringList(2, u"Российская Федерация"_s));
+        QCOMPARE(column(report.places, u"vehicleOdometerValue"_s), QStringList({u"120000"_s, u"120420"_s}));
+        QCOMPARE(column(report.drivingLicence, u"hexData"_s).at(1), u"2B"_s);
         // Stored three hours ahead: 12:00 shows as 09:00.
         QCOMPARE(column(report.specificConditions, u"entryTime"_s),
                  QStringList({u"04.03.2024 09:00:00"_s, u"04.03.2024 10:30:00"_s}));
