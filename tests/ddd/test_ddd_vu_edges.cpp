@@ -132,6 +132,29 @@ private Q_SLOTS:
             QCOMPARE(row.value(it.key()).toString(), it.value().toString());
     }
 
+    // A day the layout does not fit is read as before: its places follow a count of one, 28 bytes each.
+    void placesOfADamagedDay()
+    {
+        const QByteArray place = hex("012B") + "RUD0000012345670" + hex("65E51D10 00 2B 00 000010");
+        const DddReport report = activityBlock(hex("0000") + changes(1) + hex("01") + place + place);
+        QCOMPARE(column(report.placeDailyWorkPeriod, u"entryTime"_s),
+                 QStringList(2, u"04.03.2024 1:00:00"_s));
+    }
+
+    // An events block that ends behind its over-speed control: the control is read.
+    void overSpeedControlAtTheBlocksEnd()
+    {
+        DddReport report;
+        report.fileType = DddFileType::Tachograph;
+        DddBlock block;
+        block.fileNumber = u"7603"_s;
+        block.data = hex("7603 00 00 65E50F00 00000000 01") + QByteArray(128, '\x5A');
+        report.blocks.append(block);
+        Decoder::parseTachographData(report);
+        QCOMPARE(column(report.overSpeedingControl, u"value"_s),
+                 QStringList({u"04.03.2024 0:00:00"_s, u"01.01.1970 0:00:00"_s, u"1"_s}));
+    }
+
     void cardInsertionWithoutOdometer()
     {
         VehicleUnitDescription description = sampleVehicleUnit(1);
@@ -220,7 +243,11 @@ private Q_SLOTS:
     {
         // ISO-8859-5 as these units write it, with the one-off upper range.
         QCOMPARE(readCalibrationText(hex("B0BFEF A1 F0 20 41 7F 80"), 0, 9), u"АПяЁр A\x7F?"_s);
-        QCOMPARE(readWindows1251Text(hex("C0E0A8B80020"), 0, 6), u"АаЁё  "_s);
+        QCOMPARE(readWindows1251Text(hex("C0E0A8B8002099"), 0, 7), u"АаЁё  ?"_s);
+        QCOMPARE(byteAt(hex("01"), 1), 0);
+        QCOMPARE(byteAt(hex("01"), -1), 0);
+        QCOMPARE(hexText(hex("0102"), 3, 2), QString());
+        QCOMPARE(formatUnix(946684800), u"01.01.2000 00:00:00"_s);
         QCOMPARE(readFixedText(hex("0041054200"), 0, 5), u"A B"_s);
         QCOMPARE(readFixedText(hex("4142"), 1, 2), QString());
         QCOMPARE(readAsciiWithReplacement(hex("41004207"), 0, 4), u"AB?"_s);

@@ -44,13 +44,14 @@ private Q_SLOTS:
         QCOMPARE(value(report.insertedCardType, u"co-driverCardSlot"_s), u"No card inserted"_s);
         QCOMPARE(value(report.downloadActivity, u"driverCardNumber"_s), u"RUD0000012345670"_s);
         QCOMPARE(value(report.downloadActivity, u"companyOrTachoriaName"_s), u"ООО ТРАНСЛОГИСТИК"_s);
-        QCOMPARE(report.companyLocks.size(), 1);
+        QCOMPARE(column(report.companyLocks, u"recordIndex"_s), QStringList{u"0"_s});
         QCOMPARE(report.controlActivity.size(), 0);
 
         QCOMPARE(value(report.vuIdentification, u"vuManufacturerName"_s), u"ООО ТАХОРИЯ"_s);
         QCOMPARE(value(report.vuIdentification, u"vuPartNumber"_s), u"TCH-3.0"_s);
         QCOMPARE(value(report.vuIdentification, u"vuSerialNumber"_s), u"1234567"_s);
-        QCOMPARE(value(report.vuIdentification, u"monthYear"_s), u"0324"_s);
+        QCOMPARE(value(report.vuIdentification, u"vuManufacturerAddress"_s), u"МОСКВА"_s);
+        QCOMPARE(value(report.vuIdentification, u"monthYear"_s), u"1223"_s);
         QCOMPARE(value(report.vuIdentification, u"type"_s), u"Vehicle Unit"_s);
         QCOMPARE(value(report.vuIdentification, u"vuSoftwareVersion"_s), u"0203"_s);
         QCOMPARE(value(report.vuIdentification, u"vuManufacturingDate"_s), u"14.02.2023"_s);
@@ -58,6 +59,7 @@ private Q_SLOTS:
         QCOMPARE(value(report.sensorPaired, u"type"_s), u"Motion Sensor"_s);
         QCOMPARE(value(report.sensorPaired, u"sensorApprovalNumber"_s), u"e1-0099"_s);
         QCOMPARE(value(report.sensorPaired, u"sensorPairingDateFirst"_s), u"01.03.2023 9:00:00"_s);
+        QCOMPARE(column(report.sensorPaired, u"hex"_s).last().size(), 2 * 20);
 
         QCOMPARE(report.calibrationData.size(), 1);
         const QVariantMap calibration = report.calibrationData.first();
@@ -184,6 +186,7 @@ private Q_SLOTS:
         QCOMPARE(report.placeDailyWorkPeriod.size(), days);
         QCOMPARE(column(report.placeDailyWorkPeriod, u"dailyWorkPeriodRegion"_s).first(), u"Moscow Region"_s);
         QCOMPARE(column(report.placeDailyWorkPeriod, u"entryTypeDailyWorkPeriod"_s).first(), u"Begin"_s);
+        QCOMPARE(column(report.placeDailyWorkPeriod, u"driverCardNumber"_s).first(), u"RUD0000012345670"_s);
 
         QCOMPARE(report.tachoFaults.size(), 1);
         QCOMPARE(report.faults, report.tachoFaults);
@@ -200,12 +203,15 @@ private Q_SLOTS:
         QCOMPARE(value(report.overSpeedingControl, u"numberOfOverspeedSince"_s), u"1"_s);
         QCOMPARE(column(report.overSpeedingEvents, u"maxSpeedValue"_s), QStringList{u"112"_s});
         QCOMPARE(column(report.overSpeedingEvents, u"averageSpeedValue"_s), QStringList{u"97"_s});
+        QCOMPARE(column(report.overSpeedingEvents, u"eventEndTime1"_s),
+                 QStringList{u"05.03.2024 11:01:30"_s});
         QCOMPARE(column(report.overSpeedingEvents, u"cardNumberDriverSlotBegin11"_s),
                  QStringList{u"RUD0000012345670"_s});
         QCOMPARE(report.totalOverSpeeding, 1);
         QCOMPARE(report.daysWithFaults, 1);
         QCOMPARE(report.daysWithOverSpeeding, 1);
         QCOMPARE(column(report.timeAdjustments, u"tachoriaName"_s), QStringList{u"ООО ТАХОСЕРВИС"_s});
+        QCOMPARE(column(report.timeAdjustments, u"newTimeValue"_s), QStringList{u"04.03.2024 4:02:00"_s});
         QVERIFY(
             column(report.timeAdjustments, u"tachoriaCardNumber"_s).first().contains(u"RUW0000000000042"_s));
 
@@ -213,6 +219,9 @@ private Q_SLOTS:
         QCOMPARE(report.detailedSpeed.size(), 3);
         QCOMPARE(report.charts.size(), 180);
         QCOMPARE(column(report.detailedSpeed, u"validSpeedCount"_s), QStringList(3, u"59"_s));
+        QVERIFY(column(report.detailedSpeed, u"speedsPerSecond"_s)
+                    .first()
+                    .startsWith(u"60, 61, 62, 63, 64, 60"_s));
         QCOMPARE(column(report.detailedSpeed, u"maxSpeed"_s), QStringList({u"64"_s, u"74"_s, u"84"_s}));
         QCOMPARE(report.detailedSpeed.first().value(u"averageSpeed"_s).toDouble(), 60 + 116.0 / 59);
         QCOMPARE(report.maxSpeed, 84);

@@ -476,8 +476,8 @@ void technicalData(Writer& out, const VehicleUnitDescription& d)
     out.name(d.manufacturerAddress, 36);
     out.latin(d.partNumber, 16);
     out.be32(d.serialNumber);
-    out.u8(0x03);
-    out.u8(0x24);
+    out.u8(0x12); // December 2023, BCD
+    out.u8(0x23);
     out.u8(6);
     out.u8(0x42);
     out.latin(d.softwareVersion, 4);
