@@ -271,6 +271,28 @@ private Q_SLOTS:
             QVERIFY2(report.dataset(name), qPrintable(name));
     }
 
+    // The titles of the blocks as the structure tab shows them.
+    void blockNames()
+    {
+        QStringList names;
+        for (const char* tag : {"0002", "0005", "C209", "0501", "0520", "0521", "0502", "0503", "0504",
+                                "0505", "0506", "0508", "0522", "050E", "0507", "0523"})
+            names.append(Decoder::cardBlockName(QLatin1String(tag)));
+        QCOMPARE(names, QStringList({u"ICC"_s, u"IC"_s, u"Сертификат"_s, u"Идентификация приложения"_s,
+                                     u"Идентификация"_s, u"Водительское удостоверение"_s, u"Данные событий"_s,
+                                     u"Данные неисправностей"_s, u"Активность водителя"_s,
+                                     u"Использованные автомобили"_s, u"Места"_s, u"Контрольная активность"_s,
+                                     u"Особые условия"_s, u"Загрузка карты"_s, u"Текущее использование"_s,
+                                     u"Неизвестный блок 0523"_s}));
+        names.clear();
+        for (const char* tag : {"7681", "7601", "7602", "7603", "7604", "7605", "7606"})
+            names.append(Decoder::tachographBlockName(QLatin1String(tag)));
+        QCOMPARE(names,
+                 QStringList({u"Основные данные тахографа"_s, u"Идентификация тахографа"_s,
+                              u"Данные активности"_s, u"События и неисправности"_s, u"Детальная скорость"_s,
+                              u"Калибровка и технические данные"_s, u"Блок DDD"_s}));
+    }
+
     void printableStrings()
     {
         const QByteArray bytes = QByteArray("ABCD") + hex("00") + "abcd" + hex("01") + "xyz" + hex("02") +
