@@ -331,6 +331,17 @@ private Q_SLOTS:
         QTest::newRow("card number found in a window")
             << hex("000200001901") + QByteArray(6, '\x01') + "12345678901234" + hex("01") << QString()
             << QString() << QStringLiteral("12345678901234");
+        // Only the file's last window holds the number on a word boundary.
+        QTest::newRow("card number in the last window")
+            << hex("000200000A") + "ICC DATA..ZZ1234567890123456" << QString() << QStringLiteral("ZZ1234")
+            << QStringLiteral("1234567890123456");
+        QTest::newRow("a loose card number of ten characters")
+            << hex("000200000A") + "ICC DATA.." + hex("00") + "ABCDE12345" + hex("00") << QString()
+            << QStringLiteral("ABCDE12345") << QStringLiteral("ABCDE12345");
+        // A VIN run on by printable bytes is no word: the bytes of an ASN.1 element of 17 still give it.
+        QTest::newRow("VIN of an ASN.1 element")
+            << hex("00") + hex("30180111") + "WVWZZZ1JZXW000001" + hex("3003020105")
+            << QStringLiteral("WVWZZZ1JZXW000001") << QStringLiteral("WVWZZZ1JZXW") << QString();
     }
 
     void metadataFromLooseText()
@@ -340,6 +351,16 @@ private Q_SLOTS:
         QTEST(report.vin, "vin");
         QTEST(report.registrationNumber, "registration");
         QTEST(report.cardNumber, "card");
+    }
+
+    // Every 16-byte window with a printable byte, each text once, none beyond the file's end.
+    void windowsOfText()
+    {
+        QCOMPARE(Decoder::knownHexCandidates("ABCDEFGHIJKLMNOPQ", {}),
+                 QStringList({u"ABCDEFGHIJKLMNOP"_s, u"BCDEFGHIJKLMNOPQ"_s}));
+        QCOMPARE(Decoder::knownHexCandidates(QByteArray(16, '\x01') + "A", {}),
+                 QStringList{QString::fromLatin1(QByteArray(15, '\x01') + "A")});
+        QCOMPARE(Decoder::knownHexCandidates("ABCDEFGHIJKLMNOP", {u"ABCDEFGHIJKLMNOP"_s}), QStringList());
     }
 
     void unknownAndUnreadableFiles()
