@@ -162,6 +162,11 @@ private Q_SLOTS:
         QCOMPARE(report.fileName, QStringLiteral("card.ddd"));
         QCOMPARE(report.sourceFingerprint.size(), 64);
         const QVariantMap row = report.blockRows().at(1).toMap();
+        QCOMPARE(row.keys(),
+                 QStringList({u"blockStartPosition"_s, u"data"_s, u"description"_s, u"fileNumber"_s,
+                              u"fileType"_s, u"length"_s, u"name"_s, u"occurrence"_s, u"offset"_s,
+                              u"payloadHex"_s, u"recordCount"_s, u"recordLength"_s}));
+        QCOMPARE(row.value(u"name"_s).toString(), u"Использованные автомобили"_s);
         QCOMPARE(row.value(QStringLiteral("recordCount")).toInt(), 0); // a card's rows hide the record fields
         QCOMPARE(row.value(QStringLiteral("description")).toString(),
                  QStringLiteral("Найден по структурированному формату"));
@@ -267,6 +272,23 @@ private Q_SLOTS:
                          u"formatNote"_s};
         keys.sort();
         QCOMPARE(report.summary().keys(), keys);
+        QCOMPARE(report.summary().value(u"asn1Identity"_s).toMap().keys(),
+                 QStringList({u"cardNumber"_s, u"cardWithdrawalTime"_s, u"dataEndDate"_s, u"dataStartDate"_s,
+                              u"driverFirstName"_s, u"driverSurname"_s, u"registrationNumber"_s,
+                              u"vehicleFirstUseDate"_s, u"version"_s, u"vin"_s}));
+        QCOMPARE(report.summary().value(u"fileType"_s).toString(), u"Карта водителя"_s);
+        QCOMPARE(
+            report.summary().value(u"formatNote"_s).toString(),
+            u"Разобраны ASN.1/BER и доступные блоки карты ICC/IC, идентификации, событий, неисправностей, "
+            u"активности, автомобилей, мест и дополнительных данных; рассчитаны рабочее время, лимиты и "
+            u"нарушения."_s);
+        DddReport unit;
+        unit.fileType = DddFileType::Tachograph;
+        QCOMPARE(unit.summary().value(u"fileType"_s).toString(), u"Тахограф"_s);
+        QCOMPARE(unit.summary().value(u"formatNote"_s).toString(),
+                 u"Разобраны секции тахографа 7601–7605/7681–7685, цифровые подписи, ASN.1/BER и доступные "
+                 u"расчёты активности, расстояния, скорости и нарушений."_s);
+        QCOMPARE(DddReport().summary().value(u"fileType"_s).toString(), u"Неизвестный формат"_s);
         for (const QString& name : DddReport::datasetNames())
             QVERIFY2(report.dataset(name), qPrintable(name));
     }
