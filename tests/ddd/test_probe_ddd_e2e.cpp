@@ -154,6 +154,9 @@ private Q_SLOTS:
         QFile sample(QStringLiteral(TACHORIA_SOURCE_DIR "/tests/ddd/samples/vu_gen1.ddd"));
         QVERIFY(sample.open(QIODevice::ReadOnly));
         QTest::newRow("real-structure vehicle unit") << sample.readAll();
+        // A text outside the Basic Multilingual Plane, in an ASN.1 UTF8String, and control characters.
+        QTest::newRow("a character of two halves")
+            << QByteArray::fromHex("000200000A") + "ICC DATA.." + QByteArray::fromHex("30080C06F09D849E0A22");
     }
 
     void exportEqualsTheDocumentOfTheMaps()
