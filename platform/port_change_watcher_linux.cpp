@@ -1,5 +1,6 @@
 #include "platform/port_change_watcher.h"
 
+#include <cerrno>
 #include <cstring>
 #include <libudev.h>
 #include <poll.h>
@@ -46,6 +47,9 @@ void PortChangeWatcher::run()
         pollfd pfd{udev_monitor_get_fd(monitor), POLLIN, 0};
         while (!m_stop) {
             const int ready = ::poll(&pfd, 1, kWaitSliceMs);
+            // A signal delivered to this thread only interrupts the wait; anything else ends the watch.
+            if (ready < 0 && errno == EINTR)
+                continue;
             if (ready < 0)
                 break;
             if (ready == 0)

@@ -14,6 +14,9 @@ struct SerialDeviceRecord
     QString model;
 };
 
+// The machine's own serial port that another system calls "COM<number>": /dev/ttyS<number - 1> here.
+QString defaultSerialPortName(int comNumber);
+
 // Serial devices known to the device manager (udev on Linux). False when it cannot be asked at all.
 bool enumerateSerialDevices(QList<SerialDeviceRecord>& devices);
 

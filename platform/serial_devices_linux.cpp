@@ -4,6 +4,11 @@
 
 namespace tachoria::platform {
 
+QString defaultSerialPortName(int comNumber)
+{
+    return QStringLiteral("/dev/ttyS%1").arg(comNumber - 1);
+}
+
 namespace {
 
 QString property(udev_device* device, const char* name)

@@ -1,6 +1,8 @@
 #include "protocol/serial_port_catalog.h"
 
 #include "platform/serial_devices.h"
+#include "storage/app_paths.h"
+#include "storage/settings_repository.h"
 
 #include <QFileInfo>
 #include <QHash>
@@ -61,26 +63,40 @@ bool SerialPortCatalog::isDirectTransport(const QString& port)
     return target.startsWith(QLatin1String("/dev/")) && !target.contains(QLatin1String("rfcomm"));
 }
 
+QStringList SerialPortCatalog::configuredPorts()
+{
+    // Only read settings that exist: asking must not create a database where the program never ran.
+    const QString path = storage::AppPaths::database(QStringLiteral("SettingsDB.db"));
+    if (!QFileInfo::exists(path))
+        return {};
+    storage::SettingsRepository settings(path);
+    if (!settings.isOpen())
+        return {};
+    const QString ports = QStringLiteral("Ports");
+    return {settings.value(ports, QStringLiteral("CalibrationPortName")),
+            settings.value(ports, QStringLiteral("DownloadPortName")),
+            settings.value(ports, QStringLiteral("RalonaPortName"))};
+}
+
+QList<SerialPortInfo> SerialPortCatalog::available()
+{
+    return available(configuredPorts());
+}
+
 QList<SerialPortInfo> SerialPortCatalog::available(const QStringList& configuredPorts)
 {
     QList<SerialPortInfo> ports;
     QList<platform::SerialDeviceRecord> devices;
     const bool known = platform::enumerateSerialDevices(devices);
-    if (!known) {
-        // Without the device manager: what Qt sees, as it is.
-        for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts())
-            ports.append(
-                {info.systemLocation(), info.description(), info.manufacturer(), info.serialNumber()});
-        return ports;
-    }
     QHash<QString, platform::SerialDeviceRecord> byPath;
     for (const auto& device : devices)
         byPath.insert(device.path, device);
 
     for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+        // Without the device manager only the names and Qt's own descriptions can tell a port apart.
         const auto device = byPath.value(info.systemLocation());
-        if (isExcluded(info.systemLocation(),
-                       {device.bus, device.vendor, device.model, info.description(), info.manufacturer()}))
+        if (known && isExcluded(info.systemLocation(), {device.bus, device.vendor, device.model,
+                                                        info.description(), info.manufacturer()}))
             continue;
         ports.append({info.systemLocation(), info.description(), info.manufacturer(), info.serialNumber()});
     }

@@ -20,7 +20,11 @@ struct SerialPortInfo
 class SerialPortCatalog
 {
 public:
-    static QList<SerialPortInfo> available(const QStringList& configuredPorts = {});
+    // The system's ports and the ports named in the stored settings (calibration, download, adapter).
+    static QList<SerialPortInfo> available();
+    static QList<SerialPortInfo> available(const QStringList& configuredPorts);
+    // The port names the stored settings hold; empty when there are no settings yet.
+    static QStringList configuredPorts();
 
     // The pieces of the above, apart so they can be checked on their own.
     static bool isExcluded(const QString& name, const QStringList& descriptions);

@@ -1,5 +1,6 @@
 #include "storage/settings_repository.h"
 
+#include "platform/serial_devices.h"
 #include "storage/app_paths.h"
 
 #include <QCoreApplication>
@@ -19,12 +20,12 @@ struct DefaultRow
 
 // Written once, into an empty table, in this order.
 constexpr DefaultRow kDefaults[] = {
-    {"Ports", "DownloadPortName", "COM1", "String"},
+    {"Ports", "DownloadPortName", nullptr, "String"}, // the machine's first serial port
     {"Ports", "DownloadPortMaxBitrate", "115200", "Int"},
     {"Ports", "DownloadPortStartBitrate", "9600", "Int"},
-    {"Ports", "CalibrationPortName", "COM2", "String"},
+    {"Ports", "CalibrationPortName", nullptr, "String"}, // its second
     {"Ports", "CalibrationPortBitrate", "115200", "Int"},
-    {"Ports", "RalonaPortName", "COM3", "String"},
+    {"Ports", "RalonaPortName", nullptr, "String"}, // its third
     {"Main", "UseRalona", "0", "Bool"},
     {"Main", "CardReader", "", "String"},
     {"Main", "LogEnable", "1", "Bool"},
@@ -43,6 +44,18 @@ constexpr DefaultRow kDefaults[] = {
     {"TACHORIA", "mark", "", "String"},
     {"TACHORIA", "NumberInList", "", "String"},
 };
+
+// The three ports are the machine's own serial ports, named as this system names them.
+QString defaultValue(const DefaultRow& row)
+{
+    if (row.value)
+        return QString::fromLatin1(row.value);
+    const QLatin1String key(row.key);
+    const int number = key == QLatin1String("DownloadPortName")      ? 1
+                       : key == QLatin1String("CalibrationPortName") ? 2
+                                                                     : 3;
+    return platform::defaultSerialPortName(number);
+}
 
 QString defaultPath(const QString& path)
 {
@@ -81,8 +94,8 @@ bool SettingsRepository::initialize()
         if (!m_connection.exec(
                 QStringLiteral("INSERT OR IGNORE INTO Settings(Section, Key, Value, ValueType) "
                                "VALUES(?, ?, ?, ?)"),
-                {QString::fromLatin1(row.section), QString::fromLatin1(row.key),
-                 QString::fromLatin1(row.value), QString::fromLatin1(row.type)})) {
+                {QString::fromLatin1(row.section), QString::fromLatin1(row.key), defaultValue(row),
+                 QString::fromLatin1(row.type)})) {
             m_connection.rollback();
             return false;
         }

@@ -4,6 +4,7 @@
 #include "../support/simulator_process.h"
 
 #include <QDir>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -36,12 +37,16 @@ QString outputOf(const QString& standardOutput)
     return last.match(standardOutput.trimmed().section(u'\n', -1)).captured(1);
 }
 
+QJsonObject reportOf(const QString& path)
+{
+    const auto probe = runProcess(binaryPath(u"tachoria"_s), {u"--probe-ddd"_s, path});
+    return QJsonDocument::fromJson(probe.standardOutput.toUtf8()).object();
+}
+
 // What the decoder reads in a file: the kind, VIN and registration.
 QString decoded(const QString& path)
 {
-    const auto probe = runProcess(binaryPath(u"tachoria"_s), {u"--probe-ddd"_s, path});
-    const QJsonObject summary =
-        QJsonDocument::fromJson(probe.standardOutput.toUtf8()).object().value(u"summary").toObject();
+    const QJsonObject summary = reportOf(path).value(u"summary").toObject();
     return QStringList{summary[u"fileType"].toString(), summary[u"vin"].toString(),
                        summary[u"registrationNumber"].toString()}
         .join(u' ');
@@ -119,6 +124,17 @@ private Q_SLOTS:
         // The probe asks for today and the seven days before (a run across midnight starts a day later).
         const QStringList days = sim.requests().filter(QRegularExpression(u"^36 02 "_s));
         QCOMPARE(days.size(), arguments.contains(u"--all"_s) ? 8 : 0);
+        if (days.isEmpty())
+            return;
+        // One 7602 block a day, and every day in the analysis.
+        const QJsonObject report = reportOf(path);
+        QStringList tags;
+        for (const QJsonValue& block : report[u"blocks"].toArray())
+            tags << block[u"fileNumber"].toString();
+        QCOMPARE(tags, QStringList({u"7601"_s}) + QStringList(8, u"7602"_s) +
+                           QStringList({u"7603"_s, u"7604"_s, u"7605"_s, u"7681"_s}));
+        QCOMPARE(report[u"summary"][u"totalDays"].toInt(), 8);
+        QCOMPARE(report[u"analysis"][u"workingHours"][u"items"].toArray().size(), 8);
     }
 
     void failure_data()

@@ -51,19 +51,19 @@ private Q_SLOTS:
             QCOMPARE(settings.value(u"Main"_s, u"CardReader"_s, u"x"_s), QString());
             QCOMPARE(settings.intValue(u"Ports"_s, u"DownloadPortMaxBitrate"_s, 0), 115200);
             QVERIFY(settings.boolValue(u"Main"_s, u"LogEnable"_s, false));
-            QCOMPARE(settings.value(u"Ports"_s, u"RalonaPortName"_s), u"COM3"_s);
+            QCOMPARE(settings.value(u"Ports"_s, u"RalonaPortName"_s), u"/dev/ttyS2"_s);
         }
         QCOMPARE(sql(path(),
                      u"SELECT group_concat(Section || '/' || Key || '=' || Value || ':' || ValueType, ' ') "
                      u"FROM (SELECT * FROM Settings ORDER BY rowid)"_s)
                      .toString()
                      .split(u' '),
-                 QStringList({u"Ports/DownloadPortName=COM1:String"_s,
+                 QStringList({u"Ports/DownloadPortName=/dev/ttyS0:String"_s,
                               u"Ports/DownloadPortMaxBitrate=115200:Int"_s,
                               u"Ports/DownloadPortStartBitrate=9600:Int"_s,
-                              u"Ports/CalibrationPortName=COM2:String"_s,
+                              u"Ports/CalibrationPortName=/dev/ttyS1:String"_s,
                               u"Ports/CalibrationPortBitrate=115200:Int"_s,
-                              u"Ports/RalonaPortName=COM3:String"_s,
+                              u"Ports/RalonaPortName=/dev/ttyS2:String"_s,
                               u"Main/UseRalona=0:Bool"_s,
                               u"Main/CardReader=:String"_s,
                               u"Main/LogEnable=1:Bool"_s,
@@ -140,7 +140,7 @@ private Q_SLOTS:
         QVERIFY(settings.setValue(u"Ports"_s, u"DownloadPortName"_s, u"/dev/ttyUSB0"_s));
         QVERIFY(settings.setValue(u"TACHORIA"_s, u"name"_s, u"ООО «Тахосервис»"_s));
         settings.rollbackTransaction();
-        QCOMPARE(settings.value(u"Ports"_s, u"DownloadPortName"_s), u"COM1"_s);
+        QCOMPARE(settings.value(u"Ports"_s, u"DownloadPortName"_s), u"/dev/ttyS0"_s);
         QCOMPARE(settings.value(u"TACHORIA"_s, u"name"_s), QString());
         QVERIFY(settings.beginTransaction());
         QVERIFY(settings.setValue(u"TACHORIA"_s, u"name"_s, u"ООО «Тахосервис»"_s));

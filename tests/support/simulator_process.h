@@ -38,6 +38,8 @@ public:
     bool stop();
 
     QString link() const { return m_link; }
+    // Serves on this path instead of one in its own folder (before start), e.g. to come back on a port.
+    void setLink(const QString& link) { m_link = link; }
     QString adapterLink() const { return m_dir.filePath(QStringLiteral("adapter")); }
     QString statePath() const { return m_dir.filePath(QStringLiteral("state.json")); }
     QString standardError();

@@ -114,6 +114,11 @@ public:
         line.requests.append(incoming);
         while (const auto request = line.requests.next()) {
             log(QStringLiteral("%1: RX %2").arg(line.name, hex(request->wire)));
+            // A UART takes a frame in at the line's pace: the device answers after its last byte has
+            // arrived, which a pseudo-terminal would otherwise hand over at once.
+            if (m_options.paced && settings.baud > 0)
+                QThread::usleep(static_cast<unsigned long>(1e6 * request->wire.size() *
+                                                           settings.deviceBitsPerByte() / settings.baud));
             m_recorder.note(line.name, "rx", settings.baud,
                             QByteArray(1, static_cast<char>(request->frame.sid)) + request->frame.data);
             const FaultInjection& faults = m_options.faults;

@@ -68,6 +68,7 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
     , m_memory(std::move(memory))
     , m_download(std::move(download))
     , m_ownDownload(!m_download)
+    , m_firmware(m_behaviour.firmware)
 {
     m_memoryBytes.resize(kMemoryBytes);
     for (int address = 0; address < kMemoryBytes; ++address)
@@ -251,7 +252,7 @@ int TachographModel::pauseAfter(const ServiceFrame& frame) const
 {
     const bool pending = frame.sid == 0x7F && frame.data.size() == 2 &&
                          static_cast<quint8>(frame.data.at(1)) == kResponsePending;
-    return pending ? m_pauseAfterPendingMs : 0;
+    return std::max(pending ? m_pauseAfterPendingMs : 0, m_firmware.pauseAfter(frame));
 }
 
 std::vector<ServiceFrame> TachographModel::withPending(quint8 sid, ServiceFrame answer) const
@@ -488,6 +489,16 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
     const quint8 sid = request.sid;
     const QByteArray& data = request.data;
     m_pauseAfterPendingMs = 0;
+    if (m_firmware.restartCompleted()) {
+        // A new start with the new firmware: no session, and perhaps another version.
+        m_communicating = false;
+        m_session = 0x81;
+        m_access = Access::Locked;
+        if (!m_firmware.versionAfterRestart().isEmpty())
+            m_identity.softwareVersion = m_firmware.versionAfterRestart();
+    }
+    if (m_firmware.restarting())
+        return {}; // restarting: nothing answers
     if (m_behaviour.silentAfterRequests >= 0 && ++m_requests > m_behaviour.silentAfterRequests)
         return {}; // the unit has gone quiet
     if (m_behaviour.refusedServices.contains(sid))
@@ -534,7 +545,6 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
             return {negativeResponse(sid, kSubFunctionNotSupported)};
         return {response(0x7E, {})};
     case 0x23:
-    case 0x3D:
         return {memoryAccess(sid, data)};
     case 0x87: {
         // LinkControl: 01 01 <index> asks whether a rate is possible, 02 03 switches to it silently.
@@ -564,7 +574,14 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
         m_uploadRequested = false;
         m_segments.clear();
         return {response(0x77, {})};
+    case 0x3D:
+        // The firmware image's addresses belong to the loader, the rest is the calibration memory.
+        if (auto answer = m_firmware.writeMemory(data, m_session == 0x85))
+            return {*answer};
+        return {memoryAccess(sid, data)};
     case 0xC7:
+        if (auto answers = m_firmware.command(data, m_session == 0x85))
+            return *answers;
         if (data != QByteArray::fromHex("1051"))
             return {negativeResponse(sid, kSubFunctionNotSupported)};
         switch (m_behaviour.counterAnswer) {

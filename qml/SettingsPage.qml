@@ -1,0 +1,482 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Tachoria 1.0
+
+// The program's settings: ports, the service shop's data and directories, card reader, printers, look
+// and the journal. Changes stay in memory until "Сохранить"; the theme and the font apply at once.
+PageFrame {
+    id: page
+    objectName: "settingsPage"
+    pageTitle: "Настройки программы"
+    readonly property var settings: app ? app.settings : null
+    readonly property var portSpeeds: ["115200", "9600", "10400"]
+    readonly property var ladderSpeeds: ["10400", "9600", "19200", "38400", "57600", "115200", "230400", "460800",
+                                         "921600"]
+    onBackRequested: closePage()
+
+    function closePage() {
+        if (settings && settings.hasUnsavedChanges) {
+            leaveDialog.open()
+            return
+        }
+        popPage()
+    }
+
+    function saveSettings(announce) {
+        if (settings.save()) {
+            if (announce) {
+                messageDialog.failure = false
+                messageDialog.show("Настройки сохранены", "Данные мастерской и настройки успешно сохранены.")
+            }
+            return true
+        }
+        messageDialog.failure = true
+        messageDialog.show("Ошибка сохранения",
+                           settings.lastError.length > 0 ? settings.lastError : "Не удалось сохранить настройки.")
+        return false
+    }
+
+    footerComponent: RowLayout {
+        spacing: Math.round(12 * Theme.uiScale)
+        AppLabel {
+            objectName: "settingsErrorLine"
+            Layout.fillWidth: true
+            text: page.settings ? page.settings.lastError : ""
+            color: Theme.error
+            elide: Text.ElideRight
+            maximumLineCount: 2
+        }
+        AppButton {
+            objectName: "settingsSaveButton"
+            text: "Сохранить"
+            prominent: true
+            onClicked: page.saveSettings(true)
+        }
+    }
+
+    TabBar {
+        id: tabs
+        objectName: "settingsTabs"
+        Layout.fillWidth: true
+        font.pixelSize: Theme.uiPixelSize
+        background: Rectangle { color: Theme.window }
+        Repeater {
+            model: [["tabPorts", "Порты"], ["tabShop", "Данные мастерской"], ["tabCards", "Карточки"],
+                    ["tabPrinters", "Принтеры"], ["tabLook", "Внешний вид"], ["tabProgram", "Программа"]]
+            TabButton {
+                id: tabButton
+                objectName: modelData[0]
+                text: modelData[1]
+                width: Math.max(Math.ceil(tabText.advanceWidth) + Math.round(32 * Theme.uiScale),
+                                Math.round(120 * Theme.uiScale))
+                TextMetrics {
+                    id: tabText
+                    font: tabButton.font
+                    text: tabButton.text
+                }
+                contentItem: Text {
+                    text: parent.text
+                    font: parent.font
+                    horizontalAlignment: Text.AlignHCenter
+                    verticalAlignment: Text.AlignVCenter
+                    color: parent.checked ? Theme.text : Theme.secondaryText
+                    elide: Text.ElideRight
+                }
+                background: Rectangle {
+                    color: parent.checked ? Theme.surface : (parent.hovered ? Theme.buttonHover : Theme.window)
+                    border.color: Theme.border
+                    Rectangle {
+                        visible: parent.parent.checked
+                        anchors.left: parent.left
+                        anchors.right: parent.right
+                        anchors.bottom: parent.bottom
+                        height: Math.max(2, Math.round(3 * Theme.uiScale))
+                        color: Theme.accent
+                    }
+                }
+            }
+        }
+    }
+
+    StackLayout {
+        id: tabPages
+        Layout.fillWidth: true
+        currentIndex: tabs.currentIndex
+
+        // Ports
+        ColumnLayout {
+            spacing: Math.round(12 * Theme.uiScale)
+            SectionBox {
+                title: "Настройка тахографа"
+                FormRow {
+                    label: "Порт:"
+                    AppChoiceField {
+                        objectName: "calibrationPort"
+                        Layout.fillWidth: true
+                        value: page.settings ? page.settings.calibrationPort : ""
+                        model: page.settings ? page.settings.ports : []
+                        onEdited: (value) => page.settings.calibrationPort = value
+                    }
+                }
+                FormRow {
+                    label: "Скорость, бод:"
+                    AppComboBox {
+                        objectName: "calibrationBaud"
+                        Layout.preferredWidth: Math.round(180 * Theme.uiScale)
+                        model: page.portSpeeds
+                        value: page.settings ? String(page.settings.calibrationBaud) : ""
+                        onChosen: (value) => page.settings.calibrationBaud = parseInt(value)
+                    }
+                }
+            }
+            SectionBox {
+                title: "Выгрузка данных"
+                FormRow {
+                    label: "Порт:"
+                    AppChoiceField {
+                        objectName: "downloadPort"
+                        Layout.fillWidth: true
+                        value: page.settings ? page.settings.downloadPort : ""
+                        model: page.settings ? page.settings.ports : []
+                        onEdited: (value) => page.settings.downloadPort = value
+                    }
+                }
+                FormRow {
+                    label: "Начальная скорость, бод:"
+                    AppComboBox {
+                        objectName: "downloadStartBaud"
+                        Layout.preferredWidth: Math.round(180 * Theme.uiScale)
+                        model: page.ladderSpeeds
+                        value: page.settings ? String(page.settings.downloadStartBaud) : ""
+                        onChosen: (value) => page.settings.downloadStartBaud = parseInt(value)
+                    }
+                }
+                FormRow {
+                    label: "Наибольшая скорость, бод:"
+                    AppComboBox {
+                        objectName: "downloadMaxBaud"
+                        Layout.preferredWidth: Math.round(180 * Theme.uiScale)
+                        model: page.ladderSpeeds
+                        value: page.settings ? String(page.settings.downloadMaxBaud) : ""
+                        onChosen: (value) => page.settings.downloadMaxBaud = parseInt(value)
+                    }
+                }
+            }
+            SectionBox {
+                title: "Адаптер Ралона"
+                AppCheckBox {
+                    objectName: "useRalona"
+                    text: "Работать через адаптер Ралона"
+                    checked: page.settings ? page.settings.useRalona : false
+                    onToggled: page.settings.useRalona = checked
+                }
+                FormRow {
+                    label: "Порт адаптера:"
+                    AppChoiceField {
+                        objectName: "ralonaPort"
+                        Layout.fillWidth: true
+                        value: page.settings ? page.settings.ralonaPort : ""
+                        model: page.settings ? page.settings.ports : []
+                        onEdited: (value) => page.settings.ralonaPort = value
+                    }
+                }
+                RowLayout {
+                    spacing: Math.round(10 * Theme.uiScale)
+                    AppButton {
+                        objectName: "findRalonaButton"
+                        text: "Найти Ралону"
+                        onClicked: page.settings.findRalona()
+                    }
+                    AppButton {
+                        objectName: "refreshPortsButton"
+                        text: "Обновить список портов"
+                        onClicked: page.settings.refreshDevices()
+                    }
+                }
+            }
+        }
+
+        // The service shop
+        ColumnLayout {
+            spacing: Math.round(12 * Theme.uiScale)
+            SectionBox {
+                title: "Данные мастерской для сертификатов"
+                FormRow {
+                    label: "Наименование мастерской:"
+                    AppTextField {
+                        objectName: "shopName"
+                        Layout.fillWidth: true
+                        maximumLength: 100
+                        text: page.settings ? page.settings.tachoriaName : ""
+                        onTextEdited: page.settings.tachoriaName = text
+                    }
+                }
+                FormRow {
+                    label: "Индекс:"
+                    AppTextField {
+                        objectName: "shopPost"
+                        Layout.preferredWidth: Math.round(160 * Theme.uiScale)
+                        validator: RegularExpressionValidator { regularExpression: /^[0-9]{0,6}$/ }
+                        text: page.settings ? page.settings.tachoriaPost : ""
+                        onTextEdited: page.settings.tachoriaPost = text
+                    }
+                }
+                FormRow {
+                    label: "Город:"
+                    AppTextField {
+                        objectName: "shopCity"
+                        Layout.fillWidth: true
+                        maximumLength: 100
+                        text: page.settings ? page.settings.tachoriaCity : ""
+                        onTextEdited: page.settings.tachoriaCity = text
+                    }
+                }
+                FormRow {
+                    label: "Улица, дом:"
+                    AppTextField {
+                        objectName: "shopStreet"
+                        Layout.fillWidth: true
+                        maximumLength: 150
+                        text: page.settings ? page.settings.tachoriaStreet : ""
+                        onTextEdited: page.settings.tachoriaStreet = text
+                    }
+                }
+                FormRow {
+                    label: "Телефон:"
+                    AppTextField {
+                        objectName: "shopPhone"
+                        Layout.preferredWidth: Math.round(260 * Theme.uiScale)
+                        placeholderText: "+7 (000) 000-00-00"
+                        validator: RegularExpressionValidator { regularExpression: /^[0-9+() .-]{0,32}$/ }
+                        text: page.settings ? page.settings.tachoriaPhone : ""
+                        onTextEdited: page.settings.tachoriaPhone = text
+                    }
+                }
+                FormRow {
+                    label: "Допуск РФ № (клеймо):"
+                    AppTextField {
+                        objectName: "shopMark"
+                        Layout.preferredWidth: Math.round(160 * Theme.uiScale)
+                        validator: RegularExpressionValidator { regularExpression: /^[0-9]{0,5}$/ }
+                        text: page.settings ? page.settings.tachoriaMark : ""
+                        onTextEdited: page.settings.tachoriaMark = text
+                    }
+                }
+                FormRow {
+                    label: "Номер в перечне мастерских:"
+                    AppTextField {
+                        objectName: "shopNumber"
+                        Layout.preferredWidth: Math.round(160 * Theme.uiScale)
+                        maximumLength: 20
+                        text: page.settings ? page.settings.tachoriaNumber : ""
+                        onTextEdited: page.settings.tachoriaNumber = text
+                    }
+                }
+            }
+            SectionBox {
+                title: "Справочники"
+                RowLayout {
+                    spacing: Math.round(10 * Theme.uiScale)
+                    AppButton {
+                        objectName: "mastersButton"
+                        text: "Справочник мастеров"
+                        onClicked: masterDirectory.open()
+                    }
+                    AppButton {
+                        objectName: "customersButton"
+                        text: "Справочник клиентов"
+                        onClicked: customerDirectory.open()
+                    }
+                }
+            }
+        }
+
+        // Cards
+        ColumnLayout {
+            SectionBox {
+                title: "Считыватель смарт-карт"
+                FormRow {
+                    label: "Считыватель:"
+                    AppComboBox {
+                        objectName: "cardReader"
+                        Layout.fillWidth: true
+                        model: page.settings ? page.settings.readers : []
+                        value: page.settings ? page.settings.cardReader : ""
+                        onChosen: (value) => page.settings.cardReader = value
+                    }
+                }
+                AppButton {
+                    objectName: "refreshReadersButton"
+                    text: "Обновить список"
+                    onClicked: page.settings.refreshDevices()
+                }
+            }
+        }
+
+        // Printers
+        ColumnLayout {
+            SectionBox {
+                title: "Печать"
+                FormRow {
+                    label: "Принтер для сертификатов:"
+                    AppComboBox {
+                        objectName: "printerAct"
+                        Layout.fillWidth: true
+                        model: page.settings ? page.settings.printers : []
+                        value: page.settings ? page.settings.printerAct : ""
+                        onChosen: (value) => page.settings.printerAct = value
+                    }
+                }
+                FormRow {
+                    label: "Принтер для наклеек:"
+                    AppComboBox {
+                        objectName: "printerLabel"
+                        Layout.fillWidth: true
+                        model: page.settings ? page.settings.printers : []
+                        value: page.settings ? page.settings.printerLabel : ""
+                        onChosen: (value) => page.settings.printerLabel = value
+                    }
+                }
+                AppButton {
+                    objectName: "refreshPrintersButton"
+                    text: "Обновить список"
+                    onClicked: page.settings.refreshDevices()
+                }
+            }
+        }
+
+        // Look
+        ColumnLayout {
+            SectionBox {
+                title: "Оформление"
+                FormRow {
+                    label: "Тема:"
+                    AppComboBox {
+                        objectName: "themeBox"
+                        Layout.preferredWidth: Math.round(220 * Theme.uiScale)
+                        model: ["Светлая", "Тёмная"]
+                        value: page.settings && page.settings.theme === "Dark" ? "Тёмная" : "Светлая"
+                        onChosen: (value) => page.settings.theme = (value === "Тёмная" ? "Dark" : "Light")
+                    }
+                }
+                AppLabel {
+                    Layout.fillWidth: true
+                    secondary: true
+                    text: "Оформление применяется сразу, а после сохранения сохранится для следующего запуска."
+                }
+            }
+        }
+
+        // The program
+        ColumnLayout {
+            spacing: Math.round(12 * Theme.uiScale)
+            SectionBox {
+                title: "Журнал"
+                AppCheckBox {
+                    objectName: "logEnabled"
+                    text: "Записывать протокол"
+                    checked: page.settings ? page.settings.logEnabled : true
+                    onToggled: page.settings.logEnabled = checked
+                }
+                RowLayout {
+                    spacing: Math.round(10 * Theme.uiScale)
+                    AppButton {
+                        objectName: "logViewerButton"
+                        text: "Просмотр логов"
+                        onClicked: logViewer.open()
+                    }
+                    AppButton {
+                        objectName: "clearLogButton"
+                        text: "Очистить лог"
+                        onClicked: clearLogDialog.open()
+                    }
+                }
+            }
+            SectionBox {
+                title: "Работа программы"
+                AppCheckBox {
+                    objectName: "scanPorts"
+                    text: "Сканировать порты при старте ПО"
+                    checked: page.settings ? page.settings.scanPorts : true
+                    onToggled: page.settings.scanPorts = checked
+                }
+                AppCheckBox {
+                    objectName: "fullScreen"
+                    text: "Открывать окна на полный экран"
+                    checked: page.settings ? page.settings.fullScreen : false
+                    onToggled: page.settings.fullScreen = checked
+                }
+                FormRow {
+                    label: "Размер шрифта:"
+                    SpinBox {
+                        id: fontSizeBox
+                        objectName: "fontSize"
+                        from: 8
+                        to: 30
+                        editable: true
+                        font.pixelSize: Theme.uiPixelSize
+                        value: page.settings ? page.settings.fontSize : 12
+                        onValueModified: page.settings.fontSize = value
+                    }
+                }
+                AppButton {
+                    objectName: "openManualButton"
+                    text: "Открыть инструкцию (PDF)"
+                    onClicked: app.openUserGuide()
+                }
+            }
+        }
+    }
+
+    MasterDirectoryDialog {
+        id: masterDirectory
+        settings: page.settings
+    }
+    CustomerDirectoryDialog {
+        id: customerDirectory
+        settings: page.settings
+    }
+    LogViewerDialog {
+        id: logViewer
+        settings: page.settings
+    }
+    AppMessageDialog {
+        id: messageDialog
+        objectName: "settingsMessage"
+    }
+    AppMessageDialog {
+        id: leaveDialog
+        objectName: "settingsLeaveDialog"
+        question: true
+        title: "Изменения в конфигурации"
+        text: "Сохранить изменения?\nОформление применяется сразу, а после сохранения сохранится для следующего запуска."
+        onAnswered: (yes) => {
+            if (yes) {
+                if (page.saveSettings(false))
+                    page.popPage()
+                return
+            }
+            page.settings.reload()
+            page.popPage()
+        }
+    }
+    AppMessageDialog {
+        id: clearLogDialog
+        objectName: "clearLogDialog"
+        question: true
+        title: "Очистка журнала"
+        text: "Удалить все файлы журнала и записи ротации?"
+        onAnswered: (yes) => {
+            if (!yes)
+                return
+            if (page.settings.clearLogFiles()) {
+                messageDialog.failure = false
+                messageDialog.show("Очистка журнала", "Журнал очищен.")
+            } else {
+                messageDialog.failure = true
+                messageDialog.show("Очистка журнала", page.settings.lastError)
+            }
+        }
+    }
+}

@@ -1,0 +1,99 @@
+import QtQuick
+import QtQuick.Controls
+
+// Run by --qml-navigation-test against the real, hidden window: goes where a master goes, through the
+// window's own openPage and each page's way back, and ends the program with 0, or 1 at the first fault.
+QtObject {
+    id: test
+    property var window: null
+    property string testFilePath: ""
+    property int step: 0
+    property var stack: null
+
+    function fail(text) {
+        console.warn("Навигационный тест: " + text)
+        Qt.exit(1)
+    }
+    function expect(condition, text) {
+        if (!condition)
+            fail(text)
+        return condition
+    }
+    function find(item, name) {
+        if (!item)
+            return null
+        if (item.objectName === name)
+            return item
+        var children = item.children
+        for (var i = 0; i < children.length; ++i) {
+            var found = find(children[i], name)
+            if (found)
+                return found
+        }
+        return null
+    }
+
+    // Each step waits for the stack to settle before it acts.
+    readonly property var actions: [
+        function() {
+            stack = find(window.contentItem, "navigationStack")
+            return expect(stack !== null && stack.depth === 1, "главное меню не в корне стека")
+                && expect(window.title === "Норвелика: Тахория", "заголовок окна: " + window.title)
+        },
+        function() {
+            return expect(window.openPage("SettingsPage.qml", false) !== null, "страница настроек не открылась")
+        },
+        function() {
+            return expect(stack.depth === 2 && window.title === "Настройки программы",
+                          "настройки: глубина " + stack.depth + ", заголовок " + window.title)
+        },
+        function() {
+            var tabs = find(stack.currentItem, "settingsTabs")
+            if (!expect(tabs !== null && tabs.count === 6, "вкладок настроек не шесть"))
+                return false
+            for (var i = 0; i < tabs.count; ++i)
+                tabs.currentIndex = i
+            tabs.currentIndex = 0
+            return true
+        },
+        function() {
+            stack.currentItem.backRequested()
+            return true
+        },
+        function() {
+            return expect(stack.depth === 1 && window.title === "Норвелика: Тахория", "возврат в меню не удался")
+        },
+        function() {
+            // The page's component is kept: a second visit builds it from the same one.
+            return expect(window.openPage("SettingsPage.qml", false) !== null
+                          && Object.keys(window.pageComponents).length === 1, "повторное открытие настроек")
+        },
+        function() {
+            stack.currentItem.backRequested()
+            return true
+        },
+        function() {
+            if (testFilePath.length > 0 && window.controller.pageAvailable("DddPage.qml"))
+                return expect(window.openPage("DddPage.qml", false) !== null, "страница расшифровки не открылась")
+            return true
+        },
+        function() {
+            Qt.exit(0)
+            return false
+        }
+    ]
+
+    property Timer driver: Timer {
+        interval: 50
+        repeat: true
+        running: test.window !== null
+        onTriggered: {
+            if (test.stack && test.stack.busy)
+                return
+            var action = test.actions[test.step]
+            test.step += 1
+            if (!action())
+                stop()
+        }
+    }
+}
