@@ -177,8 +177,7 @@ bool CalibrationWorkflow::writeParameter(const CalibrationParameter& parameter, 
     if (!parameter.available || parameter.access == ParameterAccess::ReadOnly)
         return true;
     const QByteArray bytes = CalibrationParameterCodec::encode(parameter, error);
-    // The backlight source goes out even empty: the unit takes that as "leave as is".
-    if (bytes.isEmpty() && parameter.did != 0xFD0F)
+    if (bytes.isEmpty())
         return false;
     return m_client.writeDataByIdentifier(parameter.did, bytes, error);
 }
@@ -191,7 +190,7 @@ bool CalibrationWorkflow::writeCalibration(QString* error, bool skipRegistration
         return fail(error, QStringLiteral("Сначала необходимо прочитать параметры тахографа"));
 
     // The shop's own code goes to the unit whatever the form shows.
-    if (CalibrationParameter* code = findParameter(0xF19A, QStringLiteral("ReadTachoriaCodeFBU"))) {
+    if (CalibrationParameter* code = findParameter(0xF19A)) {
         code->value = m_settings.tachoriaCodeFbu;
         code->dirty = true;
     }
@@ -213,7 +212,7 @@ bool CalibrationWorkflow::writeCalibration(QString* error, bool skipRegistration
     stopTesterPresent();
 
     storage::CalibrationRepository repository;
-    const CalibrationParameter* serial = findParameter(0xF18C, QStringLiteral("vuSerialNumber"));
+    const CalibrationParameter* serial = findParameter(0xF18C);
     const QString serialNumber = serial ? CalibrationParameterCodec::displayValue(*serial) : QString();
     m_calibrationRecordId = repository.startCalibrationRecord(
         serialNumber, m_settings.tachoriaCodeFbu, 4, m_settings.tachoriaName, m_settings.tachoriaAddress,
@@ -449,27 +448,23 @@ bool CalibrationWorkflow::setDisplayValue(int index, const QString& text, QStrin
     return CalibrationParameterCodec::setDisplayValue(m_parameters[index], text, error);
 }
 
-CalibrationParameter* CalibrationWorkflow::findParameter(quint16 did, const QString& name)
+CalibrationParameter* CalibrationWorkflow::findParameter(quint16 did)
 {
-    const auto it =
-        std::find_if(m_parameters.begin(), m_parameters.end(), [&](const CalibrationParameter& parameter) {
-            return parameter.did == did || parameter.name == name;
-        });
+    const auto it = std::find_if(m_parameters.begin(), m_parameters.end(),
+                                 [&](const CalibrationParameter& parameter) { return parameter.did == did; });
     return it == m_parameters.end() ? nullptr : &*it;
 }
 
-const CalibrationParameter* CalibrationWorkflow::findParameter(quint16 did, const QString& name) const
+const CalibrationParameter* CalibrationWorkflow::findParameter(quint16 did) const
 {
-    const auto it =
-        std::find_if(m_parameters.cbegin(), m_parameters.cend(), [&](const CalibrationParameter& parameter) {
-            return parameter.did == did || parameter.name == name;
-        });
+    const auto it = std::find_if(m_parameters.cbegin(), m_parameters.cend(),
+                                 [&](const CalibrationParameter& parameter) { return parameter.did == did; });
     return it == m_parameters.cend() ? nullptr : &*it;
 }
 
 void CalibrationWorkflow::setTimeDateCorrections(int hour, int minute)
 {
-    if (CalibrationParameter* clock = findParameter(0xF90B, QStringLiteral("TimeDate"))) {
+    if (CalibrationParameter* clock = findParameter(0xF90B)) {
         clock->hourCorrection = std::clamp(hour, -23, 23);
         clock->minuteCorrection = std::clamp(minute, -59, 59);
         clock->dirty = true;
@@ -478,13 +473,13 @@ void CalibrationWorkflow::setTimeDateCorrections(int hour, int minute)
 
 int CalibrationWorkflow::timeDateCorrectionHour() const
 {
-    const CalibrationParameter* clock = findParameter(0xF90B, QStringLiteral("TimeDate"));
+    const CalibrationParameter* clock = findParameter(0xF90B);
     return clock ? clock->hourCorrection : 3;
 }
 
 int CalibrationWorkflow::timeDateCorrectionMinute() const
 {
-    const CalibrationParameter* clock = findParameter(0xF90B, QStringLiteral("TimeDate"));
+    const CalibrationParameter* clock = findParameter(0xF90B);
     return clock ? clock->minuteCorrection : 0;
 }
 

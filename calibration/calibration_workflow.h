@@ -82,8 +82,8 @@ private:
     bool writeParameter(const CalibrationParameter& parameter, QString* error);
     // Waits in slices of at most 50 ms; false when a stop was requested meanwhile.
     bool waitUnlessStopped(int ms) const;
-    CalibrationParameter* findParameter(quint16 did, const QString& name);
-    const CalibrationParameter* findParameter(quint16 did, const QString& name) const;
+    CalibrationParameter* findParameter(quint16 did);
+    const CalibrationParameter* findParameter(quint16 did) const;
 
     CalibrationSettings m_settings;
     QList<CalibrationParameter> m_parameters;
