@@ -2,10 +2,14 @@
 #include "platform/port_change_watcher.h"
 #include "protocol/serial_port_catalog.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTest>
 
 #include <atomic>
+#include <csignal>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using tachoria::platform::PortChangeWatcher;
 using tachoria::protocol::SerialPortCatalog;
@@ -19,6 +23,13 @@ QStringList names(const QList<SerialPortInfo>& ports)
     for (const auto& port : ports)
         out << port.name;
     return out;
+}
+
+std::atomic_int signalsTaken{0};
+
+QStringList threadsOfThisProcess()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
 }
 
 } // namespace
@@ -101,12 +112,17 @@ private Q_SLOTS:
         QVERIFY(!names(SerialPortCatalog::available({sim.link()})).contains(sim.link()));
     }
 
-    // A device announced by the kernel reaches the callback; stopping joins the thread promptly.
+    // A device announced by the kernel reaches the callback, also after a signal; stopping joins the thread
+    // promptly.
     void watcherReportsArrival()
     {
         std::atomic_int calls{0};
         PortChangeWatcher watcher;
+        const QStringList threadsBefore = threadsOfThisProcess();
         QVERIFY(watcher.start([&calls] { ++calls; }));
+        QStringList watcherThreads = threadsOfThisProcess();
+        for (const QString& thread : threadsBefore)
+            watcherThreads.removeAll(thread);
         QVERIFY(watcher.isRunning());
         QFile uevent(QStringLiteral("/sys/class/tty/ttyS0/uevent"));
         if (!uevent.open(QIODevice::WriteOnly))
@@ -119,6 +135,23 @@ private Q_SLOTS:
             QTest::qWait(100);
         }
         QVERIFY(calls > 0);
+
+        // A signal that interrupts the wait only starts the next one: the watcher still hears.
+        struct sigaction action
+        {
+        };
+        action.sa_handler = [](int) { ++signalsTaken; };
+        QCOMPARE(::sigaction(SIGUSR1, &action, nullptr), 0);
+        QCOMPARE(watcherThreads.size(), 1);
+        QCOMPARE(::syscall(SYS_tgkill, ::getpid(), watcherThreads.first().toInt(), SIGUSR1), 0);
+        QTRY_COMPARE(int(signalsTaken), 1);
+        const int beforeSignal = calls;
+        for (int i = 0; i < 50 && calls == beforeSignal; ++i) {
+            uevent.write("add\n");
+            uevent.flush();
+            QTest::qWait(100);
+        }
+        QVERIFY(calls > beforeSignal);
         watcher.stop();
         QVERIFY(!watcher.isRunning());
         const int seen = calls;
