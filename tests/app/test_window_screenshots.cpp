@@ -81,6 +81,8 @@ private Q_SLOTS:
         QString error;
         QVERIFY2(simulator.start(&error), qPrintable(error));
         QVERIFY(window.start());
+        // The journal viewer's pictures need this run's journal, whichever test ran before.
+        window.app().writeDiagnosticLog(QStringLiteral("Снимки окна"));
         auto& settings = *window.app().settings();
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
         settings.setTachoriaName(QStringLiteral("ООО «Тахосервис-Поволжье»"));
