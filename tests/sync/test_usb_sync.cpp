@@ -252,6 +252,60 @@ private Q_SLOTS:
         QCOMPARE(boxFiles(box.path(), QStringLiteral("*")), QStringList()); // its markers go with it
     }
 
+    void answersThatDoNotCount_data()
+    {
+        QTest::addColumn<bool>("isPc");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("the PC could not merge")
+            << false << u"ERROR|база занята"_s << u"Компьютер не смог объединить данные: база занята"_s;
+        QTest::newRow("a result of no known kind")
+            << false << u"ГОТОВО"_s << u"Компьютер прислал некорректный результат MTP-синхронизации."_s;
+        QTest::newRow("a result without the package")
+            << false << u"OK|1|0|x"_s << u"Компьютер не передал объединённую базу."_s;
+        QTest::newRow("the phone sent no package")
+            << true << u"не пакет"_s << u"Файл не является пакетом Tachoria."_s;
+    }
+
+    // The other side answers, but nothing is to be merged: this side fails with the text and keeps
+    // its data; a PC that cannot merge tells the phone so.
+    void answersThatDoNotCount()
+    {
+        QFETCH(bool, isPc);
+        QFETCH(QString, answer);
+        QFETCH(QString, message);
+        QTemporaryDir box;
+        const QByteArray before = m_pc.dataHash();
+        std::atomic<bool> cancel{false};
+        QString host = UsbSyncSession::makeSessionId();
+        QString phone = UsbSyncSession::makeSessionId();
+        if (!isPc)
+            put(box.path(), QStringLiteral("Host_%1.txt").arg(host),
+                QStringLiteral("TACHORIA_MTP_HOST|") + host);
+        auto result = start(isPc, box.path(), cancel);
+        if (isPc) {
+            QTRY_COMPARE_WITH_TIMEOUT(boxFiles(box.path(), QStringLiteral("Host_*")).size(), 1, 20000);
+            host = boxFiles(box.path(), QStringLiteral("Host_*")).first().mid(5, 52);
+            put(box.path(), QStringLiteral("Request_%1.tsync").arg(phone), answer);
+            put(box.path(), QStringLiteral("Join_%1.txt").arg(host),
+                QStringLiteral("TACHORIA_MTP_JOIN|%1|%2").arg(host, phone));
+        } else {
+            QTRY_COMPARE_WITH_TIMEOUT(boxFiles(box.path(), QStringLiteral("Join_*")).size(), 1, 20000);
+            phone = boxFiles(box.path(), QStringLiteral("Request_*")).first().mid(8, 52);
+            put(box.path(), QStringLiteral("Result_%1.txt").arg(phone), answer);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(done(result), 20000);
+        QCOMPARE(result.get().message, message);
+        QCOMPARE(m_pc.dataHash(), before);
+        if (isPc) {
+            QFile told(box.filePath(QStringLiteral("TachoriaSyncMTP/Result_%1.txt").arg(phone)));
+            QVERIFY(told.open(QIODevice::ReadOnly));
+            QCOMPARE(QString::fromUtf8(told.readAll()), QStringLiteral("ERROR|") + message);
+        } else {
+            QCOMPARE(boxFiles(box.path(), QStringLiteral("Ack_*")), QStringList());
+        }
+    }
+
     void interruptions_data()
     {
         QTest::addColumn<bool>("isPc");
