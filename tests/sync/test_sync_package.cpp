@@ -95,6 +95,63 @@ private Q_SLOTS:
         QCOMPARE(read.at(1).data, QByteArray());
     }
 
+    // The reader's and the writer's verdicts; the reader keeps what it read up to a bad entry.
+    void verdicts_data()
+    {
+        QTest::addColumn<QStringList>("paths"); // written one after the other as entries "x"
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<int>("entriesRead");
+        const QString damaged = QStringLiteral("Пакет содержит повреждённый путь.");
+        QTest::newRow("sound") << QStringList{u"db/a"_s, u"files/XML/a.b.xml"_s} << QString() << 2;
+        QTest::newRow("an empty path") << QStringList{u"db/a"_s, QString()} << damaged << 1;
+        QTest::newRow("an absolute path") << QStringList{u"/etc/x"_s} << damaged << 0;
+        QTest::newRow("two dots") << QStringList{u"db/a"_s, u"files/XML/a..b.xml"_s} << damaged << 1;
+        QTest::newRow("a backslash and a drive pass")
+            << QStringList{u"files\\XML\\a"_s, u"C:/x"_s} << QString() << 2;
+    }
+
+    void verdicts()
+    {
+        QFETCH(QStringList, paths);
+        QFETCH(QString, message);
+        QFETCH(int, entriesRead);
+        QTemporaryDir folder;
+        QByteArray bytes;
+        QDataStream out(&bytes, QIODevice::WriteOnly);
+        out << u"TACHORIA_SYNC_PACKAGE_V1"_s << u"1"_s << QString() << quint32(paths.size());
+        for (const QString& path : std::as_const(paths))
+            out << path << QByteArray("x");
+        const QString path = folder.filePath(QStringLiteral("p.tsync"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        file.close();
+        QList<PackageEntry> entries;
+        QString error;
+        QCOMPARE(readPackage(path, entries, &error), message.isEmpty());
+        QCOMPARE(error, message);
+        QCOMPARE(entries.size(), entriesRead);
+
+        QVERIFY(!readPackage(folder.filePath(QStringLiteral("нет.tsync")), entries, &error));
+        QCOMPARE(error, QStringLiteral("Не удалось открыть пакет: No such file or directory"));
+        QVERIFY(!writePackage(folder.path(), {}, &error)); // a folder is there under that name
+        QVERIFY2(error.startsWith(QStringLiteral("Не удалось создать пакет: ")), qPrintable(error));
+        QVERIFY(!writePackage(path + QStringLiteral("/под/p.tsync"), {}, &error));
+        QCOMPARE(error, QStringLiteral("Не удалось создать каталог: ") + path + QStringLiteral("/под"));
+
+        // From a data root, the packages and the backups stay behind.
+        for (const char* name : {"Sync/a", "backups/b", "XML/c"}) {
+            QDir().mkpath(QFileInfo(folder.filePath(QString::fromUtf8(name))).absolutePath());
+            QFile(folder.filePath(QString::fromUtf8(name))).open(QIODevice::WriteOnly);
+        }
+        QList<PackageEntry> collected;
+        collectFiles(folder.path(), QString(), collected);
+        QStringList names;
+        for (const PackageEntry& entry : std::as_const(collected))
+            names.append(entry.path);
+        QCOMPARE(names, QStringList({QStringLiteral("p.tsync"), QStringLiteral("XML/c")}));
+    }
+
     // What an export takes: the databases as files, the downloads, the certificates' XML and the
     // documents; never the packages, the backups or the printed certificates.
     void exportCollectsTheThreeRoots()
