@@ -101,13 +101,16 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("paths"); // written one after the other as entries "x"
         QTest::addColumn<QString>("message");
         QTest::addColumn<int>("entriesRead");
+        QTest::addColumn<QString>("version");
         const QString damaged = QStringLiteral("Пакет содержит повреждённый путь.");
-        QTest::newRow("sound") << QStringList{u"db/a"_s, u"files/XML/a.b.xml"_s} << QString() << 2;
-        QTest::newRow("an empty path") << QStringList{u"db/a"_s, QString()} << damaged << 1;
-        QTest::newRow("an absolute path") << QStringList{u"/etc/x"_s} << damaged << 0;
-        QTest::newRow("two dots") << QStringList{u"db/a"_s, u"files/XML/a..b.xml"_s} << damaged << 1;
+        QTest::newRow("sound") << QStringList{u"db/a"_s, u"files/XML/a.b.xml"_s} << QString() << 2 << u"1"_s;
+        QTest::newRow("an empty path") << QStringList{u"db/a"_s, QString()} << damaged << 1 << u"1"_s;
+        QTest::newRow("an absolute path") << QStringList{u"/etc/x"_s} << damaged << 0 << u"1"_s;
+        QTest::newRow("two dots") << QStringList{u"db/a"_s, u"files/XML/a..b.xml"_s} << damaged << 1
+                                  << u"1"_s;
         QTest::newRow("a backslash and a drive pass")
-            << QStringList{u"files\\XML\\a"_s, u"C:/x"_s} << QString() << 2;
+            << QStringList{u"files\\XML\\a"_s, u"C:/x"_s} << QString() << 2 << u"1"_s;
+        QTest::newRow("format 2") << QStringList() << u"Файл не является пакетом Tachoria."_s << 0 << u"2"_s;
     }
 
     void verdicts()
@@ -115,10 +118,11 @@ private Q_SLOTS:
         QFETCH(QStringList, paths);
         QFETCH(QString, message);
         QFETCH(int, entriesRead);
+        QFETCH(QString, version);
         QTemporaryDir folder;
         QByteArray bytes;
         QDataStream out(&bytes, QIODevice::WriteOnly);
-        out << u"TACHORIA_SYNC_PACKAGE_V1"_s << u"1"_s << QString() << quint32(paths.size());
+        out << u"TACHORIA_SYNC_PACKAGE_V1"_s << version << QString() << quint32(paths.size());
         for (const QString& path : std::as_const(paths))
             out << path << QByteArray("x");
         const QString path = folder.filePath(QStringLiteral("p.tsync"));
