@@ -278,6 +278,13 @@ private Q_SLOTS:
                    u"VALUES ('DAF', 'XF', 'старые', '2020')"_s
             << 1 << u"SELECT Manufacturer, ParametersJson FROM VehicleConfigurations ORDER BY Id"_s
             << u"DAF|старые;MAN|{}"_s;
+        QTest::newRow("an older configuration table without the model is passed over")
+            << u"VehicleConfigurations.db"_s
+            << u"CREATE TABLE VehicleConfigurations (Id INTEGER PRIMARY KEY, Manufacturer TEXT);"_s
+               u"INSERT INTO VehicleConfigurations VALUES (1, 'MAN')"_s
+            << configurations +
+                   u";INSERT INTO VehicleConfigurations (Manufacturer, Model) VALUES ('DAF', 'XF')"_s
+            << 0 << u"SELECT Manufacturer, Model FROM VehicleConfigurations"_s << u"DAF|XF"_s;
         QTest::newRow("reports are renumbered with their rows; one of the same content is there already")
             << u"driver_cards.db"_s
             << kCards + u";INSERT INTO DriverCardReports VALUES (1, 'Б', 'x'), (2, 'А', 'y');"_s
@@ -290,6 +297,12 @@ private Q_SLOTS:
             << u"SELECT r.CardNumber, e.EventType, m.Json FROM DriverCardReports r JOIN Events e USING (ReportId) "_s
                u"JOIN DddReportMeta m USING (ReportId) ORDER BY r.ReportId"_s
             << u"А|а|{а};Б|б|{б}"_s;
+        QTest::newRow("a kind of report this side has no table for stays behind")
+            << u"driver_cards.db"_s
+            << kCards + u";CREATE TABLE TachographReports (ReportId INTEGER PRIMARY KEY, Vin TEXT);"_s
+                        u"INSERT INTO TachographReports VALUES (1, 'VIN');INSERT INTO DriverCardReports "_s
+                        u"VALUES (4, 'В', 'x')"_s
+            << kCards << 1 << u"SELECT ReportId, CardNumber FROM DriverCardReports"_s << u"1|В"_s;
         QTest::newRow("a database this side lacks comes whole, uncounted")
             << u"CalibrationDB.db"_s << calibrations + u";INSERT INTO Calibrations (Vu) VALUES ('1')"_s
             << QString() << 0 << u"SELECT Vu FROM Calibrations"_s << u"1"_s;
