@@ -90,7 +90,8 @@ public:
     };
 
     RowWriter(const QSqlDatabase& target, const QString& table, const QStringList& insertColumns, Mode mode)
-        : m_lookup(target)
+        : m_target(target)
+        , m_lookup(target)
         , m_insert(target)
         , m_mode(mode)
     {
@@ -119,6 +120,35 @@ public:
     {
         m_lookupReady = m_lookup.prepare(statement);
         return m_lookupReady;
+    }
+
+    // Without an index each look-up reads the whole table, and a merge of two full shops costs the
+    // product of their sizes. A transient index on the first compared columns, made and dropped
+    // within the merge's transaction, leaves the schema as it was and decides nothing: the look-up
+    // compares the same columns the same way. A table that takes no index is scanned as before.
+    void indexLookup(const QString& table, const QStringList& compareColumns)
+    {
+        if (compareColumns.isEmpty())
+            return;
+        const QString name = QStringLiteral("merge_lookup_") + QUuid::createUuid().toString(QUuid::Id128);
+        QSqlQuery query(m_target);
+        if (query.exec(QStringLiteral("CREATE INDEX %1 ON %2 (%3)")
+                           .arg(quoteIdentifier(name), quoteIdentifier(table),
+                                joinedQuoted(compareColumns.mid(0, kIndexedColumns)))))
+            m_index = name;
+    }
+
+    // Ends the statements and drops the transient index; a failure fails the merge, which rolls back.
+    bool finish(QString* error)
+    {
+        m_lookup.finish();
+        m_insert.finish();
+        if (m_index.isEmpty())
+            return true;
+        QSqlQuery query(m_target);
+        const bool dropped = query.exec(QStringLiteral("DROP INDEX %1").arg(quoteIdentifier(m_index)));
+        m_index.clear();
+        return dropped || failed(query, error);
     }
 
     bool ready(QString* error) const
@@ -177,8 +207,13 @@ public:
     }
 
 private:
+    // Enough to tell rows apart in practice: a date and a serial number lead the journal's columns.
+    static constexpr qsizetype kIndexedColumns = 4;
+
+    QSqlDatabase m_target;
     QSqlQuery m_lookup;
     QSqlQuery m_insert;
+    QString m_index;
     Mode m_mode;
     bool m_insertReady = false;
     bool m_lookupReady = false;
@@ -253,9 +288,11 @@ bool mergeRows(const Databases& db, const TableInfo& sourceInfo, const TableInfo
 
     const RowWriter::Mode mode = modeFor(targetInfo, plainWithoutKey);
     RowWriter writer(db.target, targetInfo.name, shape.insertColumns, mode);
-    if (mode == RowWriter::Mode::CompareFirst)
+    if (mode == RowWriter::Mode::CompareFirst) {
+        writer.indexLookup(targetInfo.name, shape.compareColumns);
         writer.prepareSameValue(quoteIdentifier(targetInfo.primaryKeys.first()), targetInfo.name,
                                 shape.compareColumns);
+    }
     if (!writer.ready(error))
         return false;
 
@@ -275,7 +312,9 @@ bool mergeRows(const Databases& db, const TableInfo& sourceInfo, const TableInfo
         if (!writer.put(values, shape.compareValues(values), added, error))
             return false;
     }
-    return rows.lastError().type() == QSqlError::NoError || failed(rows, error);
+    if (rows.lastError().type() != QSqlError::NoError)
+        return failed(rows, error);
+    return writer.finish(error);
 }
 
 bool mergeSimpleTable(const Databases& db, const TableInfo& sourceInfo, const TableInfo& targetInfo,
@@ -452,6 +491,7 @@ bool mergeReportParents(const Databases& db, const QString& table, IdMap* map, i
         return true;
     const RowShape shape(commonColumns(sourceInfo, targetInfo), targetInfo);
     RowWriter writer(db.target, targetInfo.name, shape.insertColumns, RowWriter::Mode::CompareFirst);
+    writer.indexLookup(targetInfo.name, shape.compareColumns);
     writer.prepareSameValue(quoteIdentifier(targetInfo.primaryKeys.first()), targetInfo.name,
                             shape.compareColumns);
     if (!writer.ready(error))
@@ -467,7 +507,7 @@ bool mergeReportParents(const Databases& db, const QString& table, IdMap* map, i
             return false;
         map->insert(record.value(sourceInfo.primaryKeys.first()).toLongLong(), key.toLongLong());
     }
-    return true;
+    return writer.finish(error);
 }
 
 bool mergeDriverCards(const Databases& db, int* added, QString* error)

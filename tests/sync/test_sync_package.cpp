@@ -327,6 +327,8 @@ private Q_SLOTS:
         QVERIFY2(mergeDatabase(from, into, &count, &error), qPrintable(error));
         QCOMPARE(count, added);
         QCOMPARE(queryRows(into, check), expected);
+        // The look-up's index is gone with the merge: the schema is as it was.
+        QCOMPARE(queryRows(into, u"SELECT COUNT(*) FROM sqlite_master WHERE name LIKE 'merge%'"_s), u"0"_s);
         // A second merge of the same source adds no row (settings excepted: a tie counts again).
         count = 0;
         QVERIFY(mergeDatabase(from, into, &count, &error));
