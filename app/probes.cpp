@@ -81,6 +81,8 @@ std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& 
         {kProbePort, false, &runPortProbe},
         {QStringLiteral("--probe-ddd"), false, &runDddProbe},
         {QStringLiteral("--probe-firmware"), false, &runFirmwareProbe},
+        {QStringLiteral("--sync-export"), false, &runSyncExport},
+        {QStringLiteral("--sync-import"), false, &runSyncImport},
     };
     for (const Probe& probe : probes) {
         if (!commandLine.hasValue(probe.name))

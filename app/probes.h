@@ -16,5 +16,7 @@ int runCalibrationProbe(const CommandLine& commandLine);
 int runCanProbe(const CommandLine& commandLine);
 int runDddProbe(const CommandLine& commandLine);
 int runFirmwareProbe(const CommandLine& commandLine);
+int runSyncExport(const CommandLine& commandLine);
+int runSyncImport(const CommandLine& commandLine);
 
 } // namespace tachoria::app

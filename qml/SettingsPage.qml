@@ -1,10 +1,12 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Dialogs
 import QtQuick.Layouts
 import Tachoria 1.0
 
-// The program's settings: ports, the service shop's data and directories, card reader, printers, look
-// and the journal. Changes stay in memory until "Сохранить"; the theme and the font apply at once.
+// The program's settings: ports, the service shop's data and directories, card reader, printers, look,
+// the journal and the synchronisation with another installation. Changes stay in memory until
+// "Сохранить"; the theme and the font apply at once.
 PageFrame {
     id: page
     objectName: "settingsPage"
@@ -21,6 +23,10 @@ PageFrame {
             return
         }
         popPage()
+    }
+
+    function folderUrl(path) {
+        return "file://" + (path.startsWith("/") ? "" : "/") + path
     }
 
     function saveSettings(announce) {
@@ -368,67 +374,205 @@ PageFrame {
             }
         }
 
-        // The program
-        ColumnLayout {
+        // The program: the journal and the program's behaviour, beside the synchronisation
+        RowLayout {
             spacing: Math.round(12 * Theme.uiScale)
-            SectionBox {
-                title: "Журнал"
-                AppCheckBox {
-                    objectName: "logEnabled"
-                    text: "Записывать протокол"
-                    checked: page.settings ? page.settings.logEnabled : true
-                    onToggled: page.settings.logEnabled = checked
+            ColumnLayout {
+                Layout.alignment: Qt.AlignTop
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                spacing: Math.round(12 * Theme.uiScale)
+                SectionBox {
+                    title: "Журнал"
+                    AppCheckBox {
+                        objectName: "logEnabled"
+                        text: "Записывать протокол"
+                        checked: page.settings ? page.settings.logEnabled : true
+                        onToggled: page.settings.logEnabled = checked
+                    }
+                    RowLayout {
+                        spacing: Math.round(10 * Theme.uiScale)
+                        AppButton {
+                            objectName: "logViewerButton"
+                            text: "Просмотр логов"
+                            onClicked: logViewer.open()
+                        }
+                        AppButton {
+                            objectName: "clearLogButton"
+                            text: "Очистить лог"
+                            onClicked: clearLogDialog.open()
+                        }
+                    }
                 }
-                RowLayout {
-                    spacing: Math.round(10 * Theme.uiScale)
-                    AppButton {
-                        objectName: "logViewerButton"
-                        text: "Просмотр логов"
-                        onClicked: logViewer.open()
+                SectionBox {
+                    title: "Работа программы"
+                    AppCheckBox {
+                        objectName: "scanPorts"
+                        text: "Сканировать порты при старте ПО"
+                        checked: page.settings ? page.settings.scanPorts : true
+                        onToggled: page.settings.scanPorts = checked
+                    }
+                    AppCheckBox {
+                        objectName: "fullScreen"
+                        text: "Открывать окна на полный экран"
+                        checked: page.settings ? page.settings.fullScreen : false
+                        onToggled: page.settings.fullScreen = checked
+                    }
+                    FormRow {
+                        label: "Размер шрифта:"
+                        SpinBox {
+                            id: fontSizeBox
+                            objectName: "fontSize"
+                            from: 8
+                            to: 30
+                            editable: true
+                            font.pixelSize: Theme.uiPixelSize
+                            value: page.settings ? page.settings.fontSize : 12
+                            onValueModified: page.settings.fontSize = value
+                        }
                     }
                     AppButton {
-                        objectName: "clearLogButton"
-                        text: "Очистить лог"
-                        onClicked: clearLogDialog.open()
+                        objectName: "openManualButton"
+                        text: "Открыть инструкцию (PDF)"
+                        onClicked: app.openUserGuide()
                     }
                 }
             }
             SectionBox {
-                title: "Работа программы"
-                AppCheckBox {
-                    objectName: "scanPorts"
-                    text: "Сканировать порты при старте ПО"
-                    checked: page.settings ? page.settings.scanPorts : true
-                    onToggled: page.settings.scanPorts = checked
-                }
-                AppCheckBox {
-                    objectName: "fullScreen"
-                    text: "Открывать окна на полный экран"
-                    checked: page.settings ? page.settings.fullScreen : false
-                    onToggled: page.settings.fullScreen = checked
-                }
-                FormRow {
-                    label: "Размер шрифта:"
-                    SpinBox {
-                        id: fontSizeBox
-                        objectName: "fontSize"
-                        from: 8
-                        to: 30
-                        editable: true
-                        font.pixelSize: Theme.uiPixelSize
-                        value: page.settings ? page.settings.fontSize : 12
-                        onValueModified: page.settings.fontSize = value
+                id: syncSection
+                objectName: "syncSection"
+                title: "Синхронизация"
+                Layout.alignment: Qt.AlignTop
+                Layout.preferredWidth: 1
+                readonly property bool working: page.settings !== null
+                                                && (page.settings.syncBusy || page.settings.usbSyncActive)
+                GridLayout {
+                    Layout.fillWidth: true
+                    columns: 2
+                    columnSpacing: Math.round(10 * Theme.uiScale)
+                    rowSpacing: Math.round(10 * Theme.uiScale)
+                    AppButton {
+                        objectName: "createSyncPackageButton"
+                        Layout.fillWidth: true
+                        text: "Создать пакет синхронизации"
+                        enabled: !syncSection.working
+                        onClicked: page.settings.createSyncPackage()
+                    }
+                    AppButton {
+                        objectName: "importSyncPackageButton"
+                        Layout.fillWidth: true
+                        text: "Импортировать пакет"
+                        enabled: !syncSection.working
+                        onClicked: syncPackageDialog.open()
+                    }
+                    AppButton {
+                        objectName: "shareSyncPackageButton"
+                        Layout.fillWidth: true
+                        text: "Передать последний пакет"
+                        enabled: page.settings !== null && page.settings.lastSyncPackage.length > 0
+                        onClicked: page.settings.shareSyncPackage("")
+                    }
+                    AppButton {
+                        objectName: "openSyncFolderButton"
+                        Layout.fillWidth: true
+                        text: "Открыть папку пакетов"
+                        onClicked: Qt.openUrlExternally(page.folderUrl(page.settings.syncDirectory))
                     }
                 }
-                AppButton {
-                    objectName: "openManualButton"
-                    text: "Открыть инструкцию (PDF)"
-                    onClicked: app.openUserGuide()
+                AppLabel {
+                    objectName: "syncStatus"
+                    Layout.fillWidth: true
+                    visible: text.length > 0
+                    text: page.settings ? page.settings.syncStatus : ""
+                }
+                ProgressBar {
+                    objectName: "syncBusyBar"
+                    Layout.fillWidth: true
+                    visible: page.settings !== null && page.settings.syncBusy
+                    indeterminate: true
+                }
+                AppLabel {
+                    Layout.fillWidth: true
+                    secondary: true
+                    text: "Пакеты в папке " + (page.settings ? page.settings.syncDirectory : "") + ":"
+                    wrapMode: Text.WrapAnywhere
+                }
+                Rectangle {
+                    Layout.fillWidth: true
+                    implicitHeight: Math.round(132 * Theme.uiScale)
+                    color: Theme.window
+                    border.color: Theme.border
+                    ListView {
+                        id: packageList
+                        objectName: "syncPackageList"
+                        anchors.fill: parent
+                        anchors.margins: 1
+                        clip: true
+                        model: page.settings ? page.settings.syncPackages : []
+                        ScrollBar.vertical: ScrollBar {}
+                        delegate: AppLabel {
+                            objectName: "syncPackage_" + index
+                            width: packageList.width
+                            leftPadding: Math.round(8 * Theme.uiScale)
+                            topPadding: Math.round(3 * Theme.uiScale)
+                            bottomPadding: Math.round(3 * Theme.uiScale)
+                            elide: Text.ElideMiddle
+                            wrapMode: Text.NoWrap
+                            text: modelData.substring(modelData.lastIndexOf("/") + 1)
+                            font.bold: page.settings !== null && modelData === page.settings.lastSyncPackage
+                        }
+                    }
+                    AppLabel {
+                        anchors.centerIn: parent
+                        visible: packageList.count === 0
+                        secondary: true
+                        text: "Пакетов пока нет."
+                    }
+                }
+                RowLayout {
+                    Layout.fillWidth: true
+                    spacing: Math.round(10 * Theme.uiScale)
+                    AppButton {
+                        objectName: "usbSyncButton"
+                        Layout.fillWidth: true
+                        text: "Синхронизировать через MTP"
+                        enabled: !syncSection.working
+                        onClicked: page.settings.startUsbSync()
+                    }
+                    AppButton {
+                        objectName: "usbSyncCancelButton"
+                        text: "Отменить"
+                        visible: page.settings !== null && page.settings.usbSyncActive
+                        onClicked: page.settings.cancelUsbSync()
+                    }
+                }
+                AppLabel {
+                    objectName: "usbSyncStatus"
+                    Layout.fillWidth: true
+                    visible: text.length > 0
+                    text: page.settings ? page.settings.usbSyncStatus : ""
+                }
+                ProgressBar {
+                    objectName: "usbSyncProgressBar"
+                    Layout.fillWidth: true
+                    visible: page.settings !== null && (page.settings.usbSyncActive || page.settings.usbSyncProgress > 0)
+                    from: 0
+                    to: 100
+                    value: page.settings ? page.settings.usbSyncProgress : 0
                 }
             }
         }
     }
 
+    FileDialog {
+        id: syncPackageDialog
+        objectName: "syncPackageDialog"
+        title: "Выбрать пакет синхронизации"
+        fileMode: FileDialog.OpenFile
+        currentFolder: page.settings ? page.folderUrl(page.settings.syncDirectory) : ""
+        nameFilters: ["Пакет Tachoria (*.tsync)"]
+        onAccepted: page.settings.selectAndImportSyncPackage(selectedFile)
+    }
     MasterDirectoryDialog {
         id: masterDirectory
         settings: page.settings

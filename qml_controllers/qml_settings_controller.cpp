@@ -10,6 +10,7 @@
 #include "storage/app_paths.h"
 #include "storage/customer_master_repositories.h"
 #include "storage/settings_repository.h"
+#include "sync/synchronization_manager.h"
 #include "ui/theme_manager.h"
 
 #include <QDesktopServices>
@@ -62,10 +63,17 @@ QmlSettingsController::QmlSettingsController(QObject* parent)
     if (!m_customerRepository->isOpen())
         m_customerRepository.reset();
     loadSettings(false);
+    // The packages' folder is there to be opened and chosen from before the first package is made.
+    QDir().mkpath(sync::SynchronizationManager::syncDirectory());
+    m_syncPackages = sync::SynchronizationManager::packageFiles();
 }
 
 QmlSettingsController::~QmlSettingsController()
 {
+    // A session ends at its next look at the flag; an import under way is let finish.
+    *m_syncCancel = true;
+    if (m_syncWorker)
+        m_syncWorker->wait();
     for (const QPointer<QThread>& reader : std::as_const(m_logReaders)) {
         if (reader)
             reader->wait();
@@ -655,6 +663,201 @@ bool QmlSettingsController::restoreCustomer(int id)
                                       [&](storage::CustomerRepository& r) { return r.restoreCustomer(id); });
     refreshCustomers(m_customerSearch, m_showInactiveCustomers);
     return done;
+}
+
+QString QmlSettingsController::syncDirectory() const
+{
+    return sync::SynchronizationManager::syncDirectory();
+}
+
+void QmlSettingsController::setUsbSyncTransport(sync::UsbSyncSession::TransportFactory factory,
+                                                sync::UsbSyncSession::Timing timing)
+{
+    m_usbTransport = std::move(factory);
+    m_usbTiming = timing;
+}
+
+void QmlSettingsController::refreshSyncPackages()
+{
+    const QStringList packages = sync::SynchronizationManager::packageFiles();
+    if (packages == m_syncPackages)
+        return;
+    m_syncPackages = packages;
+    Q_EMIT syncChanged();
+}
+
+bool QmlSettingsController::syncWorkerFree()
+{
+    if (m_usbSyncActive || m_folderPickerOpen) {
+        setError(QStringLiteral("Синхронизация по MTP уже выполняется."));
+        return false;
+    }
+    if (m_syncWorker) {
+        setError(QStringLiteral("Синхронизация уже выполняется."));
+        return false;
+    }
+    return true;
+}
+
+// One job at a time on a thread made for it; its end comes back to the GUI thread, which owns all
+// the state. The thread's end clears the pointer and deletes it.
+template <typename Result>
+void QmlSettingsController::startSyncWorker(std::function<Result()> job,
+                                            std::function<void(const Result&)> done)
+{
+    QPointer<QmlSettingsController> self(this);
+    QThread* worker = QThread::create([self, job = std::move(job), done = std::move(done)] {
+        const Result result = job();
+        QMetaObject::invokeMethod(
+            self.data(),
+            [self, done, result] {
+                if (self)
+                    done(result);
+            },
+            Qt::QueuedConnection);
+    });
+    worker->setParent(this);
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    m_syncWorker = worker;
+    worker->start();
+}
+
+void QmlSettingsController::syncPackageDone(const sync::SyncResult& result, bool imported,
+                                            const QString& path)
+{
+    m_syncBusy = false;
+    if (!result.success) {
+        m_syncStatus.clear();
+        setError(result.message);
+        Q_EMIT syncChanged();
+        return;
+    }
+    m_lastSyncPackage = imported ? path : result.packagePath;
+    m_syncStatus = result.message;
+    m_lastError.clear();
+    Q_EMIT changed();
+    // After an import the whole form shows the merged values.
+    if (imported)
+        loadSettings(true);
+    refreshSyncPackages();
+    Q_EMIT syncChanged();
+}
+
+bool QmlSettingsController::createSyncPackage()
+{
+    if (!syncWorkerFree())
+        return false;
+    m_syncBusy = true;
+    m_syncStatus = QStringLiteral("Создание пакета синхронизации…");
+    Q_EMIT syncChanged();
+    startSyncWorker<sync::SyncResult>(
+        [] { return sync::SynchronizationManager::exportPackage(QString()); },
+        [this](const sync::SyncResult& result) { syncPackageDone(result, false, QString()); });
+    return true;
+}
+
+bool QmlSettingsController::selectAndImportSyncPackage(const QUrl& chosen)
+{
+    if (chosen.isEmpty())
+        return false;
+    return importSyncPackage(chosen.isLocalFile() ? chosen.toLocalFile() : chosen.toString());
+}
+
+bool QmlSettingsController::importSyncPackage(const QString& path)
+{
+    if (!syncWorkerFree())
+        return false;
+    m_syncBusy = true;
+    m_syncStatus = QStringLiteral("Импорт пакета синхронизации…");
+    Q_EMIT syncChanged();
+    startSyncWorker<sync::SyncResult>(
+        [path] { return sync::SynchronizationManager::importPackage(path); },
+        [this, path](const sync::SyncResult& result) { syncPackageDone(result, true, path); });
+    return true;
+}
+
+bool QmlSettingsController::shareSyncPackage(const QString& path)
+{
+    const QString package = path.isEmpty() ? m_lastSyncPackage : path;
+    if (package.isEmpty() || !QFileInfo::exists(package)) {
+        setError(QStringLiteral("Сначала создайте пакет синхронизации."));
+        return false;
+    }
+    // On the desktop a package is handed on from its folder.
+    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(package).absolutePath()))) {
+        setError(QStringLiteral("Не удалось открыть каталог пакетов синхронизации."));
+        return false;
+    }
+    m_lastError.clear();
+    Q_EMIT changed();
+    return true;
+}
+
+bool QmlSettingsController::startUsbSync()
+{
+    if (m_syncWorker || m_folderPickerOpen || m_usbSyncActive) {
+        setError(QStringLiteral("Синхронизация по MTP уже выполняется."));
+        return false;
+    }
+    // Every setting goes to the database first, so that it travels with the merge.
+    if (!save())
+        return false;
+    *m_syncCancel = false;
+    m_usbSyncActive = true;
+    m_usbSyncProgress = 0;
+    m_usbSyncStatus = QStringLiteral("Подготовка MTP-синхронизации...");
+    m_lastError.clear();
+    Q_EMIT changed();
+    Q_EMIT syncChanged();
+
+    QPointer<QmlSettingsController> self(this);
+    const auto progress = [self](const QString& text) {
+        QMetaObject::invokeMethod(
+            self.data(),
+            [self, text] {
+                if (!self)
+                    return;
+                self->m_usbSyncStatus = text;
+                self->m_usbSyncProgress = sync::UsbSyncSession::progressValue(text, self->m_usbSyncProgress);
+                Q_EMIT self->syncChanged();
+            },
+            Qt::QueuedConnection);
+    };
+    startSyncWorker<sync::UsbSyncResult>(
+        [session = sync::UsbSyncSession(m_usbTransport, m_usbTiming), cancel = m_syncCancel,
+         progress]() mutable { return session.run(true, *cancel, progress); },
+        [this](const sync::UsbSyncResult& result) {
+            m_usbSyncActive = false;
+            m_usbSyncProgress = result.success ? 100 : 0;
+            m_usbSyncStatus = result.message;
+            if (result.success) {
+                m_syncStatus = result.message;
+                m_lastError.clear();
+                Q_EMIT changed();
+                loadSettings(true);
+                refreshSyncPackages();
+            } else {
+                setError(result.message);
+            }
+            Q_EMIT syncChanged();
+        });
+    return true;
+}
+
+void QmlSettingsController::cancelUsbSync()
+{
+    if (m_folderPickerOpen) {
+        m_folderPickerOpen = false;
+        m_usbSyncActive = false;
+        m_usbSyncStatus = QStringLiteral("Выбор папки отменён.");
+        Q_EMIT syncChanged();
+        return;
+    }
+    if (m_syncWorker && m_usbSyncActive) {
+        *m_syncCancel = true;
+        m_usbSyncStatus = QStringLiteral("Отмена USB-синхронизации...");
+        Q_EMIT syncChanged();
+    }
 }
 
 } // namespace tachoria::qml

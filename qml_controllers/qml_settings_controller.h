@@ -1,14 +1,19 @@
 #pragma once
 
 #include "qml_controllers/journal_files.h"
+#include "sync/sync_package.h"
+#include "sync/usb_sync_session.h"
 
 #include <QObject>
 #include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QThread>
+#include <QUrl>
 #include <QVariantList>
 
+#include <atomic>
+#include <functional>
 #include <memory>
 
 namespace tachoria::storage {
@@ -57,6 +62,14 @@ class QmlSettingsController : public QObject
     Q_PROPERTY(bool hasUnsavedChanges READ hasUnsavedChanges NOTIFY changed)
     Q_PROPERTY(tachoria::qml::JournalEntryModel* logEntryModel READ logEntryModel CONSTANT)
     Q_PROPERTY(bool logLoading READ logLoading NOTIFY logLoadingChanged)
+    Q_PROPERTY(QString syncDirectory READ syncDirectory NOTIFY syncChanged)
+    Q_PROPERTY(QStringList syncPackages READ syncPackages NOTIFY syncChanged)
+    Q_PROPERTY(QString lastSyncPackage READ lastSyncPackage NOTIFY syncChanged)
+    Q_PROPERTY(QString syncStatus READ syncStatus NOTIFY syncChanged)
+    Q_PROPERTY(bool syncBusy READ syncBusy NOTIFY syncChanged)
+    Q_PROPERTY(bool usbSyncActive READ usbSyncActive NOTIFY syncChanged)
+    Q_PROPERTY(QString usbSyncStatus READ usbSyncStatus NOTIFY syncChanged)
+    Q_PROPERTY(int usbSyncProgress READ usbSyncProgress NOTIFY syncChanged)
 
 public:
     static constexpr int kMinFontSize = 8;
@@ -98,6 +111,15 @@ public:
     bool hasUnsavedChanges() const { return m_unsaved; }
     JournalEntryModel* logEntryModel() { return &m_logEntries; }
     bool logLoading() const { return m_logLoading; }
+    QString syncDirectory() const;
+    QStringList syncPackages() const { return m_syncPackages; }
+    QString lastSyncPackage() const { return m_lastSyncPackage; }
+    QString syncStatus() const { return m_syncStatus; }
+    // A package is being made or imported on the worker.
+    bool syncBusy() const { return m_syncBusy; }
+    bool usbSyncActive() const { return m_usbSyncActive; }
+    QString usbSyncStatus() const { return m_usbSyncStatus; }
+    int usbSyncProgress() const { return m_usbSyncProgress; }
 
     void setCalibrationPort(const QString& value);
     void setCalibrationBaud(int value);
@@ -149,6 +171,21 @@ public:
     Q_INVOKABLE bool restoreCustomer(int id);
     Q_INVOKABLE void pollMtpFolderPicker() {}
 
+    // Synchronisation. Making and importing a package run on the worker: true means the job began,
+    // and its outcome arrives as syncStatus, or as lastError when it failed.
+    Q_INVOKABLE void refreshSyncPackages();
+    Q_INVOKABLE bool createSyncPackage();
+    // The file the page's dialog chose; nothing chosen is false.
+    Q_INVOKABLE bool selectAndImportSyncPackage(const QUrl& chosen);
+    Q_INVOKABLE bool importSyncPackage(const QString& path);
+    Q_INVOKABLE bool shareSyncPackage(const QString& path);
+    Q_INVOKABLE bool startUsbSync();
+    Q_INVOKABLE void cancelUsbSync();
+
+    // The drop box the USB synchronisation reaches, and its waits: MTP unless told otherwise.
+    void setUsbSyncTransport(sync::UsbSyncSession::TransportFactory factory,
+                             sync::UsbSyncSession::Timing timing = sync::UsbSyncSession::Timing());
+
     // For the other controllers, not for QML.
     void applyStartupCatalogs(const QStringList& ports, const QStringList& readers,
                               const QStringList& printers, const QVariantList& masters,
@@ -178,6 +215,10 @@ private:
     void assign(T& field, const T& value);
     void setLists(const QStringList& ports, const QStringList& readers, const QStringList& printers);
     bool storeAll();
+    bool syncWorkerFree();
+    template <typename Result>
+    void startSyncWorker(std::function<Result()> job, std::function<void(const Result&)> done);
+    void syncPackageDone(const sync::SyncResult& result, bool imported, const QString& path);
 
     std::unique_ptr<storage::SettingsRepository> m_settings;
     std::unique_ptr<storage::MasterRepository> m_masterRepository;
@@ -221,6 +262,19 @@ private:
     QList<QPointer<QThread>> m_logReaders;
     quint64 m_logGeneration = 0;
     bool m_logLoading = false;
+
+    QStringList m_syncPackages;
+    QString m_lastSyncPackage;
+    QString m_syncStatus;
+    bool m_syncBusy = false;
+    bool m_usbSyncActive = false;
+    QString m_usbSyncStatus;
+    int m_usbSyncProgress = 0;
+    bool m_folderPickerOpen = false; // the phone's folder choice; never open on the desktop
+    QPointer<QThread> m_syncWorker;
+    std::shared_ptr<std::atomic<bool>> m_syncCancel = std::make_shared<std::atomic<bool>>(false);
+    sync::UsbSyncSession::TransportFactory m_usbTransport;
+    sync::UsbSyncSession::Timing m_usbTiming;
 };
 
 } // namespace tachoria::qml

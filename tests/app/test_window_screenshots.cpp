@@ -111,6 +111,16 @@ private Q_SLOTS:
             QVERIFY2(window.click(QString::fromLatin1(tab)), tab);
             shoot(window, theme, QStringLiteral("settings_") + QString::fromLatin1(tab).mid(3).toLower());
         }
+        // The synchronisation: a package made, an MTP run waiting for a phone, and its cancel.
+        QVERIFY(window.click(QStringLiteral("createSyncPackageButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(!settings.syncBusy() && !settings.syncStatus().isEmpty(), 20000);
+        shoot(window, theme, QStringLiteral("settings_sync_package"));
+        QVERIFY(window.click(QStringLiteral("usbSyncButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(settings.usbSyncStatus().startsWith(QStringLiteral("MTP: ")), 10000);
+        shoot(window, theme, QStringLiteral("settings_sync_mtp"));
+        QVERIFY(window.click(QStringLiteral("usbSyncCancelButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(!settings.usbSyncActive(), 10000);
+        shoot(window, theme, QStringLiteral("settings_sync_cancelled"));
         QVERIFY(window.click(QStringLiteral("tabShop")));
         QVERIFY(window.click(QStringLiteral("mastersButton")));
         QTRY_VERIFY(window.dialogOpen(QStringLiteral("masterDirectory")));
