@@ -71,7 +71,7 @@ Item {
             }
 
             function drawActivities(ctx) {
-                var left = Math.round(110 * Theme.uiScale), right = width - Math.round(16 * Theme.uiScale)
+                var left = Math.round(110 * Theme.uiScale), right = width - Math.round(30 * Theme.uiScale) // room for half of "24:00"
                 var top = Math.round(16 * Theme.uiScale)
                 var laneHeight = Math.round(46 * Theme.uiScale), gap = Math.round(14 * Theme.uiScale)
                 var lanes = Math.max(1, chart.lanes.length)

@@ -35,7 +35,7 @@ QString DddTableModel::cellText(int row, const QString& key) const
         return QString();
     if (key == u"date"_s) {
         for (const QStringView day :
-             {u"activityDailyPresenceCounter1", u"dayNo", u"activityDailyPresenceCounter"}) {
+             {u"activityDailyPresenceCounter1", u"dayNo", u"activityDailyPresenceCounter", u"dayKey"}) {
             const QVariant number = m_rows.value(row, day);
             if (number.isValid())
                 return m_dayDates.value(number.toString());
