@@ -186,6 +186,12 @@ PageFrame {
         })
     }
 
+    // New columns rebuild the whole table on screen: only when they differ.
+    function updateColumns() {
+        var columns = columnsFor(currentSection, datasetView.model)
+        if (JSON.stringify(columns) !== JSON.stringify(datasetView.columns))
+            datasetView.columns = columns
+    }
     function showSection(key) {
         currentSection = key
         if (datasetShown) {
@@ -215,7 +221,7 @@ PageFrame {
             if (page.datasetShown && !page.sectionList.some(function(s) { return s.key === page.currentSection }))
                 page.showSection(page.ddd.hasReport ? page.sectionList[0].key : "reports")
             else if (page.datasetShown)
-                datasetView.columns = page.columnsFor(page.currentSection, datasetView.model)
+                page.updateColumns()
         }
         function onDuplicateReportDetected(existingId) {
             duplicateDialog.existingId = existingId
@@ -444,7 +450,8 @@ PageFrame {
                 contentHeight: analysisColumn.implicitHeight
                 boundsBehavior: Flickable.StopAtBounds
                 ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
-                readonly property var analysis: page.ddd ? page.ddd.analysis : ({})
+                // Read only while shown: a long report's analysis is large to hand to QML.
+                readonly property var analysis: page.ddd && page.currentSection === "analysis" ? page.ddd.analysis : ({})
                 function value(group, key) {
                     var map = analysis[group]
                     return map && map[key] !== undefined && map[key] !== null ? String(map[key]) : "—"
