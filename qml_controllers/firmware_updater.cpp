@@ -90,10 +90,10 @@ void FirmwareUpdater::beginTachographFirmwareTransfer(const QByteArray& image)
             QStringLiteral("Размер прошивки — %1 байт; ожидается ровно 671744 байта. Тахограф не затронут.")
                 .arg(image.size()));
         record(logging::Level::Error,
-                QStringLiteral(
-                    "Проверка размера не пройдена; imageBytes=%1; expectedBytes=%2; запись не начиналась")
-                    .arg(image.size())
-                    .arg(kImageBytes));
+               QStringLiteral(
+                   "Проверка размера не пройдена; imageBytes=%1; expectedBytes=%2; запись не начиналась")
+                   .arg(image.size())
+                   .arg(kImageBytes));
         Q_EMIT changed();
         return;
     }
@@ -101,18 +101,18 @@ void FirmwareUpdater::beginTachographFirmwareTransfer(const QByteArray& image)
         m_running = false;
         setStatus(QStringLiteral("Прямое COM/USB VCOM-подключение потеряно. Передача не начата."));
         record(logging::Level::Error,
-                QStringLiteral("Прямое COM/USB VCOM-подключение потеряно до начала передачи"));
+               QStringLiteral("Прямое COM/USB VCOM-подключение потеряно до начала передачи"));
         Q_EMIT changed();
         return;
     }
     const QString port = m_monitor->devicePort();
     const int baud = m_settings ? m_settings->calibrationBaud() : 115200;
     record(logging::Level::Info,
-            QStringLiteral("Файл проверен; подготовка к записи: endpoint=%1; baud=%2; imageBytes=%3")
-                .arg(port)
-                .arg(baud)
-                .arg(image.size()),
-            port);
+           QStringLiteral("Файл проверен; подготовка к записи: endpoint=%1; baud=%2; imageBytes=%3")
+               .arg(port)
+               .arg(baud)
+               .arg(image.size()),
+           port);
     m_running = true;
     m_finished = false;
     m_progress = 0.0;
@@ -128,7 +128,7 @@ void FirmwareUpdater::startFirmwareWorker(const QString& port, int baud, const Q
     if (m_monitor->busy()) {
         if (!m_status.startsWith(kWaitingForPort))
             record(logging::Level::Info,
-                    QStringLiteral("Ожидание завершения проверки порта перед началом записи"), port);
+                   QStringLiteral("Ожидание завершения проверки порта перед началом записи"), port);
         setStatus(kWaitingForPort);
         QTimer::singleShot(kPortWaitMs, this,
                            [this, port, baud, image] { startFirmwareWorker(port, baud, image); });
@@ -180,7 +180,7 @@ void FirmwareUpdater::workerFinished(bool success, const QString& error, const Q
         m_finished = true;
         setStatus(firmwareUpdateStatusForUser(error));
         record(logging::Level::Error,
-                QStringLiteral("Рабочий поток обновления завершился ошибкой: %1").arg(error), port);
+               QStringLiteral("Рабочий поток обновления завершился ошибкой: %1").arg(error), port);
         Q_EMIT changed();
         m_monitor->resume();
         return;
@@ -190,10 +190,10 @@ void FirmwareUpdater::workerFinished(bool success, const QString& error, const Q
         "Перезагрузка подтверждена. Ожидаю ответ 0x16 и появления установленной версии ПО..."));
     const QString expected = (m_expectedVersion ? m_expectedVersion() : QString()).trimmed().toUpper();
     record(logging::Level::Info,
-            QStringLiteral(
-                "Передача и команда перезагрузки подтверждены. Ожидается ответ 0x16; expectedSiteVersion=%1")
-                .arg(expected.isEmpty() ? QStringLiteral("unavailable") : expected),
-            port);
+           QStringLiteral(
+               "Передача и команда перезагрузки подтверждены. Ожидается ответ 0x16; expectedSiteVersion=%1")
+               .arg(expected.isEmpty() ? QStringLiteral("unavailable") : expected),
+           port);
     Q_EMIT changed();
     startFirmwareVersionVerification(port, baud, expected);
 }
