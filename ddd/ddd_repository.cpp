@@ -879,36 +879,11 @@ QVariantMap DddRepository::load(qint64 id, DddFileType type) const
     QVariantMap map = report->summary();
     map.insert(u"reportId"_s, id);
     map.insert(u"analysis"_s, report->analysis);
-    for (const QString& name : {u"events"_s,
-                                u"faults"_s,
-                                u"activities"_s,
-                                u"activityChanges"_s,
-                                u"vehicles"_s,
-                                u"places"_s,
-                                u"sections"_s,
-                                u"tachoChildSections"_s,
-                                u"dayInformation"_s,
-                                u"cardIwData"_s,
-                                u"tachoEvents"_s,
-                                u"tachoFaults"_s,
-                                u"overSpeedingEvents"_s,
-                                u"detailedSpeed"_s,
-                                u"calibrationData"_s,
-                                u"vehicleIdentification"_s,
-                                u"vuIdentification"_s,
-                                u"sensorPaired"_s,
-                                u"activityDaily"_s,
-                                u"placeDailyWorkPeriod"_s,
-                                u"specificConditions"_s,
-                                u"downloadActivity"_s,
-                                u"currentDateTime"_s,
-                                u"downloadablePeriod"_s,
-                                u"insertedCardType"_s,
-                                u"companyLocks"_s,
-                                u"controlActivity"_s,
-                                u"overSpeedingControl"_s,
-                                u"currentUsage"_s,
-                                u"timeAdjustments"_s}) {
+    // Every dataset up to the card's own files; the per-second charts and the ASN.1 fields are left out.
+    const QStringList& names = DddReport::datasetNames();
+    for (const QString& name : names.mid(0, names.indexOf(u"timeAdjustments"_s) + 1)) {
+        if (name == u"charts"_s || name == u"asn1Fields"_s)
+            continue;
         QVariantList rows;
         for (const QVariantMap& row : report->dataset(name)->toList())
             rows.append(row);
