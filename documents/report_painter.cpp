@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <vector>
 
 namespace tachoria::documents {
 
@@ -82,6 +84,11 @@ void ReportPainter::drawWrapped(const QRectF& box, const QString& text, const QF
 {
     QTextLayout layout(withLineBreaks(text), font, &m_writer);
     const double height = layOut(layout, box.width());
+    drawLaidOut(box, layout, height, centred);
+}
+
+void ReportPainter::drawLaidOut(const QRectF& box, const QTextLayout& layout, double height, bool centred)
+{
     const double top = box.top() + (centred && height <= box.height() ? (box.height() - height) / 2 : 0);
     // Only whole lines: a cell that is too long is cut at its last line that fits.
     for (int i = 0; i < layout.lineCount(); ++i) {
@@ -190,11 +197,22 @@ void ReportPainter::table(const QString& caption, const QStringList& headers, co
     ensure(90);
     section(caption);
     drawTableHeader(headers, columnWidth);
+    // Each cell is laid out once: for the row's height and then for drawing (long tables spend most of
+    // their time here).
+    std::vector<std::unique_ptr<QTextLayout>> cells;
+    std::vector<double> cellHeights;
     for (qsizetype index = 0; index < rows.size(); ++index) {
         const QStringList& row = rows.at(index);
+        const qsizetype shown = std::min(columns, row.size());
+        cells.clear();
+        cellHeights.clear();
         double height = 25;
-        for (qsizetype column = 0; column < columns && column < row.size(); ++column)
-            height = std::max(height, textHeight(row.at(column), cellFont, columnWidth - 10) + 8);
+        for (qsizetype column = 0; column < shown; ++column) {
+            cells.push_back(
+                std::make_unique<QTextLayout>(withLineBreaks(row.at(column)), cellFont, &m_writer));
+            cellHeights.push_back(layOut(*cells.back(), columnWidth - 10));
+            height = std::max(height, cellHeights.back() + 8);
+        }
         height = std::min(height, kRowHeightLimit);
         if (m_y + height > bottomLimit()) {
             newPage();
@@ -211,9 +229,9 @@ void ReportPainter::table(const QString& caption, const QStringList& headers, co
             m_painter.drawLine(QPointF(x, m_y), QPointF(x, m_y + height));
         }
         m_painter.setPen(Qt::black);
-        for (qsizetype column = 0; column < columns && column < row.size(); ++column)
-            drawWrapped(QRectF(kLeftMargin + column * columnWidth + 5, m_y + 4, columnWidth - 10, height - 8),
-                        row.at(column), cellFont, true);
+        for (qsizetype column = 0; column < shown; ++column)
+            drawLaidOut(QRectF(kLeftMargin + column * columnWidth + 5, m_y + 4, columnWidth - 10, height - 8),
+                        *cells.at(size_t(column)), cellHeights.at(size_t(column)), true);
         m_y += height;
     }
     m_y += 10;

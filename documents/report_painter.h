@@ -10,6 +10,7 @@ class QFont;
 class QPainter;
 class QPdfWriter;
 class QRectF;
+class QTextLayout;
 
 namespace tachoria::documents {
 
@@ -59,6 +60,8 @@ private:
     void drawTableHeader(const QStringList& headers, double columnWidth);
     // Draws the lines of the wrapped text that fit into the box, vertically centred when they all fit.
     void drawWrapped(const QRectF& box, const QString& text, const QFont& font, bool centred);
+    // The same for a text already laid out to the box's width, `height` high.
+    void drawLaidOut(const QRectF& box, const QTextLayout& layout, double height, bool centred);
     double contentWidth() const { return m_pageWidth - kLeftMargin - kRightMargin; }
     double bottomLimit() const { return m_pageHeight - kBottomMargin; }
 
