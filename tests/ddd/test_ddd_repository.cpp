@@ -143,6 +143,10 @@ private Q_SLOTS:
         QFile sample(QStringLiteral(TACHORIA_SOURCE_DIR "/tests/ddd/samples/vu_gen1.ddd"));
         QVERIFY(sample.open(QIODevice::ReadOnly));
         QTest::newRow("vehicle unit sample") << Decoder::decode(sample.readAll(), u"vu_gen1.ddd"_s);
+        DddReport identified = card(2);
+        identified.asn1Identity = {2,          u"VIN1"_s,  u"REG2"_s,       u"2020-01-03"_s, u"SURNAME4"_s,
+                                   u"NAME5"_s, u"CARD6"_s, u"2020-01-07"_s, u"2020-01-08"_s, u"2020-01-09"_s};
+        QTest::newRow("card with an ASN.1 identity") << identified;
     }
 
     // Saved, then loaded over a new connection: the report the decoder made, the list and the page's map.
@@ -181,6 +185,8 @@ private Q_SLOTS:
                  tachograph ? decoded.registrationNumber : decoded.driverName);
         QCOMPARE(listed.value(u"eventCount"_s).toInt(),
                  (tachograph && decoded.events.isEmpty() ? decoded.tachoEvents : decoded.events).size());
+        QCOMPARE(listed.value(u"faultCount"_s).toInt(),
+                 (tachograph && decoded.faults.isEmpty() ? decoded.tachoFaults : decoded.faults).size());
         QVERIFY(DddRepository::storedDateTime(listed.value(u"reportDate"_s)).isValid());
 
         const QVariantMap page = repository.load(id, decoded.fileType);
@@ -190,6 +196,54 @@ private Q_SLOTS:
         QCOMPARE(page.value(u"events"_s).toList().size(), decoded.events.size());
         QCOMPARE(page.value(u"activityDaily"_s).toList().size(), decoded.activityDaily.size());
         QVERIFY(repository.load(id + 1, decoded.fileType).isEmpty());
+    }
+
+    // The columns other programs and earlier versions read, in order, with their declared types.
+    void schema_data()
+    {
+        QTest::addColumn<QString>("table");
+        QTest::addColumn<QString>("columns");
+        QTest::newRow("TachoSpecificConditionData")
+            << u"TachoSpecificConditionData"_s
+            << u"ConditionId INTEGER, ReportId INTEGER NOT NULL, DayNo INTEGER, EntryTime TEXT, "
+               "SpecificConditionType TEXT"_s;
+        QTest::newRow("TachoDayInformation")
+            << u"TachoDayInformation"_s
+            << u"DayInfoId INTEGER, ReportId INTEGER NOT NULL, DayNo INTEGER, TimeReal DATETIME, "
+               "OdometerValueMidnight INTEGER"_s;
+        QTest::newRow("DriverActivities")
+            << u"DriverActivities"_s
+            << u"ActivityId INTEGER, ReportId INTEGER, ActivityRecordDate TEXT, ActivityDayDistance TEXT, "
+               "ActivityDailyPresenceCounter TEXT, ImportDate DATETIME"_s;
+        QTest::newRow("TachographReports")
+            << u"TachographReports"_s
+            << u"ReportId INTEGER, ReportDate DATETIME, VIN TEXT, VehicleRegistration TEXT, TotalEvents "
+               "INTEGER, TotalFaults INTEGER, TotalOverSpeeding INTEGER, TotalCalibrations INTEGER, "
+               "TotalDays "
+               "INTEGER, TotalDistanceKm INTEGER, DataStartDate TEXT, DataEndDate TEXT, AverageSpeed REAL, "
+               "MaxSpeed INTEGER, DaysWithOverSpeeding INTEGER, DaysWithFaults INTEGER, NextCalibrationDate "
+               "TEXT, ImportDate DATETIME, VehicleRegistrationNation TEXT"_s;
+        QTest::newRow("DddRows") << u"DddRows"_s
+                                 << u"RowId INTEGER, ReportId INTEGER NOT NULL, ReportType INTEGER NOT NULL, "
+                                    "Dataset TEXT NOT NULL, RowIndex INTEGER NOT NULL, Json TEXT NOT NULL"_s;
+        QTest::newRow("DddReportMeta")
+            << u"DddReportMeta"_s
+            << u"ReportId INTEGER NOT NULL, ReportType INTEGER NOT NULL, Json TEXT "
+               "NOT NULL"_s;
+    }
+
+    void schema()
+    {
+        QFETCH(QString, table);
+        QFETCH(QString, columns);
+        const QString path = fresh();
+        QVERIFY(DddRepository(path).isOpen());
+        QCOMPARE(
+            sql(path,
+                {u"SELECT group_concat(name || ' ' || type || CASE WHEN \"notnull\" THEN ' NOT NULL' "
+                 "ELSE '' END, ', ') FROM (SELECT * FROM pragma_table_info('%1') ORDER BY cid)"_s.arg(table)})
+                .toString(),
+            columns);
     }
 
     // The flat tables hold what the list and earlier versions read.
