@@ -5,10 +5,12 @@
 #include "storage/app_paths.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QSerialPort>
 #include <QTextStream>
 
 #include <cstdio>
+#include <memory>
 
 namespace tachoria::app {
 
@@ -72,22 +74,32 @@ std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& 
         QString name;
         bool setsOrganisation;
         int (*run)(const CommandLine&);
+        bool draws; // needs fonts: a GUI application without a screen
     };
     // Checked in this order; the first present runs and nothing else of the program does.
     const Probe probes[] = {
-        {QStringLiteral("--probe-calibration"), false, &runCalibrationProbe},
-        {QStringLiteral("--probe-can"), false, &runCanProbe},
-        {QStringLiteral("--probe-download"), true, &runDownloadProbe},
-        {kProbePort, false, &runPortProbe},
-        {QStringLiteral("--probe-ddd"), false, &runDddProbe},
-        {QStringLiteral("--probe-firmware"), false, &runFirmwareProbe},
-        {QStringLiteral("--sync-export"), false, &runSyncExport},
-        {QStringLiteral("--sync-import"), false, &runSyncImport},
+        {QStringLiteral("--probe-calibration"), false, &runCalibrationProbe, false},
+        {QStringLiteral("--probe-can"), false, &runCanProbe, false},
+        {QStringLiteral("--probe-download"), true, &runDownloadProbe, false},
+        {kProbePort, false, &runPortProbe, false},
+        {QStringLiteral("--probe-ddd"), false, &runDddProbe, false},
+        {QStringLiteral("--probe-report"), false, &runReportProbe, true},
+        {QStringLiteral("--probe-firmware"), false, &runFirmwareProbe, false},
+        {QStringLiteral("--sync-export"), false, &runSyncExport, false},
+        {QStringLiteral("--sync-import"), false, &runSyncImport, false},
     };
     for (const Probe& probe : probes) {
         if (!commandLine.hasValue(probe.name))
             continue;
-        QCoreApplication application(argc, argv);
+        // The offscreen platform gives the fonts of the PDF without a display.
+        int guiArgc = 3;
+        QByteArray platform = "-platform", offscreen = "offscreen";
+        char* guiArgv[] = {argv[0], platform.data(), offscreen.data(), nullptr};
+        std::unique_ptr<QCoreApplication> application;
+        if (probe.draws)
+            application = std::make_unique<QGuiApplication>(guiArgc, guiArgv);
+        else
+            application = std::make_unique<QCoreApplication>(argc, argv);
         startProbe(probe.setsOrganisation);
         const int code = probe.run(commandLine);
         logging::ApplicationLogger::shutdown();

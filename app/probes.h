@@ -15,6 +15,8 @@ int runDownloadProbe(const CommandLine& commandLine);
 int runCalibrationProbe(const CommandLine& commandLine);
 int runCanProbe(const CommandLine& commandLine);
 int runDddProbe(const CommandLine& commandLine);
+// --probe-report <file.ddd> <out.pdf>
+int runReportProbe(const CommandLine& commandLine);
 int runFirmwareProbe(const CommandLine& commandLine);
 int runSyncExport(const CommandLine& commandLine);
 int runSyncImport(const CommandLine& commandLine);

@@ -8,6 +8,8 @@ using namespace Qt::StringLiterals;
 
 bool JsonWriter::flush()
 {
+    if (!m_out)
+        return !m_failed;
     if (m_size > 0 && std::fwrite(m_buffer.constData(), 1, size_t(m_size), m_out) != size_t(m_size))
         m_failed = true;
     m_size = 0;
@@ -78,6 +80,27 @@ void JsonWriter::object(const QVariantMap& map)
         raw(":");
         value(it.value());
     }
+    raw("}");
+}
+
+QByteArray JsonWriter::take()
+{
+    QByteArray bytes(m_buffer.constData(), m_size);
+    m_size = 0;
+    return bytes;
+}
+
+void JsonWriter::row(const DatasetRows& rows, qsizetype row)
+{
+    raw("{");
+    bool first = true;
+    rows.visit(row, [this, &first](const QString& key, const auto& value) {
+        raw(first ? "" : ",");
+        first = false;
+        string(key);
+        raw(":");
+        entry(value);
+    });
     raw("}");
 }
 
@@ -187,16 +210,8 @@ bool writeReportJson(const DddReport& report, FILE* out)
         json.raw(":[");
         const DatasetRows& rows = *report.dataset(name);
         for (qsizetype i = 0; i < rows.size(); ++i) {
-            json.raw(i > 0 ? ",{" : "{");
-            bool first = true;
-            rows.visit(i, [&json, &first](const QString& key, const auto& value) {
-                json.raw(first ? "" : ",");
-                first = false;
-                json.string(key);
-                json.raw(":");
-                json.entry(value);
-            });
-            json.raw("}");
+            json.raw(i > 0 ? "," : "");
+            json.row(rows, i);
         }
         json.raw("]");
     }

@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QVariant>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -19,6 +20,11 @@ class JsonWriter
 public:
     explicit JsonWriter(FILE* out)
         : m_out(out)
+    {
+    }
+    // Writes into memory; take() hands over what was written.
+    JsonWriter()
+        : m_out(nullptr)
     {
     }
     ~JsonWriter() { flush(); }
@@ -32,9 +38,13 @@ public:
     void entry(const QString& value);
     void entry(const QVariant& value);
     void string(QStringView text);
+    // One row of a dataset as an object, its keys in order.
+    void row(const DatasetRows& rows, qsizetype row);
     void raw(const char* text) { put(text, qsizetype(std::strlen(text))); }
     // True when every byte reached the stream.
     bool flush();
+    // What a writer into memory holds; it starts empty again.
+    QByteArray take();
 
 private:
     void number(qint64 value);
@@ -48,15 +58,19 @@ private:
     char* room(qsizetype size)
     {
         if (m_size + size > m_buffer.size()) {
-            flush();
-            if (size > m_buffer.size())
-                m_buffer.resize(size);
+            if (m_out) {
+                flush();
+                if (size > m_buffer.size())
+                    m_buffer.resize(size);
+            } else {
+                m_buffer.resize(std::max(2 * m_buffer.size(), m_size + size));
+            }
         }
         return m_buffer.data() + m_size;
     }
 
-    FILE* m_out;
-    QByteArray m_buffer{1 << 18, Qt::Uninitialized};
+    FILE* m_out; // null for a writer into memory
+    QByteArray m_buffer{m_out ? 1 << 18 : 1 << 12, Qt::Uninitialized};
     qsizetype m_size = 0;
     bool m_failed = false;
 };

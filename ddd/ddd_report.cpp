@@ -371,6 +371,19 @@ QVariantMap DddReport::summary() const
     return map;
 }
 
+QHash<QString, QString> DddReport::dayDates() const
+{
+    QHash<QString, QString> dates;
+    for (qsizetype row = 0; row < activities.size(); ++row)
+        dates.insert(activities.value(row, u"activityDailyPresenceCounter").toString(),
+                     activities.value(row, u"activityRecordDate").toString().left(10));
+    for (qsizetype row = 0; row < dayInformation.size(); ++row)
+        dates.insert(dayInformation.value(row, u"dayNo").toString(),
+                     dayInformation.value(row, u"timeReal").toString().left(10));
+    dates.remove(QString());
+    return dates;
+}
+
 QVariantList DddReport::blockRows() const
 {
     const bool card = fileType == DddFileType::DriverCard;

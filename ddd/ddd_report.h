@@ -283,9 +283,16 @@ struct DddReport
     // The 38 dataset names in their fixed order, and each name's rows.
     static const QStringList& datasetNames();
     const DatasetRows* dataset(const QString& name) const;
+    DatasetRows* dataset(const QString& name)
+    {
+        return const_cast<DatasetRows*>(std::as_const(*this).dataset(name));
+    }
 
     QVariantList blockRows() const;
     QVariantMap summary() const;
+    // The calendar date ("yyyy-MM-dd") of each day by the number the report gives it: a card's presence
+    // counter, a unit's day number.
+    QHash<QString, QString> dayDates() const;
 };
 
 } // namespace tachoria::ddd

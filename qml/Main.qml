@@ -73,6 +73,15 @@ ApplicationWindow {
         return page
     }
 
+    // A .ddd file opened from elsewhere (the download page's list, a finished download) brings up its page.
+    Connections {
+        target: app.ddd
+        function onPageRequested() {
+            if (!pages.currentItem || pages.currentItem.objectName !== "dddPage")
+                window.openPage("DddPage.qml", false)
+        }
+    }
+
     Shortcut {
         sequence: "F1"
         context: Qt.WindowShortcut

@@ -75,7 +75,46 @@ QtObject {
         function() {
             if (testFilePath.length > 0 && window.controller.pageAvailable("DddPage.qml"))
                 return expect(window.openPage("DddPage.qml", false) !== null, "страница расшифровки не открылась")
+            step = actions.length - 1 // without a file the walk ends here
             return true
+        },
+        function() {
+            return expect(stack.currentItem.objectName === "dddPage", "на вершине стека не страница расшифровки")
+                && expect(window.controller.ddd.openFile(testFilePath), "разбор не начат: "
+                          + window.controller.ddd.lastError)
+        },
+        function() {
+            var ddd = window.controller.ddd
+            if (ddd.busy)
+                return "wait"
+            return expect(ddd.hasReport && ddd.lastError.length === 0, "файл не разобран: " + ddd.lastError)
+                && expect(ddd.statusText === "Разбор завершён", "состояние: " + ddd.statusText)
+                && expect(ddd.datasetCounts.blocks > 0, "у файла нет блоков")
+        },
+        function() {
+            // Every section of the file, then the analysis, the charts and the saved reports.
+            var page = stack.currentItem
+            var view = find(page, "dddDatasetView")
+            if (!expect(view !== null && view.rowCount > 0, "таблица первого раздела пуста"))
+                return false
+            var sections = page.sectionList
+            for (var i = 0; i < sections.length; ++i) {
+                page.showSection(sections[i].key)
+                if (!expect(page.currentSection === sections[i].key, "раздел не открылся: " + sections[i].key))
+                    return false
+                if (sections[i].count > 0 && !expect(view.rowCount === sections[i].count,
+                                                     "в разделе " + sections[i].key + " строк " + view.rowCount
+                                                     + " вместо " + sections[i].count))
+                    return false
+            }
+            return true
+        },
+        function() {
+            stack.currentItem.backRequested()
+            return true
+        },
+        function() {
+            return expect(stack.depth === 1, "возврат со страницы расшифровки не удался")
         },
         function() {
             Qt.exit(0)
@@ -92,7 +131,11 @@ QtObject {
                 return
             var action = test.actions[test.step]
             test.step += 1
-            if (!action())
+            // An action that waits for its condition is tried again at the next tick.
+            var result = action()
+            if (result === "wait")
+                test.step -= 1
+            else if (!result)
                 stop()
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "qml_controllers/qml_ddd_controller.h"
 #include "qml_controllers/qml_settings_controller.h"
 
 #include <QObject>
@@ -50,6 +51,7 @@ class QmlAppController : public QObject
     Q_PROPERTY(bool downloadAvailable READ downloadAvailable NOTIFY deviceChanged)
     Q_PROPERTY(QString applicationVersion READ applicationVersion CONSTANT)
     Q_PROPERTY(tachoria::qml::QmlSettingsController* settings READ settings CONSTANT)
+    Q_PROPERTY(tachoria::qml::QmlDddController* ddd READ ddd CONSTANT)
     Q_PROPERTY(bool monitoringPaused READ monitoringPaused NOTIFY monitoringChanged)
     Q_PROPERTY(bool monitoringBusy READ monitoringBusy NOTIFY monitoringChanged)
     Q_PROPERTY(QVariantList bluetoothDevices READ bluetoothDevices NOTIFY bluetoothDevicesChanged)
@@ -97,6 +99,7 @@ public:
     bool downloadAvailable() const;
     QString applicationVersion() const;
     QmlSettingsController* settings() const { return m_settings; }
+    QmlDddController* ddd() const { return m_ddd; }
     bool monitoringPaused() const;
     bool monitoringBusy() const;
     QVariantList bluetoothDevices() const { return {}; }
@@ -153,6 +156,7 @@ private:
     QStringList withDevicePort(QStringList ports) const;
 
     QmlSettingsController* m_settings = nullptr;
+    QmlDddController* m_ddd = nullptr;
     DeviceMonitor* m_monitor = nullptr;
     QThread* m_catalogThread = nullptr;
     bool m_updateCompletedFlag = false;

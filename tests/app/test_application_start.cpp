@@ -92,6 +92,13 @@ private Q_SLOTS:
         QTest::newRow("parse test") << QStringList{QStringLiteral("--qml-parse-test")} << 0;
         QTest::newRow("pages test") << QStringList{QStringLiteral("--qml-pages-test")} << 0;
         QTest::newRow("navigation test") << QStringList{QStringLiteral("--qml-navigation-test")} << 0;
+        // The walk goes on through the DDD page with a file: every section's table, back to the menu.
+        for (const char* name : {"card_gen1_gen2_dfs.ddd", "vu_gen1.ddd"})
+            QTest::newRow(name) << QStringList{QStringLiteral("--qml-navigation-test"),
+                                               QStringLiteral("--ddd-test-file"),
+                                               QStringLiteral(TACHORIA_SOURCE_DIR "/tests/ddd/samples/") +
+                                                   QLatin1String(name)}
+                                << 0;
         QTest::newRow("smoke test") << QStringList{QStringLiteral("--qml-smoke-test")} << 0;
     }
 

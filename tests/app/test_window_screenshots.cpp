@@ -6,12 +6,17 @@
 #include "../support/window_driver.h"
 #include "firmware/firmware_verification.h"
 #include "qml_controllers/qml_app_controller.h"
+#include "qml_controllers/qml_ddd_controller.h"
 #include "qml_controllers/update_checker.h"
 #include "storage/settings_repository.h"
+#include "tools/dddgen/ddd_generator.h"
 
 #include <QDir>
+#include <QFile>
 #include <QImage>
+#include <QQuickItem>
 #include <QQuickWindow>
+#include <QTemporaryDir>
 #include <QTest>
 
 using tachoria::test::SimulatorProcess;
@@ -24,6 +29,19 @@ class TestWindowScreenshots : public QObject
 private:
     QString m_folder;
     int m_number = 0;
+
+    // The DDD page's section entry scrolled into the list's view, then clicked.
+    static bool clickSection(WindowDriver& window, const QString& key)
+    {
+        const QVariantList sections =
+            window.find(QStringLiteral("dddPage"))->property("sectionList").toList();
+        int index = 0;
+        while (index < sections.size() && sections.at(index).toMap().value(QStringLiteral("key")) != key)
+            ++index;
+        QMetaObject::invokeMethod(window.findVisible(QStringLiteral("dddSectionList")), "positionViewAtIndex",
+                                  Q_ARG(int, index), Q_ARG(int, 4 /* Contain */));
+        return window.click(QStringLiteral("dddSection_") + key);
+    }
 
     void shoot(WindowDriver& window, const QString& theme, const QString& name)
     {
@@ -150,6 +168,83 @@ private Q_SLOTS:
         shoot(window, theme, QStringLiteral("settings_leave"));
         QVERIFY(window.click(QStringLiteral("messageRejectButton")));
         QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
+        settings.setTheme(QStringLiteral("Light"));
+    }
+
+    // The DDD page with a card and with a vehicle unit: every section, the charts, the dialogs.
+    void dddPageInBothThemes_data() { everyPageInBothThemes_data(); }
+
+    void dddPageInBothThemes()
+    {
+        QFETCH(QString, theme);
+        m_number = 50;
+        WindowDriver window;
+        {
+            tachoria::storage::SettingsRepository settings;
+            settings.setValue(QStringLiteral("Program"), QStringLiteral("ScanPorts"), 0,
+                              QStringLiteral("Bool"));
+        }
+        QVERIFY(window.start());
+        auto& settings = *window.app().settings();
+        settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
+        QTRY_VERIFY(window.find(QStringLiteral("dddTile")) &&
+                    window.find(QStringLiteral("dddTile"))->isEnabled());
+        QVERIFY(window.click(QStringLiteral("dddTile")));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("dddPage")));
+        shoot(window, theme, QStringLiteral("ddd_empty"));
+
+        QTemporaryDir folder;
+        const QList<std::pair<QString, QByteArray>> files = {
+            {QStringLiteral("card"),
+             tachoria::dddgen::writeDriverCard(tachoria::dddgen::sampleDriverCard(28))},
+            {QStringLiteral("unit"),
+             tachoria::dddgen::writeVehicleUnit(tachoria::dddgen::sampleVehicleUnit(7))}};
+        auto& ddd = *window.app().ddd();
+        for (const auto& [kind, bytes] : files) {
+            const QString path = folder.filePath(kind + QStringLiteral(".ddd"));
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+            file.close();
+            QVERIFY(ddd.openFile(path));
+            QTRY_COMPARE(ddd.statusText(), QStringLiteral("Разбор завершён"));
+            const QVariantList sections =
+                window.find(QStringLiteral("dddPage"))->property("sectionList").toList();
+            for (const QVariant& entry : sections) {
+                const QString key = entry.toMap().value(QStringLiteral("key")).toString();
+                QVERIFY2(clickSection(window, key), qPrintable(key));
+                shoot(window, theme, QStringLiteral("ddd_%1_%2").arg(kind, key));
+            }
+            QVERIFY(clickSection(window, QStringLiteral("charts")));
+            QQuickItem* chartType = window.findVisible(QStringLiteral("dddChartType"));
+            for (int type = 1; type <= 8; ++type) {
+                QMetaObject::invokeMethod(
+                    chartType, "chosen",
+                    Q_ARG(QString, chartType->property("model").toStringList().at(type)));
+                shoot(window, theme, QStringLiteral("ddd_%1_chart%2").arg(kind).arg(type));
+            }
+            QMetaObject::invokeMethod(chartType, "chosen",
+                                      Q_ARG(QString, chartType->property("model").toStringList().at(0)));
+            QVERIFY(clickSection(window, QStringLiteral("blocks")));
+            QVERIFY(window.doubleClick(QStringLiteral("datasetCell_0_1")));
+            QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddHexDialog")));
+            shoot(window, theme, QStringLiteral("ddd_%1_hex").arg(kind));
+            QVERIFY(window.click(QStringLiteral("dddHexCloseButton")));
+            QVERIFY(window.click(QStringLiteral("dddPdfButton")));
+            QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddPdfDialog")));
+            shoot(window, theme, QStringLiteral("ddd_%1_pdf").arg(kind));
+            QVERIFY(window.click(QStringLiteral("dddPdfCancelButton")));
+            QVERIFY(window.click(QStringLiteral("dddSaveButton")));
+            QTRY_VERIFY(ddd.statusText().startsWith(QStringLiteral("Отчёт сохранён")));
+        }
+        QVERIFY(clickSection(window, QStringLiteral("reports")));
+        shoot(window, theme, QStringLiteral("ddd_reports"));
+        QVERIFY(window.click(QStringLiteral("dddFilesButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddFilePreviewDialog")));
+        shoot(window, theme, QStringLiteral("ddd_files"));
+        QVERIFY(window.click(QStringLiteral("dddFileCloseButton")));
+        QVERIFY(window.click(QStringLiteral("dddLanguageButton")));
+        QVERIFY(clickSection(window, QStringLiteral("analysis")));
+        shoot(window, theme, QStringLiteral("ddd_unit_analysis_english"));
         settings.setTheme(QStringLiteral("Light"));
     }
 
