@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QImage>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
 
@@ -135,6 +136,172 @@ private Q_SLOTS:
         shoot(window, theme, QStringLiteral("settings_leave"));
         QVERIFY(window.click(QStringLiteral("messageRejectButton")));
         QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
+        settings.setTheme(QStringLiteral("Light"));
+    }
+
+    void tachographPagesInBothThemes_data() { everyPageInBothThemes_data(); }
+
+    // The calibration form with every tab and dialog, and the download page through a run, its files,
+    // the PIN and a failure.
+    void tachographPagesInBothThemes()
+    {
+        QFETCH(QString, theme);
+        m_number = 50;
+        WindowDriver window;
+        QTemporaryDir folder;
+        const QString link = folder.filePath(QStringLiteral("tacho"));
+        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
+                                                         QStringLiteral("CalibrationPortName"), link);
+        SimulatorProcess simulator({}, false, true);
+        simulator.setLink(link);
+        QString error;
+        QVERIFY2(simulator.start(&error), qPrintable(error));
+        QVERIFY(window.start());
+        auto& settings = *window.app().settings();
+        settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
+        settings.setTachoriaMark(QStringLiteral("12345"));
+        QTRY_VERIFY_WITH_TIMEOUT(window.app().deviceFound(), 10000);
+        auto& calibration = *window.app().calibration();
+
+        QVERIFY(window.click(QStringLiteral("calibrationTile")));
+        QTRY_VERIFY_WITH_TIMEOUT(calibration.readCompleted(), 20000);
+        shoot(window, theme, QStringLiteral("calibration_tachograph"));
+        const char* tabs[] = {"calibrationTabCan", "calibrationTabOutputs", "calibrationTabWorkRest",
+                              "calibrationTabOther"};
+        // The page scrolls: its lower part is looked at too.
+        const auto scroll = [&window](bool down) {
+            QObject* flick =
+                window.find(QStringLiteral("calibrationPage"))->property("flickable").value<QObject*>();
+            const qreal bottom =
+                flick->property("contentHeight").toReal() - flick->property("height").toReal();
+            flick->setProperty("contentY", down ? std::max<qreal>(0, bottom) : 0);
+        };
+        for (const char* tab : tabs) {
+            QVERIFY2(window.click(QString::fromLatin1(tab)), tab);
+            const QString name = QStringLiteral("calibration_") + QString::fromLatin1(tab).mid(14).toLower();
+            shoot(window, theme, name);
+            scroll(true);
+            shoot(window, theme, name + QStringLiteral("_lower"));
+            scroll(false);
+        }
+
+        QVERIFY(window.click(QStringLiteral("speedSourceAuto")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("speedSourceDialog")));
+        QVERIFY(window.click(QStringLiteral("sourceSearchButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            window.find(QStringLiteral("sourceRow1"))->isEnabled() && !calibration.busy(), 20000);
+        shoot(window, theme, QStringLiteral("calibration_speed_source"));
+        QVERIFY(window.click(QStringLiteral("sourceCloseButton")));
+
+        QVERIFY(window.click(QStringLiteral("calibrationTabCan")));
+        QVERIFY(window.click(QStringLiteral("can1Auto")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("canSpeedDialog")));
+        QVERIFY(window.click(QStringLiteral("canSearchButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(calibration.canDetectionAvailable(), 15000);
+        shoot(window, theme, QStringLiteral("calibration_can_speed"));
+        QVERIFY(window.click(QStringLiteral("canCloseButton")));
+
+        QVERIFY(window.click(QStringLiteral("calibrationTabTacho")));
+        QVERIFY(window.click(QStringLiteral("action_kConstantOfRecordingEquipment")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("kMeasurementDialog")));
+        QTRY_VERIFY(window.find(QStringLiteral("impulseStartButton"))->isEnabled());
+        QVERIFY(window.click(QStringLiteral("impulseStartButton")));
+        QTRY_VERIFY(window.find(QStringLiteral("impulseStopButton"))->isEnabled());
+        QVERIFY(window.click(QStringLiteral("impulseStopButton")));
+        QTRY_VERIFY(window.find(QStringLiteral("kSaveButton"))->isEnabled());
+        QVERIFY(window.type(QStringLiteral("distanceInput"), QStringLiteral("8000")));
+        shoot(window, theme, QStringLiteral("calibration_k_measurement"));
+        QVERIFY(window.click(QStringLiteral("kCloseButton")));
+
+        QQuickItem* page = window.find(QStringLiteral("calibrationPage"));
+        QVERIFY(QMetaObject::invokeMethod(page, "chooseManufacturer", Q_ARG(QVariant, 1))); // DAF
+        QVERIFY(QMetaObject::invokeMethod(page, "chooseModel", Q_ARG(QVariant, 1)));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("canModelDialog")));
+        shoot(window, theme, QStringLiteral("calibration_can_model"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+
+        QVERIFY(window.type(QStringLiteral("field_tyreSize"), QStringLiteral("12/34")));
+        QVERIFY(window.click(QStringLiteral("action_lTyreCircumference")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("tachographTabMessage")));
+        shoot(window, theme, QStringLiteral("calibration_tyre_formats"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        QVERIFY(window.type(QStringLiteral("field_tyreSize"), QStringLiteral("315/80 R22.5")));
+        QVERIFY(window.click(QStringLiteral("action_lTyreCircumference")));
+
+        QVERIFY(window.click(QStringLiteral("registrationAbsentCheck")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("registrationConfirmDialog")));
+        shoot(window, theme, QStringLiteral("calibration_registration_confirm"));
+        QVERIFY(window.click(QStringLiteral("messageRejectButton")));
+
+        QVERIFY(window.click(QStringLiteral("saveConfigurationButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_save"));
+        QVERIFY(window.click(QStringLiteral("configurationSaveButton")));
+        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
+        QVERIFY(window.click(QStringLiteral("configurationEditorButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_editor"));
+        QVERIFY(window.click(QStringLiteral("configurationView_0")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_review"));
+        QVERIFY(window.click(QStringLiteral("configurationReviewUseButton")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_apply"));
+        QVERIFY(window.click(QStringLiteral("configurationCloseButton")));
+
+        QVERIFY(window.type(QStringLiteral("field_vehicleIdentificationNumber"),
+                            QStringLiteral("WVWZZZ1JZXWOOOOO1")));
+        QVERIFY(window.type(QStringLiteral("field_HighResOdometer"), QStringLiteral("-5")));
+        QVERIFY(window.click(QStringLiteral("calibrationWriteButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("validationDialog")));
+        shoot(window, theme, QStringLiteral("calibration_validation"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        shoot(window, theme, QStringLiteral("calibration_marked_fields"));
+        scroll(true);
+        shoot(window, theme, QStringLiteral("calibration_marked_fields_lower"));
+        scroll(false);
+        QVERIFY(window.type(QStringLiteral("field_vehicleIdentificationNumber"),
+                            QStringLiteral("WVWZZZ1JZXW000001")));
+        QVERIFY(window.type(QStringLiteral("field_HighResOdometer"), QStringLiteral("123456,789")));
+        QVERIFY(window.click(QStringLiteral("field_SpeedAuthorised")));
+        QVERIFY(window.click(QStringLiteral("calibrationWriteButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(window.dialogOpen(QStringLiteral("writeDoneDialog")), 20000);
+        shoot(window, theme, QStringLiteral("calibration_written"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        QVERIFY(window.click(QStringLiteral("calibrationExitButton")));
+        QTRY_VERIFY(!window.app().monitoringPaused());
+
+        QTRY_VERIFY_WITH_TIMEOUT(window.find(QStringLiteral("downloadTile"))->isEnabled(), 15000);
+        QVERIFY(window.click(QStringLiteral("downloadTile")));
+        QTRY_VERIFY(window.find(QStringLiteral("downloadStartButton"))->isEnabled());
+        shoot(window, theme, QStringLiteral("download_page"));
+        auto& download = *window.app().download();
+        QVERIFY(window.click(QStringLiteral("needTacho")));
+        QVERIFY(window.click(QStringLiteral("downloadStartButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(!download.running(), 60000);
+        shoot(window, theme, QStringLiteral("download_done"));
+        QVERIFY(window.click(QStringLiteral("downloadFilesButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddFilesDialog")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            window.text(QStringLiteral("dddFilePreview")).startsWith(QStringLiteral("VIN")), 15000);
+        shoot(window, theme, QStringLiteral("download_files"));
+        QVERIFY(window.click(QStringLiteral("dddFilesClose")));
+        download.setNeedCard(true);
+        download.setExternalCard(true);
+        QVERIFY(window.click(QStringLiteral("downloadStartButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("downloadPinDialog")));
+        shoot(window, theme, QStringLiteral("download_pin"));
+        QVERIFY(window.click(QStringLiteral("pinCancelButton")));
+        // A unit that never answers: the run goes on for a while and then fails.
+        download.setNeedNkm(true);
+        QVERIFY(simulator.stop());
+        SimulatorProcess silent({QStringLiteral("--silent")});
+        silent.setLink(link);
+        QVERIFY2(silent.start(&error), qPrintable(error));
+        QVERIFY(window.click(QStringLiteral("downloadStartButton")));
+        QVERIFY(download.running());
+        shoot(window, theme, QStringLiteral("download_running"));
+        QTRY_VERIFY_WITH_TIMEOUT(!download.running(), 60000);
+        shoot(window, theme, QStringLiteral("download_failed"));
+        QVERIFY(window.click(QStringLiteral("downloadExitButton")));
         settings.setTheme(QStringLiteral("Light"));
     }
 };
