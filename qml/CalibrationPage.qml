@@ -79,7 +79,7 @@ PageFrame {
         if (String(entry.id).indexOf("profile:") === 0) {
             pendingModelIndex = index
             pendingConfigurationId = parseInt(String(entry.id).substring(8))
-            configurationDialog.openApply(controller.vehicleConfiguration(pendingConfigurationId))
+            configurationDialog().openApply(controller.vehicleConfiguration(pendingConfigurationId))
             return
         }
         var manufacturer = controller.vehicleManufacturers[manufacturerIndex]
@@ -90,7 +90,7 @@ PageFrame {
         var speeds = [qsTr("125 кбит/с"), qsTr("250 кбит/с"), qsTr("500 кбит/с"), qsTr("1000 кбит/с")]
         var ratio = vehicleRatios.length === 1 ? String(vehicleRatios[0])
                     : vehicleRatios.length > 1 ? qsTr("выберите из выпадающего списка") : "—"
-        canModelDialog.show(qsTr("Параметры по CAN"), [
+        showMessage("canModelDialog", false, qsTr("Параметры по CAN"), [
             qsTr("Выбраны следующие параметры по CAN:"),
             qsTr("Производитель ТС: ") + info.manufacturer,
             qsTr("Модель ТС: ") + info.model,
@@ -127,13 +127,13 @@ PageFrame {
     Connections {
         target: page.controller
         function onValidationFailed(text) {
-            validationDialog.show(qsTr("Проверка параметров"), text)
+            page.showMessage("validationDialog", true, qsTr("Проверка параметров"), text)
         }
         function onWriteSucceeded(text) {
-            writeDoneDialog.show(qsTr("Запись завершена"), text)
+            page.showMessage("writeDoneDialog", false, qsTr("Запись завершена"), text)
         }
         function onMessage(text) {
-            errorDialog.show(qsTr("Ошибка"), text)
+            page.showMessage("calibrationErrorDialog", true, qsTr("Ошибка"), text)
         }
     }
 
@@ -163,14 +163,14 @@ PageFrame {
             onClicked: {
                 var manufacturer = page.controller.vehicleManufacturers[page.manufacturerIndex]
                 var model = page.models[page.confirmedModelIndex]
-                configurationDialog.openSave(manufacturer && manufacturer.id !== -1 ? manufacturer.name : "",
+                page.configurationDialog().openSave(manufacturer && manufacturer.id !== -1 ? manufacturer.name : "",
                                              model && model.id !== -1 && !model.isConfiguration ? model.name : "")
             }
         }
         AppButton {
             objectName: "configurationEditorButton"
             text: qsTr("Редактор конфигураций")
-            onClicked: configurationDialog.openManager()
+            onClicked: page.configurationDialog().openManager()
         }
         BusyIndicator {
             objectName: "calibrationBusy"
@@ -436,112 +436,138 @@ PageFrame {
                     }
                 }
             }
-            ColumnLayout {
-                CanSettings {
-                    visible: !page.narrowLayout
-                    Layout.fillWidth: true
-                    controller: page.controller
-                }
-                Loader {
-                    active: page.narrowLayout
-                    visible: active
-                    Layout.fillWidth: true
-                    sourceComponent: CalibrationParameters {
+            // A tab is built when it is first shown: the page opens with the first one alone.
+            Loader {
+                readonly property bool shown: tabs.currentIndex === 1
+                onShownChanged: if (shown) active = true
+                active: shown
+                Layout.fillWidth: true
+                sourceComponent: ColumnLayout {
+                    CanSettings {
+                        visible: !page.narrowLayout
+                        Layout.fillWidth: true
                         controller: page.controller
-                        filter: "can"
                     }
-                }
-            }
-            ColumnLayout {
-                GridLayout {
-                    visible: !page.narrowLayout
-                    Layout.fillWidth: true
-                    columns: 3
-                    columnSpacing: Math.round(10 * Theme.uiScale)
-                    Repeater {
-                        model: ["B6", "B7", "D6"]
-                        OutputCard {
+                    Loader {
+                        active: page.narrowLayout
+                        visible: active
+                        Layout.fillWidth: true
+                        sourceComponent: CalibrationParameters {
                             controller: page.controller
-                            outputName: modelData
-                            Layout.alignment: Qt.AlignTop
+                            filter: "can"
                         }
                     }
                 }
-                Loader {
-                    active: page.narrowLayout
-                    visible: active
-                    Layout.fillWidth: true
-                    sourceComponent: CalibrationParameters {
-                        controller: page.controller
-                        filter: "output"
+            }
+            Loader {
+                readonly property bool shown: tabs.currentIndex === 2
+                onShownChanged: if (shown) active = true
+                active: shown
+                Layout.fillWidth: true
+                sourceComponent: ColumnLayout {
+                    GridLayout {
+                        visible: !page.narrowLayout
+                        Layout.fillWidth: true
+                        columns: 3
+                        columnSpacing: Math.round(10 * Theme.uiScale)
+                        Repeater {
+                            model: ["B6", "B7", "D6"]
+                            OutputCard {
+                                controller: page.controller
+                                outputName: modelData
+                                Layout.alignment: Qt.AlignTop
+                            }
+                        }
+                    }
+                    Loader {
+                        active: page.narrowLayout
+                        visible: active
+                        Layout.fillWidth: true
+                        sourceComponent: CalibrationParameters {
+                            controller: page.controller
+                            filter: "output"
+                        }
                     }
                 }
             }
-            ColumnLayout {
-                WorkRestSettings {
-                    visible: !page.narrowLayout
-                    Layout.fillWidth: true
-                    controller: page.controller
-                }
-                Loader {
-                    active: page.narrowLayout
-                    visible: active
-                    Layout.fillWidth: true
-                    sourceComponent: CalibrationParameters {
+            Loader {
+                readonly property bool shown: tabs.currentIndex === 3
+                onShownChanged: if (shown) active = true
+                active: shown
+                Layout.fillWidth: true
+                sourceComponent: ColumnLayout {
+                    WorkRestSettings {
+                        visible: !page.narrowLayout
+                        Layout.fillWidth: true
                         controller: page.controller
-                        filter: "pto"
+                    }
+                    Loader {
+                        active: page.narrowLayout
+                        visible: active
+                        Layout.fillWidth: true
+                        sourceComponent: CalibrationParameters {
+                            controller: page.controller
+                            filter: "pto"
+                        }
                     }
                 }
             }
-            ColumnLayout {
-                OtherSettings {
-                    visible: !page.narrowLayout
-                    Layout.fillWidth: true
-                    controller: page.controller
-                }
-                Loader {
-                    active: page.narrowLayout
-                    visible: active
-                    Layout.fillWidth: true
-                    sourceComponent: CalibrationParameters {
+            Loader {
+                readonly property bool shown: tabs.currentIndex === 4
+                onShownChanged: if (shown) active = true
+                active: shown
+                Layout.fillWidth: true
+                sourceComponent: ColumnLayout {
+                    OtherSettings {
+                        visible: !page.narrowLayout
+                        Layout.fillWidth: true
                         controller: page.controller
-                        filter: "other"
+                    }
+                    Loader {
+                        active: page.narrowLayout
+                        visible: active
+                        Layout.fillWidth: true
+                        sourceComponent: CalibrationParameters {
+                            controller: page.controller
+                            filter: "other"
+                        }
                     }
                 }
             }
         }
     }
 
-    VehicleConfigurationDialog {
-        id: configurationDialog
-        controller: page.controller
-        onApplyRequested: (id) => {
-            if (page.controller.applyVehicleConfiguration(id) && page.pendingModelIndex >= 0)
-                page.confirmedModelIndex = page.pendingModelIndex
-            page.pendingModelIndex = -1
-            page.pendingConfigurationId = null
-        }
-        onApplyCanceled: {
-            page.pendingModelIndex = -1
-            page.pendingConfigurationId = null
+    // The editor of configurations is built the first time it is needed.
+    Loader {
+        id: configurationLoader
+        active: false
+        sourceComponent: VehicleConfigurationDialog {
+            controller: page.controller
+            onApplyRequested: (id) => {
+                if (page.controller.applyVehicleConfiguration(id) && page.pendingModelIndex >= 0)
+                    page.confirmedModelIndex = page.pendingModelIndex
+                page.pendingModelIndex = -1
+                page.pendingConfigurationId = null
+            }
+            onApplyCanceled: {
+                page.pendingModelIndex = -1
+                page.pendingConfigurationId = null
+            }
         }
     }
+    function configurationDialog() {
+        configurationLoader.active = true
+        return configurationLoader.item
+    }
+
+    // One message dialog for the page's messages; its name says which one is up.
     AppMessageDialog {
-        id: validationDialog
+        id: messageDialog
         objectName: "validationDialog"
-        failure: true
     }
-    AppMessageDialog {
-        id: writeDoneDialog
-        objectName: "writeDoneDialog"
-    }
-    AppMessageDialog {
-        id: errorDialog
-        objectName: "calibrationErrorDialog"
-        failure: true
-    }
-    AppMessageDialog {
-        id: canModelDialog
-        objectName: "canModelDialog"
+    function showMessage(name, failure, title, text) {
+        messageDialog.objectName = name
+        messageDialog.failure = failure
+        messageDialog.show(title, text)
     }
 }

@@ -8,6 +8,7 @@
 #include "qml_controllers/qml_settings_controller.h"
 #include "storage/vehicle_configuration_repository.h"
 
+#include <QSet>
 #include <QThread>
 
 #include <algorithm>
@@ -56,6 +57,7 @@ QmlCalibrationController::QmlCalibrationController(QmlSettingsController* settin
     , m_settings(settings)
     , m_app(app)
     , m_parameterModel(new CalibrationParameterModel(this))
+    , m_valueMap(new QQmlPropertyMap(this))
 {
     m_vehicleManufacturers.append(entry(-1, kManufacturerHead));
     m_thread = new QThread(this);
@@ -540,6 +542,7 @@ void QmlCalibrationController::stop()
     m_pendingValues.clear();
     m_validationErrors.clear();
     m_parameterModel->clear();
+    syncValues();
     m_statusText = QStringLiteral("Связь закрыта");
     Q_EMIT stateChanged();
 }
@@ -552,6 +555,7 @@ void QmlCalibrationController::refreshParameters(const QList<CalibrationParamete
     m_pendingValues.clear();
     m_validationErrors.clear();
     m_parameterModel->replace(m_parameters);
+    syncValues();
     if (const CalibrationParameter* clock = findParameter(QStringLiteral("TimeDate"))) {
         m_localTimeHour = clock->hourCorrection;
         m_localTimeMinute = clock->minuteCorrection;
@@ -571,6 +575,21 @@ const CalibrationParameter* QmlCalibrationController::findParameter(const QStrin
 {
     const int index = parameterIndex(name);
     return index < 0 ? nullptr : &m_parameters.at(index);
+}
+
+void QmlCalibrationController::syncValues()
+{
+    QSet<QString> present;
+    for (const CalibrationParameter& parameter : std::as_const(m_parameters)) {
+        present.insert(parameter.name);
+        const QString text = parameterValue(parameter.name);
+        if (m_valueMap->value(parameter.name) != QVariant(text))
+            m_valueMap->insert(parameter.name, text);
+    }
+    for (const QString& name : m_valueMap->keys()) {
+        if (!present.contains(name) && m_valueMap->value(name).isValid())
+            m_valueMap->clear(name);
+    }
 }
 
 QVariantMap QmlCalibrationController::values() const
@@ -635,6 +654,7 @@ void QmlCalibrationController::setParameter(int index, const QString& value)
             m_parameterModel->updateValue(w, m_parameters.at(w));
         }
     }
+    syncValues();
     Q_EMIT stateChanged();
 }
 

@@ -7,6 +7,7 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
+#include <QQmlPropertyMap>
 #include <QString>
 #include <QVariantList>
 #include <QVariantMap>
@@ -52,7 +53,9 @@ class QmlCalibrationController : public QObject
     Q_PROPERTY(bool impulseCounting READ impulseCounting NOTIFY stateChanged)
     Q_PROPERTY(int localTimeHour READ localTimeHour WRITE setLocalTimeHour NOTIFY stateChanged)
     Q_PROPERTY(int localTimeMinute READ localTimeMinute WRITE setLocalTimeMinute NOTIFY stateChanged)
-    Q_PROPERTY(QVariantMap values READ values NOTIFY stateChanged)
+    // Name to shown text. A map object rather than a copied map: a binding on one name is woken only
+    // when that name's text changes, and no change of state copies the whole form into JavaScript.
+    Q_PROPERTY(QQmlPropertyMap* values READ valueMap NOTIFY stateChanged)
     Q_PROPERTY(QVariantMap validationErrors READ validationErrors NOTIFY stateChanged)
     Q_PROPERTY(QVariantList vehicleManufacturers READ vehicleManufacturers NOTIFY stateChanged)
     Q_PROPERTY(uint vehicleConfigurationRevision READ vehicleConfigurationRevision NOTIFY
@@ -82,6 +85,7 @@ public:
     void setLocalTimeHour(int value);
     void setLocalTimeMinute(int value);
     QVariantMap values() const;
+    QQmlPropertyMap* valueMap() const { return m_valueMap; }
     QVariantMap validationErrors() const { return m_validationErrors; }
     QVariantList vehicleManufacturers() const { return m_vehicleManufacturers; }
     uint vehicleConfigurationRevision() const { return m_vehicleConfigurationRevision; }
@@ -156,6 +160,8 @@ private:
     void onProgress(const QString& text);
     void onTesterPresentFailed(const QString& text);
     void refreshParameters(const QList<calibration::CalibrationParameter>& parameters);
+    // Brings the shown texts in line with the form after any change of it.
+    void syncValues();
     bool validateParameters(bool skipVehicleRegistration);
     int parameterIndex(const QString& name) const;
     const calibration::CalibrationParameter* findParameter(const QString& name) const;
@@ -169,6 +175,7 @@ private:
     calibration::CalibrationWorkflow* m_workflow = nullptr;
     QThread* m_thread = nullptr;
     CalibrationParameterModel* m_parameterModel = nullptr;
+    QQmlPropertyMap* m_valueMap = nullptr;
     QList<calibration::CalibrationParameter> m_parameters;
     bool m_busy = false;
     bool m_readCompleted = false;

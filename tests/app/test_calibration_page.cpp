@@ -145,9 +145,11 @@ private Q_SLOTS:
         QCOMPARE(window.text(QStringLiteral("field_VehicleRegistrationNumber")), QStringLiteral("A123BC77"));
         QCOMPARE(window.text(QStringLiteral("field_vuSerialNumber")), QStringLiteral("2505001800001234"));
         QCOMPARE(window.text(QStringLiteral("field_tyreSize")),
-                 QStringLiteral("315/80R22.5    "));                             // the unit pads it
-        QVERIFY(!window.find(QStringLiteral("illuminationColor"))->isEnabled()); // the unit lacks it
-        QVERIFY(window.find(QStringLiteral("brightnessSource"))->isEnabled());
+                 QStringLiteral("315/80R22.5    ")); // the unit pads it
+        QVERIFY(window.click(QStringLiteral("calibrationTabOther")));
+        QVERIFY(!window.findVisible(QStringLiteral("illuminationColor"))->isEnabled()); // the unit lacks it
+        QVERIFY(window.findVisible(QStringLiteral("brightnessSource"))->isEnabled());
+        QVERIFY(window.click(QStringLiteral("calibrationTabTacho")));
 
         // The session stays up on its own; no scan reaches the port meanwhile.
         const int scansBefore = count(bench.requests(), 0x16);
