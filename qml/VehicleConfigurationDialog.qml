@@ -23,8 +23,8 @@ AppDialog {
     title: mode === "save" ? qsTr("Сохранить конфигурацию")
            : mode === "manager" ? qsTr("Редактор конфигураций") : qsTr("Конфигурация ТС")
     closePolicy: Popup.CloseOnEscape
-    width: Math.min(Math.round(860 * Theme.uiScale), parent ? parent.width - 40 : 860)
-    height: Math.min(Math.round(600 * Theme.uiScale), parent ? parent.height - 40 : 600)
+    width: Math.min(Math.round(860 * Theme.uiScale), (Overlay.overlay ? Overlay.overlay.width : 900) - 40)
+    height: Math.min(Math.round(600 * Theme.uiScale), (Overlay.overlay ? Overlay.overlay.height : 640) - 40)
 
     readonly property bool exists: mode === "save" && controller !== null && makeField.text.trim().length > 0
                                    && modelField.text.trim().length > 0
@@ -113,6 +113,31 @@ AppDialog {
             wrapMode: Text.NoWrap
         }
 
+        RowLayout {
+            visible: dialog.mode === "apply"
+            Layout.fillWidth: true
+            Layout.leftMargin: Math.round(8 * Theme.uiScale)
+            Layout.rightMargin: Math.round(20 * Theme.uiScale)
+            spacing: Math.round(10 * Theme.uiScale)
+            AppLabel {
+                Layout.preferredWidth: Math.round(330 * Theme.uiScale)
+                text: qsTr("Параметр")
+                secondary: true
+            }
+            AppLabel {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                text: qsTr("Сейчас в форме")
+                secondary: true
+            }
+            AppLabel {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                text: qsTr("Из конфигурации")
+                secondary: true
+            }
+        }
+
         // The values of a configuration, or the changes it would make.
         ListView {
             id: list
@@ -147,12 +172,18 @@ AppDialog {
                     AppLabel {
                         visible: dialog.mode !== "manager"
                         Layout.fillWidth: true
-                        text: dialog.mode === "apply"
-                              ? modelData.currentValue + "  →  " + modelData.targetValue
+                        Layout.preferredWidth: 1
+                        text: dialog.mode === "apply" ? modelData.currentValue
                               : (modelData.value !== undefined ? modelData.value : "")
-                        color: dialog.mode === "apply" && modelData.changed ? Theme.info
-                               : dialog.mode === "apply" && !modelData.supported ? Theme.mutedText : Theme.text
-                        font.bold: dialog.mode === "apply" && modelData.changed
+                        color: dialog.mode === "apply" && !modelData.supported ? Theme.mutedText : Theme.text
+                    }
+                    AppLabel {
+                        visible: dialog.mode === "apply"
+                        Layout.fillWidth: true
+                        Layout.preferredWidth: 1
+                        text: dialog.mode === "apply" ? modelData.targetValue : ""
+                        color: modelData.changed ? Theme.info : !modelData.supported ? Theme.mutedText : Theme.text
+                        font.bold: modelData.changed === true
                     }
                     AppButton {
                         objectName: "configurationView_" + index
