@@ -11,6 +11,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QQuickItem>
 #include <QTest>
 #include <QTextStream>
@@ -85,7 +86,8 @@ int main(int argc, char** argv)
     const int runs = argc > 1 ? std::max(1, QString::fromLocal8Bit(argv[1]).toInt()) : 5;
     QTextStream out(stdout);
 
-    QList<double> openToFilled, readStall, writeStall, downloadStall, downloadSeconds, stopMs;
+    QList<double> openToFilled, openStall, reopenStall, readStall, stateCost, writeStall, downloadStall,
+        downloadSeconds, stopMs;
     for (int run = 0; run < runs; ++run) {
         WindowDriver window;
         QTemporaryDir folder;
@@ -101,6 +103,8 @@ int main(int argc, char** argv)
             return 1;
         }
         window.app().settings()->setTachoriaMark(QStringLiteral("12345"));
+        // A master reads the menu before he picks a tile.
+        QTest::qWait(2000);
         auto& calibration = *window.app().calibration();
         StallProbe probe;
 
@@ -108,6 +112,10 @@ int main(int argc, char** argv)
         opening.start();
         probe.reset();
         window.click(QStringLiteral("calibrationTile"));
+        // Building the page is one stretch of work on the GUI thread; the read follows on the worker.
+        waitFor([&] { return window.findVisible(QStringLiteral("calibrationPage")) != nullptr; }, 10000);
+        openStall << probe.longest();
+        probe.reset();
         if (!waitFor(
                 [&] {
                     return window.text(QStringLiteral("field_vehicleIdentificationNumber")) ==
@@ -119,6 +127,13 @@ int main(int argc, char** argv)
         }
         openToFilled << opening.elapsed();
         readStall << probe.longest();
+        {
+            QElapsedTimer cost;
+            cost.start();
+            for (int i = 0; i < 20; ++i)
+                calibration.resetImpulseMeasurement();
+            stateCost << cost.nsecsElapsed() / 20e6;
+        }
 
         probe.reset();
         window.click(QStringLiteral("calibrationWriteButton"));
@@ -128,6 +143,18 @@ int main(int argc, char** argv)
         }
         writeStall << probe.longest();
         window.click(QStringLiteral("messageAcceptButton"));
+        window.click(QStringLiteral("calibrationExitButton"));
+        // Opened again, the page's component is already compiled.
+        waitFor(
+            [&] {
+                return !window.app().monitoringPaused() &&
+                       window.find(QStringLiteral("calibrationTile"))->isEnabled();
+            },
+            15000);
+        probe.reset();
+        window.click(QStringLiteral("calibrationTile"));
+        waitFor([&] { return calibration.readCompleted(); }, 30000);
+        reopenStall << probe.longest();
         window.click(QStringLiteral("calibrationExitButton"));
 
         waitFor([&] { return window.find(QStringLiteral("downloadTile"))->isEnabled(); }, 15000);
@@ -145,6 +172,7 @@ int main(int argc, char** argv)
         }
         downloadStall << probe.longest();
         downloadSeconds << downloading.elapsed() / 1000.0;
+        QFile::remove(download.outputPath()); // the download folder is the build's own
 
         // A stop in the middle of the next run.
         const auto activitiesAsked = [&simulator] {
@@ -163,7 +191,10 @@ int main(int argc, char** argv)
         out << "run " << run + 1 << " of " << runs << " done" << Qt::endl;
     }
     out << "open calibration page -> form filled, ms: " << figures(openToFilled) << Qt::endl;
+    out << "longest GUI stall while the page is built, ms: " << figures(openStall) << Qt::endl;
     out << "longest GUI stall during the read, ms: " << figures(readStall) << Qt::endl;
+    out << "longest GUI stall opening the page again and reading, ms: " << figures(reopenStall) << Qt::endl;
+    out << "one change of the form's state, ms: " << figures(stateCost) << Qt::endl;
     out << "longest GUI stall during the write, ms: " << figures(writeStall) << Qt::endl;
     out << "longest GUI stall during a whole download, ms: " << figures(downloadStall) << Qt::endl;
     out << "whole download (overview, 8 days of activities, events, speed, technical data), s: "

@@ -7,6 +7,7 @@
 #include "storage/settings_repository.h"
 
 #include <QDir>
+#include <QFile>
 #include <QImage>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -277,6 +278,7 @@ private Q_SLOTS:
         QVERIFY(window.click(QStringLiteral("needTacho")));
         QVERIFY(window.click(QStringLiteral("downloadStartButton")));
         QTRY_VERIFY_WITH_TIMEOUT(!download.running(), 60000);
+        const QString downloaded = download.outputPath();
         shoot(window, theme, QStringLiteral("download_done"));
         QVERIFY(window.click(QStringLiteral("downloadFilesButton")));
         QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddFilesDialog")));
@@ -301,6 +303,7 @@ private Q_SLOTS:
         shoot(window, theme, QStringLiteral("download_running"));
         QTRY_VERIFY_WITH_TIMEOUT(!download.running(), 60000);
         shoot(window, theme, QStringLiteral("download_failed"));
+        QVERIFY(QFile::remove(downloaded)); // the download folder is the build's own
         QVERIFY(window.click(QStringLiteral("downloadExitButton")));
         settings.setTheme(QStringLiteral("Light"));
     }
