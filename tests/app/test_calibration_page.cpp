@@ -346,7 +346,53 @@ private Q_SLOTS:
         QTRY_VERIFY(!window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
         QCOMPARE(window.text(QStringLiteral("field_kConstantOfRecordingEquipment")), QStringLiteral("5000"));
         QCOMPARE(window.text(QStringLiteral("field_wVehicleCharacteristicConstant")), QStringLiteral("5000"));
+
+        // Written without the registration number, on the master's word.
+        QVERIFY(window.click(QStringLiteral("calibrationTabTacho")));
+        QVERIFY(window.click(QStringLiteral("registrationAbsentCheck")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("registrationConfirmDialog")));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        QVERIFY(!window.find(QStringLiteral("field_VehicleRegistrationNumber"))->isEnabled());
+        QVERIFY(window.click(QStringLiteral("calibrationWriteButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(window.dialogOpen(QStringLiteral("writeDoneDialog")), 20000);
+        QCOMPARE(window.text(QStringLiteral("messageText")),
+                 QStringLiteral("Настройки тахографа успешно записаны. Рег. номер не изменялся."));
+        QStringList written;
+        for (const QJsonValue& did : state(bench.simulator).value(u"writes").toArray())
+            written << did.toString();
+        QVERIFY(written.contains(QStringLiteral("F918")));
+        QVERIFY(!written.contains(QStringLiteral("F97E")));
         QVERIFY(!window.sawQmlWarnings());
+    }
+
+    // Leaving while the unit is read stops the read and gives the port back.
+    void leavingDuringARead()
+    {
+        Bench bench(args({"--delay", "150"}));
+        QVERIFY(bench.start());
+        bench.window.app().settings()->setTachoriaMark(QStringLiteral("12345"));
+        QVERIFY(bench.window.click(QStringLiteral("calibrationTile")));
+        QTRY_VERIFY(bench.controller().busy());
+        QTRY_VERIFY(bench.controller().statusText().startsWith(QStringLiteral("Вычитывается DID")));
+        QVERIFY(bench.window.click(QStringLiteral("pageBackButton")));
+        QTRY_VERIFY(!bench.window.find(QStringLiteral("calibrationPage")));
+        QVERIFY(!bench.controller().busy());
+        QVERIFY(!bench.controller().readCompleted());
+        QCOMPARE(bench.controller().statusText(), QStringLiteral("Связь закрыта"));
+        QTRY_VERIFY(!bench.window.app().monitoringPaused());
+    }
+
+    // The unit stops answering while the form is open: the kept-alive session notices and says so.
+    void unitGoesAway()
+    {
+        Bench bench({});
+        QVERIFY(bench.start());
+        QVERIFY(bench.openAndRead());
+        QVERIFY(bench.simulator.stop());
+        QTRY_VERIFY_WITH_TIMEOUT(bench.window.dialogOpen(QStringLiteral("calibrationErrorDialog")), 15000);
+        QCOMPARE(bench.window.text(QStringLiteral("messageText")),
+                 QStringLiteral("Не удалось подтвердить связь с тахографом. Проверьте, что он включён и "
+                                "соединение активно, затем подключитесь повторно."));
     }
 
     // CAN detection: found and taken into the form, not found, refused.
