@@ -671,29 +671,25 @@ bool QmlCalibrationController::setParameterValue(const QString& name, const QStr
 
 void QmlCalibrationController::setLocalTimeHour(int value)
 {
-    value = std::clamp(value, -23, 23);
-    if (value == m_localTimeHour)
-        return;
-    m_localTimeHour = value;
-    const int index = parameterIndex(QStringLiteral("TimeDate"));
-    if (index >= 0) {
-        m_parameters[index].hourCorrection = m_localTimeHour;
-        m_parameters[index].minuteCorrection = m_localTimeMinute;
-        m_parameters[index].dirty = true;
-    }
-    Q_EMIT stateChanged();
+    setLocalTime(std::clamp(value, -23, 23), m_localTimeMinute);
 }
 
 void QmlCalibrationController::setLocalTimeMinute(int value)
 {
-    value = std::clamp(value, -59, 59);
-    if (value == m_localTimeMinute)
+    setLocalTime(m_localTimeHour, std::clamp(value, -59, 59));
+}
+
+void QmlCalibrationController::setLocalTime(int hour, int minute)
+{
+    if (hour == m_localTimeHour && minute == m_localTimeMinute)
         return;
-    m_localTimeMinute = value;
+    m_localTimeHour = hour;
+    m_localTimeMinute = minute;
+    // The unit's clock goes out with both offsets at the next write.
     const int index = parameterIndex(QStringLiteral("TimeDate"));
     if (index >= 0) {
-        m_parameters[index].hourCorrection = m_localTimeHour;
-        m_parameters[index].minuteCorrection = m_localTimeMinute;
+        m_parameters[index].hourCorrection = hour;
+        m_parameters[index].minuteCorrection = minute;
         m_parameters[index].dirty = true;
     }
     Q_EMIT stateChanged();

@@ -159,6 +159,7 @@ private:
     void setStatus(const QString& text);
     void onProgress(const QString& text);
     void onTesterPresentFailed(const QString& text);
+    void setLocalTime(int hour, int minute);
     void refreshParameters(const QList<calibration::CalibrationParameter>& parameters);
     // Brings the shown texts in line with the form after any change of it.
     void syncValues();

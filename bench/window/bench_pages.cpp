@@ -4,10 +4,8 @@
 // window in this process (offscreen unless a display is named), against the simulator at 115200 baud.
 //
 // Usage: bench_pages [runs]   (default 5)
-#include "../../tests/support/simulator_process.h"
-#include "../../tests/support/window_driver.h"
+#include "../../tests/support/window_on_simulator.h"
 #include "qml_controllers/qml_app_controller.h"
-#include "storage/settings_repository.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -89,16 +87,11 @@ int main(int argc, char** argv)
     QList<double> openToFilled, openStall, reopenStall, readStall, stateCost, writeStall, downloadStall,
         downloadSeconds, stopMs;
     for (int run = 0; run < runs; ++run) {
-        WindowDriver window;
-        QTemporaryDir folder;
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
-                                                         QStringLiteral("CalibrationPortName"), link);
-        SimulatorProcess simulator({QStringLiteral("--verbose")}, false, true);
-        simulator.setLink(link);
+        tachoria::test::WindowOnSimulator bench({QStringLiteral("--verbose")}, true);
+        WindowDriver& window = bench.window;
+        SimulatorProcess& simulator = bench.simulator;
         QString error;
-        if (!simulator.start(&error) || !window.start() ||
-            !waitFor([&] { return window.app().deviceFound(); }, 15000)) {
+        if (!bench.start(&error)) {
             out << "run " << run << ": no tachograph found " << error << Qt::endl;
             return 1;
         }

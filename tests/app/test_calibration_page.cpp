@@ -1,13 +1,11 @@
 // The calibration page as a master uses it, in this process against the simulated tachograph: the
 // menu lets him in only with a unit that permits it, the page reads the unit, the form is edited and
 // written, the measurements show their results, and saved configurations come back into the form.
-#include "../support/simulator_process.h"
-#include "../support/window_driver.h"
+#include "../support/window_on_simulator.h"
 #include "logging/application_logger.h"
 #include "qml_controllers/qml_app_controller.h"
 #include "storage/app_paths.h"
 #include "storage/calibration_repository.h"
-#include "storage/settings_repository.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -20,36 +18,24 @@
 using tachoria::qml::QmlCalibrationController;
 using tachoria::test::SimulatorProcess;
 using tachoria::test::WindowDriver;
+using tachoria::test::words;
 
 namespace {
 
-QStringList args(std::initializer_list<const char*> list)
-{
-    QStringList out;
-    for (const char* item : list)
-        out << QString::fromUtf8(item);
-    return out;
-}
-
-// The simulator on the port the settings name, the window started over them and a shop with its mark.
-struct Bench
+// The simulator with its state file and its log of requests, and the window that found it.
+struct Bench : tachoria::test::WindowOnSimulator
 {
     explicit Bench(const QStringList& simulatorArguments)
-        : simulator(simulatorArguments + args({"--verbose"}), false, true)
+        : WindowOnSimulator(simulatorArguments + words({"--verbose"}), true)
     {
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
-                                                         QStringLiteral("CalibrationPortName"), link);
-        simulator.setLink(link);
     }
     bool start()
     {
         QString error;
-        if (!simulator.start(&error)) {
+        const bool started = WindowOnSimulator::start(&error);
+        if (!started)
             qWarning("%s", qPrintable(error));
-            return false;
-        }
-        return window.start() && QTest::qWaitFor([this] { return window.app().deviceFound(); }, 15000);
+        return started;
     }
     QmlCalibrationController& controller() { return *window.app().calibration(); }
     // With the shop's mark set, opens the page from its tile and waits for the read to fill the form.
@@ -62,10 +48,6 @@ struct Bench
                QTest::qWaitFor([this] { return controller().readCompleted(); }, 20000);
     }
     QList<QByteArray> requests() { return simulator.receivedRequests(); }
-
-    WindowDriver window;
-    QTemporaryDir folder;
-    SimulatorProcess simulator;
 };
 
 QJsonObject state(const SimulatorProcess& simulator)
@@ -111,7 +93,7 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("simulator");
         QTest::addColumn<bool>("permitted");
         QTest::newRow("master card in the slot") << QStringList() << true;
-        QTest::newRow("active module, no master card") << args({"--card", "none"}) << false;
+        QTest::newRow("active module, no master card") << words({"--card", "none"}) << false;
     }
 
     void tiles()
@@ -135,7 +117,7 @@ private Q_SLOTS:
     // of the catalogue under the programming session, and the journal keeps the row.
     void readEditAndWrite()
     {
-        Bench bench(args({"--refuse", "F103"}));
+        Bench bench(words({"--refuse", "F103"}));
         QVERIFY(bench.start());
         QVERIFY(bench.openAndRead());
         QVERIFY(bench.window.app().monitoringPaused());
@@ -206,9 +188,9 @@ private Q_SLOTS:
         QStringList order;
         for (const QJsonValue& did : written.value(u"writes").toArray())
             order << did.toString();
-        QCOMPARE(order, args({"F90B", "F19A", "F190", "F97D", "F97E", "F918", "F91D", "F91C", "F921", "F92C",
-                              "F922", "F912", "F91E", "FD01", "FD02", "FD08", "FD09", "FD0C", "F920", "FD14",
-                              "F90F", "FD13", "FD05", "FD06", "FD07", "FD0B", "FD0F", "FD10", "FD11"}));
+        QCOMPARE(order, words({"F90B", "F19A", "F190", "F97D", "F97E", "F918", "F91D", "F91C", "F921", "F92C",
+                               "F922", "F912", "F91E", "FD01", "FD02", "FD08", "FD09", "FD0C", "F920", "FD14",
+                               "F90F", "FD13", "FD05", "FD06", "FD07", "FD0B", "FD0F", "FD10", "FD11"}));
         // The programming session and its security access come before the first write.
         QList<QByteArray> writing = bench.requests().mid(writeStart);
         while (!writing.isEmpty() && !writing.first().startsWith('\x10'))
@@ -241,7 +223,7 @@ private Q_SLOTS:
     // written, and the journal's row records the failure.
     void refusalInTheMiddle()
     {
-        Bench bench(args({"--refuse-write", "F921"}));
+        Bench bench(words({"--refuse-write", "F921"}));
         QVERIFY(bench.start());
         QVERIFY(bench.openAndRead());
         QVERIFY(bench.window.click(QStringLiteral("calibrationWriteButton")));
@@ -267,7 +249,7 @@ private Q_SLOTS:
     // into the form.
     void measurementsAndConfigurations()
     {
-        Bench bench(args({"--pulse-count", "4000"}));
+        Bench bench(words({"--pulse-count", "4000"}));
         QVERIFY(bench.start());
         QVERIFY(bench.openAndRead());
         WindowDriver& window = bench.window;
@@ -368,7 +350,7 @@ private Q_SLOTS:
     // Leaving while the unit is read stops the read and gives the port back.
     void leavingDuringARead()
     {
-        Bench bench(args({"--delay", "150"}));
+        Bench bench(words({"--delay", "150"}));
         QVERIFY(bench.start());
         bench.window.app().settings()->setTachoriaMark(QStringLiteral("12345"));
         QVERIFY(bench.window.click(QStringLiteral("calibrationTile")));
@@ -400,15 +382,15 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("simulator");
         QTest::addColumn<QString>("shown");
-        QTest::newRow("found") << args({"--can-speed", "3"})
+        QTest::newRow("found") << words({"--can-speed", "3"})
                                << QStringLiteral("Определено: 1000 кбит/с, 11 бит.");
-        QTest::newRow("not found") << args({"--can-result", "not-found"})
+        QTest::newRow("not found") << words({"--can-result", "not-found"})
                                    << QStringLiteral(
                                           "Не удалось определить скорость CAN: выбранная шина может быть "
                                           "не подключена или на ней нет обмена данными. Проверьте "
                                           "подключение CAN и убедитесь, что блоки автомобиля передают "
                                           "сообщения по этой шине, затем повторите поиск.");
-        QTest::newRow("refused") << args({"--can-result", "refused"})
+        QTest::newRow("refused") << words({"--can-result", "refused"})
                                  << QStringLiteral(
                                         "Тахограф не разрешил запустить автоопределение CAN. Возможно, "
                                         "эта функция не поддерживается моделью или недоступна в текущем "

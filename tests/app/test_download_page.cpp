@@ -3,12 +3,10 @@
 // the PC's reader (the real pcscd with the virtual card).
 #include "../support/pcsc_stand_in.h"
 #include "../support/process_runner.h"
-#include "../support/simulator_process.h"
-#include "../support/window_driver.h"
+#include "../support/window_on_simulator.h"
 #include "logging/application_logger.h"
 #include "qml_controllers/qml_app_controller.h"
 #include "storage/app_paths.h"
-#include "storage/settings_repository.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -23,28 +21,17 @@ using tachoria::qml::QmlDownloadController;
 using tachoria::test::PcscStandIn;
 using tachoria::test::SimulatorProcess;
 using tachoria::test::WindowDriver;
+using tachoria::test::words;
 
 namespace {
 
-QStringList args(std::initializer_list<const char*> list)
-{
-    QStringList out;
-    for (const char* item : list)
-        out << QString::fromUtf8(item);
-    return out;
-}
-
-// The simulator on the port the settings name, the window over them, the download page open.
-struct Bench
+// The simulator with its log of requests, the window that found it, the download page open.
+struct Bench : tachoria::test::WindowOnSimulator
 {
     explicit Bench(const QStringList& simulatorArguments)
-        : simulator(simulatorArguments + args({"--verbose"}))
+        : WindowOnSimulator(simulatorArguments + words({"--verbose"}))
         , before(downloadFolder())
     {
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
-                                                         QStringLiteral("CalibrationPortName"), link);
-        simulator.setLink(link);
     }
     // The download folder lies beside the program and outlives the test: what the test made goes.
     ~Bench()
@@ -62,12 +49,11 @@ struct Bench
     bool openPage()
     {
         QString error;
-        if (!simulator.start(&error)) {
+        if (!start(&error)) {
             qWarning("%s", qPrintable(error));
             return false;
         }
-        return window.start() && QTest::qWaitFor([this] { return window.app().deviceFound(); }, 15000) &&
-               window.click(QStringLiteral("downloadTile")) &&
+        return window.click(QStringLiteral("downloadTile")) &&
                QTest::qWaitFor([this] { return window.findVisible(QStringLiteral("downloadPage")); }, 5000) &&
                QTest::qWaitFor(
                    [this] { return window.find(QStringLiteral("downloadStartButton"))->isEnabled(); }, 10000);
@@ -81,9 +67,6 @@ struct Bench
         return names;
     }
 
-    WindowDriver window;
-    QTemporaryDir folder;
-    SimulatorProcess simulator;
     QSet<QString> before;
 };
 
@@ -168,7 +151,7 @@ private Q_SLOTS:
     void silentUnit()
     {
         // Silent in the middle of the days of activities (the scan that found the unit counts too).
-        Bench bench(args({"--silent-after", "20"}));
+        Bench bench(words({"--silent-after", "20"}));
         QVERIFY(bench.openPage());
         QVERIFY(bench.window.click(QStringLiteral("needTacho")));
         QVERIFY(bench.window.click(QStringLiteral("downloadStartButton")));
@@ -180,13 +163,13 @@ private Q_SLOTS:
         QVERIFY(!bench.window.findVisible(QStringLiteral("downloadResult")));
         QVERIFY(bench.download().outputPath().isEmpty());
         // What came before the silence waits in temporary files; no .ddd appears.
-        QCOMPARE(bench.newFiles(), args({"REQUEST_ACTIVITIES.tmp", "REQUEST_OVERVIEW.tmp"}));
+        QCOMPARE(bench.newFiles(), words({"REQUEST_ACTIVITIES.tmp", "REQUEST_OVERVIEW.tmp"}));
     }
 
     // Stop during a block: the run ends, the page says so and no final file appears.
     void stopDuringABlock()
     {
-        Bench bench(args({"--pending", "1", "--pending-pause-ms", "4000"}));
+        Bench bench(words({"--pending", "1", "--pending-pause-ms", "4000"}));
         QVERIFY(bench.openPage());
         QVERIFY(bench.window.click(QStringLiteral("needTacho")));
         QVERIFY(bench.window.click(QStringLiteral("downloadStartButton")));

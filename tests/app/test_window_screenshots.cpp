@@ -3,6 +3,7 @@
 // whole and drawn in its theme; scripts/screenshots.sh runs it under Xvfb.
 #include "../support/simulator_process.h"
 #include "../support/window_driver.h"
+#include "../support/window_on_simulator.h"
 #include "qml_controllers/qml_app_controller.h"
 #include "storage/settings_repository.h"
 
@@ -148,20 +149,14 @@ private Q_SLOTS:
     {
         QFETCH(QString, theme);
         m_number = 50;
-        WindowDriver window;
-        QTemporaryDir folder;
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
-                                                         QStringLiteral("CalibrationPortName"), link);
-        SimulatorProcess simulator({}, false, true);
-        simulator.setLink(link);
+        tachoria::test::WindowOnSimulator bench({}, true);
+        WindowDriver& window = bench.window;
+        SimulatorProcess& simulator = bench.simulator;
         QString error;
-        QVERIFY2(simulator.start(&error), qPrintable(error));
-        QVERIFY(window.start());
+        QVERIFY2(bench.start(&error), qPrintable(error));
         auto& settings = *window.app().settings();
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
         settings.setTachoriaMark(QStringLiteral("12345"));
-        QTRY_VERIFY_WITH_TIMEOUT(window.app().deviceFound(), 10000);
         auto& calibration = *window.app().calibration();
 
         QVERIFY(window.click(QStringLiteral("calibrationTile")));
@@ -296,7 +291,7 @@ private Q_SLOTS:
         download.setNeedNkm(true);
         QVERIFY(simulator.stop());
         SimulatorProcess silent({QStringLiteral("--silent")});
-        silent.setLink(link);
+        silent.setLink(bench.link());
         QVERIFY2(silent.start(&error), qPrintable(error));
         QVERIFY(window.click(QStringLiteral("downloadStartButton")));
         QVERIFY(download.running());
