@@ -39,7 +39,7 @@ private:
         QVERIFY2(window.grab(path), qPrintable(path));
         const QImage image(path);
         QCOMPARE(image.size(), window.window()->size() * window.window()->devicePixelRatio());
-        // Drawn in its theme: light pages stay light under a dialog's shade, dark ones dark.
+        // Drawn in its theme: light pages stay light even under two dialogs' shades, dark ones dark.
         qint64 lightness = 0;
         const QImage small = image.scaled(64, 36);
         for (int y = 0; y < small.height(); ++y)
@@ -49,7 +49,7 @@ private:
         if (theme == QLatin1String("dark"))
             QVERIFY2(mean < 90, qPrintable(QStringLiteral("%1: lightness %2").arg(name).arg(mean)));
         else
-            QVERIFY2(mean > 150, qPrintable(QStringLiteral("%1: lightness %2").arg(name).arg(mean)));
+            QVERIFY2(mean > 130, qPrintable(QStringLiteral("%1: lightness %2").arg(name).arg(mean)));
     }
 
 private Q_SLOTS:
@@ -159,6 +159,12 @@ private Q_SLOTS:
         QVERIFY2(bench.start(&error), qPrintable(error));
         auto& settings = *window.app().settings();
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
+        // Without the shop's mark the page does not open: the menu says what is missing.
+        QVERIFY(window.click(QStringLiteral("calibrationTile")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("tachoriaStampDialog")));
+        shoot(window, theme, QStringLiteral("calibration_no_shop_mark"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("tachoriaStampDialog")));
         settings.setTachoriaMark(QStringLiteral("12345"));
         auto& calibration = *window.app().calibration();
 
@@ -240,6 +246,11 @@ private Q_SLOTS:
         QVERIFY(window.click(QStringLiteral("configurationEditorButton")));
         QTRY_VERIFY(window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
         shoot(window, theme, QStringLiteral("calibration_configuration_editor"));
+        QVERIFY(window.click(QStringLiteral("configurationDelete_0")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("configurationDeleteConfirm")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_delete"));
+        QVERIFY(window.click(QStringLiteral("messageRejectButton")));
+        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("configurationDeleteConfirm")));
         QVERIFY(window.click(QStringLiteral("configurationView_0")));
         shoot(window, theme, QStringLiteral("calibration_configuration_review"));
         QVERIFY(window.click(QStringLiteral("configurationReviewUseButton")));
