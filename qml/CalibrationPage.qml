@@ -415,6 +415,9 @@ PageFrame {
 
         StackLayout {
             Layout.fillWidth: true
+            // As tall as the shown tab: a short tab would otherwise sit in the middle of the tallest one.
+            Layout.preferredHeight: currentIndex >= 0 && currentIndex < children.length
+                                    ? children[currentIndex].implicitHeight : 0
             currentIndex: tabs.currentIndex
 
             ColumnLayout {

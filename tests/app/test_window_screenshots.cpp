@@ -160,6 +160,7 @@ private Q_SLOTS:
         auto& settings = *window.app().settings();
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
         // Without the shop's mark the page does not open: the menu says what is missing.
+        QTRY_VERIFY_WITH_TIMEOUT(window.find(QStringLiteral("calibrationTile"))->isEnabled(), 10000);
         QVERIFY(window.click(QStringLiteral("calibrationTile")));
         QTRY_VERIFY(window.dialogOpen(QStringLiteral("tachoriaStampDialog")));
         shoot(window, theme, QStringLiteral("calibration_no_shop_mark"));
