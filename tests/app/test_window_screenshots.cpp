@@ -2,13 +2,10 @@
 // folder's "screenshots" (or the folder TACHORIA_SCREENSHOTS names). The test checks that each one is
 // whole and drawn in its theme; scripts/screenshots.sh runs it under Xvfb.
 #include "../support/https_stand_in.h"
-#include "../support/simulator_process.h"
-#include "../support/window_driver.h"
 #include "../support/window_on_simulator.h"
 #include "firmware/firmware_verification.h"
 #include "qml_controllers/qml_app_controller.h"
 #include "qml_controllers/update_checker.h"
-#include "storage/settings_repository.h"
 
 #include <QDir>
 #include <QFile>
@@ -72,18 +69,10 @@ private Q_SLOTS:
     {
         QFETCH(QString, theme);
         m_number = 0;
-        WindowDriver window;
-        QTemporaryDir folder;
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        {
-            tachoria::storage::SettingsRepository settings;
-            settings.setValue(QStringLiteral("Ports"), QStringLiteral("CalibrationPortName"), link);
-        }
-        SimulatorProcess simulator;
-        simulator.setLink(link);
+        tachoria::test::WindowOnSimulator bench({});
+        WindowDriver& window = bench.window;
         QString error;
-        QVERIFY2(simulator.start(&error), qPrintable(error));
-        QVERIFY(window.start());
+        QVERIFY2(bench.start(&error), qPrintable(error));
         auto& settings = *window.app().settings();
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
         settings.setTachoriaName(QStringLiteral("ООО «Тахосервис-Поволжье»"));
@@ -98,7 +87,6 @@ private Q_SLOTS:
                              QStringLiteral("+7 (846) 000-00-01"));
         settings.addCustomer(QStringLiteral("ИП Сидоров П. А."), QString(),
                              QStringLiteral("8 900 123-45-67"));
-        QTRY_VERIFY_WITH_TIMEOUT(window.app().deviceFound(), 10000);
         shoot(window, theme, QStringLiteral("main_menu"));
 
         QVERIFY(window.doubleClick(QStringLiteral("logo")));
@@ -337,20 +325,12 @@ private Q_SLOTS:
             "<a href=\"/files/tachoria_2.6.0.1_amd64.deb\">"));
         QVERIFY(site.serve(QStringLiteral("userfiles/tachographs/tacho_101_02060000.bin"),
                            QByteArray(671744, 'F')));
-        WindowDriver window;
-        QTemporaryDir folder;
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
-                                                         QStringLiteral("CalibrationPortName"), link);
-        SimulatorProcess simulator({QStringLiteral("--no-pace"), QStringLiteral("--version-after-restart"),
-                                    QStringLiteral("02060000"), QStringLiteral("--restart-silence-ms"),
-                                    QStringLiteral("500")});
-        simulator.setLink(link);
-        QVERIFY2(simulator.start(&error), qPrintable(error));
-        QVERIFY(window.start());
+        tachoria::test::WindowOnSimulator bench(tachoria::test::words(
+            {"--no-pace", "--version-after-restart", "02060000", "--restart-silence-ms", "500"}));
+        WindowDriver& window = bench.window;
+        QVERIFY2(bench.start(&error), qPrintable(error));
         window.app().settings()->setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark")
                                                                          : QStringLiteral("Light"));
-        QTRY_VERIFY_WITH_TIMEOUT(window.app().deviceFound(), 10000);
         window.app().updateChecker().setPublisher({site.site(), site.caCertificates()});
         window.app().updateChecker().startTachoriaVersionCheck();
         QTRY_VERIFY_WITH_TIMEOUT(window.dialogOpen(QStringLiteral("programOffer")), 15000);
