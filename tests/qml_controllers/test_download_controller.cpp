@@ -86,16 +86,18 @@ private Q_SLOTS:
         download.setNeedCard(true);
         QVERIFY(!download.needNkm());
         QVERIFY(download.onlyCardVisible());
+        download.setExternalCard(true);
+        QVERIFY(download.externalCard());
         download.setOnlyCard(true);
         QVERIFY(!download.requestOverview());
         QVERIFY(!download.requestActivities() && !download.requestTechnicalData());
         download.setNeedTacho(true);
-        QVERIFY(!download.onlyCard() && !download.needCard());
+        QVERIFY(!download.onlyCard() && !download.needCard() && !download.externalCard());
         QVERIFY(download.requestOverview() && download.requestActivities() &&
                 download.requestDetailedSpeed());
-        QCOMPARE(changed.count(), 5);
+        QCOMPARE(changed.count(), 6);
         download.setNeedTacho(true);
-        QCOMPARE(changed.count(), 5);
+        QCOMPARE(changed.count(), 6);
     }
 
     // What a run is handed: the PIN over eight 0xFF bytes, the period with defaults for dates that do
@@ -107,8 +109,10 @@ private Q_SLOTS:
         settings.setDownloadMaxBaud(57600);
         QmlDownloadController download(&settings);
         download.setCardPin(QStringLiteral("1234"));
-        download.setFromDate(QStringLiteral("31.02.2026"));
-        download.setToDate(QStringLiteral("05.03.2026"));
+        QCOMPARE(download.fromDate(),
+                 QDate::currentDate().addDays(-7).toString(QStringLiteral("dd.MM.yyyy")));
+        download.setFromDate(QStringLiteral("05.03.2026"));
+        download.setToDate(QStringLiteral("31.02.2026"));
         download.setDownloadMode(QStringLiteral("каждый день"));
         QCOMPARE(download.downloadMode(), QStringLiteral("range"));
         const tachoria::download::DownloadSettings run = download.downloadSettings();
@@ -118,8 +122,8 @@ private Q_SLOTS:
         QVERIFY(QDateTime::fromString(run.filePrefix, QStringLiteral("dd_MM_yy_HH_mm_ss-")).isValid());
         tachoria::download::DownloadOptions options = download.downloadOptions();
         QCOMPARE(options.periodMode, 2);
-        QCOMPARE(options.periodBegin, QDate::currentDate().addDays(-7));
-        QCOMPARE(options.periodEnd, QDate(2026, 3, 5));
+        QCOMPARE(options.periodBegin, QDate(2026, 3, 5));
+        QCOMPARE(options.periodEnd, QDate::currentDate());
         QVERIFY(options.skipCaCertificate);
         download.setDownloadMode(QStringLiteral("fromLast"));
         options = download.downloadOptions();
@@ -164,16 +168,17 @@ private Q_SLOTS:
         QStringList shown;
         for (const QVariant& file : listed.mid(0, 3)) {
             const QVariantMap row = file.toMap();
-            shown << QStringLiteral("%1 %2 %3")
+            shown << QStringLiteral("%1 %2 (%3) %4")
                          .arg(row.value(QStringLiteral("name")).toString(),
                               row.value(QStringLiteral("size")).toString(),
+                              row.value(QStringLiteral("sizeBytes")).toString(),
                               row.value(QStringLiteral("kind")).toString());
         }
         QCOMPARE(shown,
-                 QStringList(
-                     {tag + QStringLiteral("-module.ddd 2 Байт Данные СКЗИ — расшифровка не поддерживается"),
-                      tag + QStringLiteral("-card.DDD 1023 Байт Карта водителя"),
-                      tag + QStringLiteral("-old.ddd 1.0 КБ Данные тахографа")}));
+                 QStringList({tag + QStringLiteral(
+                                        "-module.ddd 2 Байт (2) Данные СКЗИ — расшифровка не поддерживается"),
+                              tag + QStringLiteral("-card.DDD 1023 Байт (1023) Карта водителя"),
+                              tag + QStringLiteral("-old.ddd 1.0 КБ (1024) Данные тахографа")}));
         QCOMPARE(listed.first().toMap().value(QStringLiteral("path")).toString(),
                  folder.filePath(tag + QStringLiteral("-module.ddd")));
         for (const QVariant& file : listed)
