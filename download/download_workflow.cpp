@@ -427,14 +427,29 @@ DownloadResult DownloadRun::execute()
                                                   {m_options.eventsFaults, REQUEST_EVENTS_FAULTS},
                                                   {m_options.detailedSpeed, REQUEST_DETAILED_SPEED},
                                                   {m_options.technicalData, REQUEST_TECHNICAL_DATA}};
+        // Each block done moves the percentage on; the joined file is the last share.
+        int steps = m_options.skipCaCertificate ? 2 : 3;
+        for (const auto& block : blocks)
+            steps += block.first ? 1 : 0;
+        int done = 0;
+        const auto stepDone = [&] {
+            if (m_progress)
+                m_progress(++done * 100 / steps);
+        };
         for (const auto& [wanted, type] : blocks) {
             if (wanted && !stepSucceeds(type, failure))
                 return fail(failure);
+            if (wanted)
+                stepDone();
         }
         if (!stepSucceeds(REQUEST_SERTIFICAT_KEY_NKM, failure))
             return fail(failure);
-        if (!m_options.skipCaCertificate && !stepSucceeds(REQUEST_SERTIFICAT_UC, failure))
-            return fail(failure);
+        stepDone();
+        if (!m_options.skipCaCertificate) {
+            if (!stepSucceeds(REQUEST_SERTIFICAT_UC, failure))
+                return fail(failure);
+            stepDone();
+        }
     }
     if (m_options.nkm) {
         if (!stepSucceeds(REQUEST_SERTIFICAT_KEY_NKM, failure))

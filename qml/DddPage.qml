@@ -955,5 +955,6 @@ PageFrame {
     DddFilePreviewDialog {
         id: filePreview
         app: page.app
+        controller: page.app ? page.app.download : null
     }
 }

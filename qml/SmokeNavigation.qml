@@ -72,6 +72,44 @@ QtObject {
             stack.currentItem.backRequested()
             return true
         },
+        // The pages that hold the port: opening pauses the watch, every way back resumes it.
+        function() {
+            var page = window.openPage("CalibrationPage.qml", true)
+            if (!expect(page !== null, "страница настройки не открылась"))
+                return false
+            page.autoRead = false
+            return true
+        },
+        function() {
+            if (!expect(stack.depth === 2 && window.title === "Настройка тахографа"
+                        && window.controller.monitoringPaused, "настройка: глубина " + stack.depth
+                        + ", заголовок " + window.title))
+                return false
+            var tabs = find(stack.currentItem, "calibrationTabs")
+            if (!expect(tabs !== null && tabs.count === 5, "вкладок настройки не пять"))
+                return false
+            for (var i = 0; i < tabs.count; ++i)
+                tabs.currentIndex = i
+            tabs.currentIndex = 0
+            stack.currentItem.backRequested()
+            return true
+        },
+        function() {
+            return expect(stack.depth === 1 && !window.controller.monitoringPaused, "возврат из настройки не удался")
+        },
+        function() {
+            return expect(window.openPage("DownloadPage.qml", true) !== null, "страница выгрузки не открылась")
+        },
+        function() {
+            if (!expect(stack.depth === 2 && window.title === "Выгрузка тахографа"
+                        && window.controller.monitoringPaused, "выгрузка: заголовок " + window.title))
+                return false
+            stack.currentItem.backRequested()
+            return true
+        },
+        function() {
+            return expect(stack.depth === 1 && !window.controller.monitoringPaused, "возврат из выгрузки не удался")
+        },
         function() {
             if (testFilePath.length > 0 && window.controller.pageAvailable("DddPage.qml"))
                 return expect(window.openPage("DddPage.qml", false) !== null, "страница расшифровки не открылась")

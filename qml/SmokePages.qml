@@ -32,6 +32,9 @@ Window {
             visible: false
             source: modelData
             onLoaded: {
+                // A page test never touches a port: the calibration page does not read on its own.
+                if (item.autoRead !== undefined)
+                    item.autoRead = false
                 item.app = root.app
                 item.navigationStack = stack
             }

@@ -42,6 +42,8 @@ QmlAppController::QmlAppController(QObject* parent)
     m_settings = new QmlSettingsController(this);
     logging::ApplicationLogger::setEnabled(m_settings->logEnabled());
     m_updateCompletedFlag = QCoreApplication::arguments().contains(QStringLiteral("--update-completed"));
+    m_calibration = new QmlCalibrationController(m_settings, this, this);
+    m_download = new QmlDownloadController(m_settings, this);
     m_ddd = new QmlDddController(this);
     // A page test must never touch a port.
     if (QCoreApplication::arguments().contains(QStringLiteral("--qml-pages-test")))
@@ -51,6 +53,8 @@ QmlAppController::QmlAppController(QObject* parent)
     connect(m_monitor, &DeviceMonitor::deviceChanged, this, &QmlAppController::deviceChanged);
     connect(m_monitor, &DeviceMonitor::statusChanged, this, &QmlAppController::statusChanged);
     connect(m_monitor, &DeviceMonitor::monitoringChanged, this, &QmlAppController::monitoringChanged);
+    // A download goes to the port where the tachograph answered.
+    connect(m_monitor, &DeviceMonitor::deviceDetected, m_download, &QmlDownloadController::setPort);
     // The settings page lists the ports there are, also those that came after the start.
     connect(m_monitor, &DeviceMonitor::portListChanged, this,
             [this](const QStringList& ports) { m_settings->setAvailablePorts(withDevicePort(ports)); });
@@ -412,6 +416,7 @@ void QmlAppController::initializeAfterUi()
     if (m_afterUiDone)
         return;
     m_afterUiDone = true;
+    m_calibration->initializeVehicleCatalog();
     m_updates->startFirmwareVersionCheck();
     m_updates->startTachoriaVersionCheck();
     startCatalogThread();

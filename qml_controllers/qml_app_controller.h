@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qml_controllers/qml_calibration_controller.h"
+#include "qml_controllers/qml_download_controller.h"
 #include "qml_controllers/qml_ddd_controller.h"
 #include "qml_controllers/qml_settings_controller.h"
 
@@ -51,6 +53,8 @@ class QmlAppController : public QObject
     Q_PROPERTY(bool downloadAvailable READ downloadAvailable NOTIFY deviceChanged)
     Q_PROPERTY(QString applicationVersion READ applicationVersion CONSTANT)
     Q_PROPERTY(tachoria::qml::QmlSettingsController* settings READ settings CONSTANT)
+    Q_PROPERTY(tachoria::qml::QmlCalibrationController* calibration READ calibration CONSTANT)
+    Q_PROPERTY(tachoria::qml::QmlDownloadController* download READ download CONSTANT)
     Q_PROPERTY(tachoria::qml::QmlDddController* ddd READ ddd CONSTANT)
     Q_PROPERTY(bool monitoringPaused READ monitoringPaused NOTIFY monitoringChanged)
     Q_PROPERTY(bool monitoringBusy READ monitoringBusy NOTIFY monitoringChanged)
@@ -99,6 +103,8 @@ public:
     bool downloadAvailable() const;
     QString applicationVersion() const;
     QmlSettingsController* settings() const { return m_settings; }
+    QmlCalibrationController* calibration() const { return m_calibration; }
+    QmlDownloadController* download() const { return m_download; }
     QmlDddController* ddd() const { return m_ddd; }
     bool monitoringPaused() const;
     bool monitoringBusy() const;
@@ -156,6 +162,8 @@ private:
     QStringList withDevicePort(QStringList ports) const;
 
     QmlSettingsController* m_settings = nullptr;
+    QmlCalibrationController* m_calibration = nullptr;
+    QmlDownloadController* m_download = nullptr;
     QmlDddController* m_ddd = nullptr;
     DeviceMonitor* m_monitor = nullptr;
     QThread* m_catalogThread = nullptr;

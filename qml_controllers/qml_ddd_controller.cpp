@@ -662,22 +662,4 @@ QString QmlDddController::choosePdfPath(const QString& current)
     return path.isEmpty() ? current : path;
 }
 
-QVariantList QmlDddController::downloadedDddFiles() const
-{
-    QFileInfoList files = QDir(storage::AppPaths::downloadDirectory()).entryInfoList(QDir::Files, QDir::Time);
-    QVariantList list;
-    for (const QFileInfo& file : std::as_const(files)) {
-        if (file.suffix().compare(u"ddd"_s, Qt::CaseInsensitive) != 0)
-            continue;
-        const qint64 bytes = file.size();
-        list.append(QVariantMap{
-            {u"name"_s, file.fileName()},
-            {u"path"_s, file.absoluteFilePath()},
-            {u"modified"_s, file.lastModified().toString(u"dd.MM.yyyy HH:mm:ss"_s)},
-            {u"size"_s, bytes < 1024 ? u"%1 Байт"_s.arg(bytes) : u"%1 КБ"_s.arg(bytes / 1024.0, 0, 'f', 1)},
-            {u"sizeBytes"_s, bytes}});
-    }
-    return list;
-}
-
 } // namespace tachoria::qml

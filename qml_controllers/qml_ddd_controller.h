@@ -177,8 +177,6 @@ public:
     Q_INVOKABLE QVariantList pdfGraphs() const;
     Q_INVOKABLE QString suggestedPdfPath() const;
     Q_INVOKABLE QString choosePdfPath(const QString& current);
-    // The .ddd files of the download folder, newest first, for the file list of the page.
-    Q_INVOKABLE QVariantList downloadedDddFiles() const;
 
 Q_SIGNALS:
     void stateChanged();

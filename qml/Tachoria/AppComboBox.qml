@@ -14,7 +14,12 @@ ComboBox {
     // The count takes part so that the choice is found again when the list changes.
     currentIndex: count >= 0 ? find(value) : -1
     displayText: currentIndex >= 0 ? currentText : value
-    onActivated: (index) => chosen(textAt(index))
+    onActivated: (index) => {
+        chosen(textAt(index))
+        // The pick itself broke the binding: the shown choice follows the value again, also when the
+        // value refused the pick.
+        currentIndex = Qt.binding(function() { return combo.count >= 0 ? combo.find(combo.value) : -1 })
+    }
 
     palette.text: Theme.text
     palette.buttonText: Theme.text

@@ -34,7 +34,8 @@ AppDialog {
             maximumLength: 8
             inputMethodHints: Qt.ImhDigitsOnly
             validator: RegularExpressionValidator { regularExpression: /^[0-9]{0,8}$/ }
-            ToolTip.visible: hovered || activeFocus
+            // On hover only: shown on focus it would cover the title as the dialog opens.
+            ToolTip.visible: hovered
             ToolTip.text: "ПИН карты: от 1 до 8 цифр."
             onAccepted: dialog.acceptPin()
         }

@@ -143,11 +143,11 @@ private Q_SLOTS:
             probe = QJsonDocument::fromJson(run.standardOutput.toUtf8()).object();
 
             QVERIFY(window.click(u"dddFilesButton"_s));
-            QTRY_VERIFY(window.dialogOpen(u"dddFilePreviewDialog"_s));
+            QTRY_VERIFY(window.dialogOpen(u"dddFilesDialog"_s));
             QVERIFY(window.click(u"dddFile_0"_s));
-            QVERIFY(window.click(u"dddFileOpenButton"_s));
+            QVERIFY(window.click(u"dddFilesDecode"_s));
             QTRY_COMPARE(window.text(u"dddStatus"_s), u"Разбор завершён"_s);
-            QVERIFY(!window.dialogOpen(u"dddFilePreviewDialog"_s));
+            QVERIFY(!window.dialogOpen(u"dddFilesDialog"_s));
             qml::QmlDddController& ddd = *window.app().ddd();
             QCOMPARE(ddd.filePath(), file);
             QCOMPARE(window.text(u"dddFileName"_s), QFileInfo(file).fileName());

@@ -2,8 +2,7 @@
 // folder's "screenshots" (or the folder TACHORIA_SCREENSHOTS names). The test checks that each one is
 // whole and drawn in its theme; scripts/screenshots.sh runs it under Xvfb.
 #include "../support/https_stand_in.h"
-#include "../support/simulator_process.h"
-#include "../support/window_driver.h"
+#include "../support/window_on_simulator.h"
 #include "firmware/firmware_verification.h"
 #include "qml_controllers/qml_app_controller.h"
 #include "qml_controllers/qml_ddd_controller.h"
@@ -54,7 +53,7 @@ private:
         QVERIFY2(window.grab(path), qPrintable(path));
         const QImage image(path);
         QCOMPARE(image.size(), window.window()->size() * window.window()->devicePixelRatio());
-        // Drawn in its theme: light pages stay light under a dialog's shade, dark ones dark.
+        // Drawn in its theme: light pages stay light even under two dialogs' shades, dark ones dark.
         qint64 lightness = 0;
         const QImage small = image.scaled(64, 36);
         for (int y = 0; y < small.height(); ++y)
@@ -64,7 +63,7 @@ private:
         if (theme == QLatin1String("dark"))
             QVERIFY2(mean < 90, qPrintable(QStringLiteral("%1: lightness %2").arg(name).arg(mean)));
         else
-            QVERIFY2(mean > 150, qPrintable(QStringLiteral("%1: lightness %2").arg(name).arg(mean)));
+            QVERIFY2(mean > 130, qPrintable(QStringLiteral("%1: lightness %2").arg(name).arg(mean)));
     }
 
 private Q_SLOTS:
@@ -87,18 +86,10 @@ private Q_SLOTS:
     {
         QFETCH(QString, theme);
         m_number = 0;
-        WindowDriver window;
-        QTemporaryDir folder;
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        {
-            tachoria::storage::SettingsRepository settings;
-            settings.setValue(QStringLiteral("Ports"), QStringLiteral("CalibrationPortName"), link);
-        }
-        SimulatorProcess simulator;
-        simulator.setLink(link);
+        tachoria::test::WindowOnSimulator bench({});
+        WindowDriver& window = bench.window;
         QString error;
-        QVERIFY2(simulator.start(&error), qPrintable(error));
-        QVERIFY(window.start());
+        QVERIFY2(bench.start(&error), qPrintable(error));
         // The journal viewer's pictures need this run's journal, whichever test ran before.
         window.app().writeDiagnosticLog(QStringLiteral("Снимки окна"));
         auto& settings = *window.app().settings();
@@ -115,7 +106,6 @@ private Q_SLOTS:
                              QStringLiteral("+7 (846) 000-00-01"));
         settings.addCustomer(QStringLiteral("ИП Сидоров П. А."), QString(),
                              QStringLiteral("8 900 123-45-67"));
-        QTRY_VERIFY_WITH_TIMEOUT(window.app().deviceFound(), 10000);
         shoot(window, theme, QStringLiteral("main_menu"));
 
         QVERIFY(window.doubleClick(QStringLiteral("logo")));
@@ -171,13 +161,185 @@ private Q_SLOTS:
         settings.setTheme(QStringLiteral("Light"));
     }
 
+    void tachographPagesInBothThemes_data() { everyPageInBothThemes_data(); }
+
+    // The calibration form with every tab and dialog, and the download page through a run, its files,
+    // the PIN and a failure.
+    void tachographPagesInBothThemes()
+    {
+        QFETCH(QString, theme);
+        m_number = 50;
+        tachoria::test::WindowOnSimulator bench({}, true);
+        WindowDriver& window = bench.window;
+        SimulatorProcess& simulator = bench.simulator;
+        QString error;
+        QVERIFY2(bench.start(&error), qPrintable(error));
+        auto& settings = *window.app().settings();
+        settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
+        // Without the shop's mark the page does not open: the menu says what is missing.
+        QTRY_VERIFY_WITH_TIMEOUT(window.find(QStringLiteral("calibrationTile"))->isEnabled(), 10000);
+        QVERIFY(window.click(QStringLiteral("calibrationTile")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("tachoriaStampDialog")));
+        shoot(window, theme, QStringLiteral("calibration_no_shop_mark"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("tachoriaStampDialog")));
+        settings.setTachoriaMark(QStringLiteral("12345"));
+        auto& calibration = *window.app().calibration();
+
+        QVERIFY(window.click(QStringLiteral("calibrationTile")));
+        QTRY_VERIFY_WITH_TIMEOUT(calibration.readCompleted(), 20000);
+        shoot(window, theme, QStringLiteral("calibration_tachograph"));
+        const char* tabs[] = {"calibrationTabCan", "calibrationTabOutputs", "calibrationTabWorkRest",
+                              "calibrationTabOther"};
+        // The page scrolls: its lower part is looked at too.
+        const auto scroll = [&window](bool down) {
+            QObject* flick =
+                window.find(QStringLiteral("calibrationPage"))->property("flickable").value<QObject*>();
+            const qreal bottom =
+                flick->property("contentHeight").toReal() - flick->property("height").toReal();
+            flick->setProperty("contentY", down ? std::max<qreal>(0, bottom) : 0);
+        };
+        for (const char* tab : tabs) {
+            QVERIFY2(window.click(QString::fromLatin1(tab)), tab);
+            const QString name = QStringLiteral("calibration_") + QString::fromLatin1(tab).mid(14).toLower();
+            shoot(window, theme, name);
+            scroll(true);
+            shoot(window, theme, name + QStringLiteral("_lower"));
+            scroll(false);
+        }
+
+        QVERIFY(window.click(QStringLiteral("speedSourceAuto")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("speedSourceDialog")));
+        QVERIFY(window.click(QStringLiteral("sourceSearchButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            window.find(QStringLiteral("sourceRow1"))->isEnabled() && !calibration.busy(), 20000);
+        shoot(window, theme, QStringLiteral("calibration_speed_source"));
+        QVERIFY(window.click(QStringLiteral("sourceCloseButton")));
+
+        QVERIFY(window.click(QStringLiteral("calibrationTabCan")));
+        QVERIFY(window.click(QStringLiteral("can1Auto")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("canSpeedDialog")));
+        QVERIFY(window.click(QStringLiteral("canSearchButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(calibration.canDetectionAvailable(), 15000);
+        shoot(window, theme, QStringLiteral("calibration_can_speed"));
+        QVERIFY(window.click(QStringLiteral("canCloseButton")));
+
+        QVERIFY(window.click(QStringLiteral("calibrationTabTacho")));
+        QVERIFY(window.click(QStringLiteral("action_kConstantOfRecordingEquipment")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("kMeasurementDialog")));
+        QTRY_VERIFY(window.find(QStringLiteral("impulseStartButton"))->isEnabled());
+        QVERIFY(window.click(QStringLiteral("impulseStartButton")));
+        QTRY_VERIFY(window.find(QStringLiteral("impulseStopButton"))->isEnabled());
+        QVERIFY(window.click(QStringLiteral("impulseStopButton")));
+        QTRY_VERIFY(window.find(QStringLiteral("kSaveButton"))->isEnabled());
+        QVERIFY(window.type(QStringLiteral("distanceInput"), QStringLiteral("8000")));
+        shoot(window, theme, QStringLiteral("calibration_k_measurement"));
+        QVERIFY(window.click(QStringLiteral("kCloseButton")));
+
+        QQuickItem* page = window.find(QStringLiteral("calibrationPage"));
+        QVERIFY(QMetaObject::invokeMethod(page, "chooseManufacturer", Q_ARG(QVariant, 1))); // DAF
+        QVERIFY(QMetaObject::invokeMethod(page, "chooseModel", Q_ARG(QVariant, 1)));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("canModelDialog")));
+        shoot(window, theme, QStringLiteral("calibration_can_model"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+
+        QVERIFY(window.type(QStringLiteral("field_tyreSize"), QStringLiteral("12/34")));
+        QVERIFY(window.click(QStringLiteral("action_lTyreCircumference")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("tachographTabMessage")));
+        shoot(window, theme, QStringLiteral("calibration_tyre_formats"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        QVERIFY(window.type(QStringLiteral("field_tyreSize"), QStringLiteral("315/80 R22.5")));
+        QVERIFY(window.click(QStringLiteral("action_lTyreCircumference")));
+
+        QVERIFY(window.click(QStringLiteral("registrationAbsentCheck")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("registrationConfirmDialog")));
+        shoot(window, theme, QStringLiteral("calibration_registration_confirm"));
+        QVERIFY(window.click(QStringLiteral("messageRejectButton")));
+
+        QVERIFY(window.click(QStringLiteral("saveConfigurationButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_save"));
+        QVERIFY(window.click(QStringLiteral("configurationSaveButton")));
+        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
+        QVERIFY(window.click(QStringLiteral("configurationEditorButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("vehicleConfigurationDialog")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_editor"));
+        QVERIFY(window.click(QStringLiteral("configurationDelete_0")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("configurationDeleteConfirm")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_delete"));
+        QVERIFY(window.click(QStringLiteral("messageRejectButton")));
+        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("configurationDeleteConfirm")));
+        QVERIFY(window.click(QStringLiteral("configurationView_0")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_review"));
+        QVERIFY(window.click(QStringLiteral("configurationReviewUseButton")));
+        shoot(window, theme, QStringLiteral("calibration_configuration_apply"));
+        QVERIFY(window.click(QStringLiteral("configurationCloseButton")));
+
+        QVERIFY(window.type(QStringLiteral("field_vehicleIdentificationNumber"),
+                            QStringLiteral("WVWZZZ1JZXWOOOOO1")));
+        QVERIFY(window.type(QStringLiteral("field_HighResOdometer"), QStringLiteral("-5")));
+        QVERIFY(window.click(QStringLiteral("calibrationWriteButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("validationDialog")));
+        shoot(window, theme, QStringLiteral("calibration_validation"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        shoot(window, theme, QStringLiteral("calibration_marked_fields"));
+        scroll(true);
+        shoot(window, theme, QStringLiteral("calibration_marked_fields_lower"));
+        scroll(false);
+        QVERIFY(window.type(QStringLiteral("field_vehicleIdentificationNumber"),
+                            QStringLiteral("WVWZZZ1JZXW000001")));
+        QVERIFY(window.type(QStringLiteral("field_HighResOdometer"), QStringLiteral("123456,789")));
+        QVERIFY(window.click(QStringLiteral("field_SpeedAuthorised")));
+        QVERIFY(window.click(QStringLiteral("calibrationWriteButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(window.dialogOpen(QStringLiteral("writeDoneDialog")), 20000);
+        shoot(window, theme, QStringLiteral("calibration_written"));
+        QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
+        QVERIFY(window.click(QStringLiteral("calibrationExitButton")));
+        QTRY_VERIFY(!window.app().monitoringPaused());
+
+        QTRY_VERIFY_WITH_TIMEOUT(window.find(QStringLiteral("downloadTile"))->isEnabled(), 15000);
+        QVERIFY(window.click(QStringLiteral("downloadTile")));
+        QTRY_VERIFY(window.find(QStringLiteral("downloadStartButton"))->isEnabled());
+        shoot(window, theme, QStringLiteral("download_page"));
+        auto& download = *window.app().download();
+        QVERIFY(window.click(QStringLiteral("needTacho")));
+        QVERIFY(window.click(QStringLiteral("downloadStartButton")));
+        QTRY_VERIFY_WITH_TIMEOUT(!download.running(), 60000);
+        const QString downloaded = download.outputPath();
+        shoot(window, theme, QStringLiteral("download_done"));
+        QVERIFY(window.click(QStringLiteral("downloadFilesButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddFilesDialog")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            window.text(QStringLiteral("dddFilePreview")).startsWith(QStringLiteral("VIN")), 15000);
+        shoot(window, theme, QStringLiteral("download_files"));
+        QVERIFY(window.click(QStringLiteral("dddFilesClose")));
+        download.setNeedCard(true);
+        download.setExternalCard(true);
+        QVERIFY(window.click(QStringLiteral("downloadStartButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("downloadPinDialog")));
+        shoot(window, theme, QStringLiteral("download_pin"));
+        QVERIFY(window.click(QStringLiteral("pinCancelButton")));
+        // A unit that never answers: the run goes on for a while and then fails.
+        download.setNeedNkm(true);
+        QVERIFY(simulator.stop());
+        SimulatorProcess silent({QStringLiteral("--silent")});
+        silent.setLink(bench.link());
+        QVERIFY2(silent.start(&error), qPrintable(error));
+        QVERIFY(window.click(QStringLiteral("downloadStartButton")));
+        QVERIFY(download.running());
+        shoot(window, theme, QStringLiteral("download_running"));
+        QTRY_VERIFY_WITH_TIMEOUT(!download.running(), 60000);
+        shoot(window, theme, QStringLiteral("download_failed"));
+        QVERIFY(QFile::remove(downloaded)); // the download folder is the build's own
+        QVERIFY(window.click(QStringLiteral("downloadExitButton")));
+
     // The DDD page with a card and with a vehicle unit: every section, the charts, the dialogs.
     void dddPageInBothThemes_data() { everyPageInBothThemes_data(); }
 
     void dddPageInBothThemes()
     {
         QFETCH(QString, theme);
-        m_number = 50;
+        m_number = 100;
         WindowDriver window;
         {
             tachoria::storage::SettingsRepository settings;
@@ -239,9 +401,9 @@ private Q_SLOTS:
         QVERIFY(clickSection(window, QStringLiteral("reports")));
         shoot(window, theme, QStringLiteral("ddd_reports"));
         QVERIFY(window.click(QStringLiteral("dddFilesButton")));
-        QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddFilePreviewDialog")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddFilesDialog")));
         shoot(window, theme, QStringLiteral("ddd_files"));
-        QVERIFY(window.click(QStringLiteral("dddFileCloseButton")));
+        QVERIFY(window.click(QStringLiteral("dddFilesClose")));
         QVERIFY(window.click(QStringLiteral("dddLanguageButton")));
         QVERIFY(clickSection(window, QStringLiteral("analysis")));
         shoot(window, theme, QStringLiteral("ddd_unit_analysis_english"));
@@ -267,20 +429,12 @@ private Q_SLOTS:
             "<a href=\"/files/tachoria_2.6.0.1_amd64.deb\">"));
         QVERIFY(site.serve(QStringLiteral("userfiles/tachographs/tacho_101_02060000.bin"),
                            QByteArray(671744, 'F')));
-        WindowDriver window;
-        QTemporaryDir folder;
-        const QString link = folder.filePath(QStringLiteral("tacho"));
-        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
-                                                         QStringLiteral("CalibrationPortName"), link);
-        SimulatorProcess simulator({QStringLiteral("--no-pace"), QStringLiteral("--version-after-restart"),
-                                    QStringLiteral("02060000"), QStringLiteral("--restart-silence-ms"),
-                                    QStringLiteral("500")});
-        simulator.setLink(link);
-        QVERIFY2(simulator.start(&error), qPrintable(error));
-        QVERIFY(window.start());
+        tachoria::test::WindowOnSimulator bench(tachoria::test::words(
+            {"--no-pace", "--version-after-restart", "02060000", "--restart-silence-ms", "500"}));
+        WindowDriver& window = bench.window;
+        QVERIFY2(bench.start(&error), qPrintable(error));
         window.app().settings()->setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark")
                                                                          : QStringLiteral("Light"));
-        QTRY_VERIFY_WITH_TIMEOUT(window.app().deviceFound(), 10000);
         window.app().updateChecker().setPublisher({site.site(), site.caCertificates()});
         window.app().updateChecker().startTachoriaVersionCheck();
         QTRY_VERIFY_WITH_TIMEOUT(window.dialogOpen(QStringLiteral("programOffer")), 15000);

@@ -161,6 +161,11 @@ QString WindowDriver::text(const QString& objectName) const
     return itemText(shown ? shown : find(objectName));
 }
 
+bool WindowDriver::sawQmlWarnings() const
+{
+    return m_shell && m_shell->sawQmlWarnings();
+}
+
 bool WindowDriver::grab(const QString& path) const
 {
     QQuickWindow* shown = window();

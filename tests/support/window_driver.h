@@ -53,6 +53,8 @@ public:
     bool type(const QString& objectName, const QString& text);
     QString text(const QString& objectName) const;
     bool grab(const QString& path) const;
+    // Whether the QML engine has warned since the start: a binding that failed somewhere on the way.
+    bool sawQmlWarnings() const;
 
 private:
     std::unique_ptr<QTemporaryDir> m_ownProfile;
