@@ -332,6 +332,8 @@ private Q_SLOTS:
         shoot(window, theme, QStringLiteral("download_failed"));
         QVERIFY(QFile::remove(downloaded)); // the download folder is the build's own
         QVERIFY(window.click(QStringLiteral("downloadExitButton")));
+        settings.setTheme(QStringLiteral("Light"));
+    }
 
     // The DDD page with a card and with a vehicle unit: every section, the charts, the dialogs.
     void dddPageInBothThemes_data() { everyPageInBothThemes_data(); }

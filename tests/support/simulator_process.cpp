@@ -102,4 +102,12 @@ QStringList SimulatorProcess::requests(const QString& line) const
     return out;
 }
 
+QList<QByteArray> SimulatorProcess::receivedRequests(const QString& line) const
+{
+    QList<QByteArray> out;
+    for (const QString& request : requests(line))
+        out.append(QByteArray::fromHex(request.toLatin1()));
+    return out;
+}
+
 } // namespace tachoria::test

@@ -47,6 +47,8 @@ public:
     QList<Exchange> exchanges() const;
     // The service requests received on one line, each "SID DATA" in hex.
     QStringList requests(const QString& line = QStringLiteral("tachograph")) const;
+    // The same requests as bytes: the SID followed by its data.
+    QList<QByteArray> receivedRequests(const QString& line = QStringLiteral("tachograph")) const;
 
 private:
     QStringList m_arguments;
