@@ -37,6 +37,7 @@ QmlAppController::QmlAppController(QObject* parent)
     m_settings = new QmlSettingsController(this);
     logging::ApplicationLogger::setEnabled(m_settings->logEnabled());
     m_updateCompletedFlag = QCoreApplication::arguments().contains(QStringLiteral("--update-completed"));
+    m_documents = new QmlDocumentsController(this, this);
     // A page test must never touch a port.
     if (QCoreApplication::arguments().contains(QStringLiteral("--qml-pages-test")))
         m_settings->setScanPorts(false);

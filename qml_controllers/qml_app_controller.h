@@ -1,5 +1,6 @@
 #pragma once
 
+#include "qml_controllers/qml_documents_controller.h"
 #include "qml_controllers/qml_settings_controller.h"
 
 #include <QObject>
@@ -48,6 +49,7 @@ class QmlAppController : public QObject
     Q_PROPERTY(bool downloadAvailable READ downloadAvailable NOTIFY deviceChanged)
     Q_PROPERTY(QString applicationVersion READ applicationVersion CONSTANT)
     Q_PROPERTY(tachoria::qml::QmlSettingsController* settings READ settings CONSTANT)
+    Q_PROPERTY(tachoria::qml::QmlDocumentsController* documents READ documents CONSTANT)
     Q_PROPERTY(bool monitoringPaused READ monitoringPaused NOTIFY monitoringChanged)
     Q_PROPERTY(bool monitoringBusy READ monitoringBusy NOTIFY monitoringChanged)
     Q_PROPERTY(QVariantList bluetoothDevices READ bluetoothDevices NOTIFY bluetoothDevicesChanged)
@@ -93,6 +95,7 @@ public:
     bool downloadAvailable() const;
     QString applicationVersion() const;
     QmlSettingsController* settings() const { return m_settings; }
+    QmlDocumentsController* documents() const { return m_documents; }
     bool monitoringPaused() const;
     bool monitoringBusy() const;
     QVariantList bluetoothDevices() const { return {}; }
@@ -142,6 +145,7 @@ private:
     QStringList withDevicePort(QStringList ports) const;
 
     QmlSettingsController* m_settings = nullptr;
+    QmlDocumentsController* m_documents = nullptr;
     DeviceMonitor* m_monitor = nullptr;
     QThread* m_catalogThread = nullptr;
     bool m_updateCompletedFlag = false;

@@ -3,6 +3,7 @@
 // printer and a label printer), compared by picture with the preview.
 #include "../support/cups_stand_in.h"
 #include "../support/pdf_pages.h"
+#include "../support/sample_document.h"
 #include "documents/document_renderer.h"
 
 #include <QApplication>
@@ -21,42 +22,6 @@ namespace {
 const QString kSheetQueue = QStringLiteral("TachoriaSheet");
 const QString kTapeQueue = QStringLiteral("TachoriaTape");
 const QString kOneNoteQueue = QStringLiteral("Send_To_OneNote_2016");
-
-QVariantMap calibration()
-{
-    return {
-        {QStringLiteral("OrderNumber"), QStringLiteral("1542")},
-        {QStringLiteral("OrderDate"), QStringLiteral("12.03.2026 09:15")},
-        {QStringLiteral("OrderResponsible"), QStringLiteral("Петрова А. С.")},
-        {QStringLiteral("OrderMaster"), QStringLiteral("Иванов И. И.")},
-        {QStringLiteral("CustomerName"), QStringLiteral("ООО «ДЕМО-ТРАНС»")},
-        {QStringLiteral("CustomerAddress"), QStringLiteral("Самара, ул. Примерная, 1")},
-        {QStringLiteral("CustomerPhone"), QStringLiteral("+7 (846) 000-00-01")},
-        {QStringLiteral("TachoriaName"), QStringLiteral("ООО «Тахосервис-Поволжье»")},
-        {QStringLiteral("TachoriaAddress"), QStringLiteral("Московское шоссе, 17, Самара, 443080")},
-        {QStringLiteral("TachoriaPhone"), QStringLiteral("+7 (846) 200-00-00")},
-        {QStringLiteral("TachoriaStigma"), QStringLiteral("12345")},
-        {QStringLiteral("TachographManufacture"), QStringLiteral("ОРВИАН")},
-        {QStringLiteral("TachographModel"), QStringLiteral("Орвиан исп. 02")},
-        {QStringLiteral("TachographSerialNumber"), QStringLiteral("2505001800001234")},
-        {QStringLiteral("TachographDateOfManufacture"), QStringLiteral("05.2025")},
-        {QStringLiteral("TachographSkzi"), QStringLiteral("7800000000000417")},
-        {QStringLiteral("VehicleRegNumber"), QStringLiteral("А123ВС163")},
-        {QStringLiteral("VehicleMark"), QStringLiteral("КАМАЗ")},
-        {QStringLiteral("VehicleModel"), QStringLiteral("54901")},
-        {QStringLiteral("VehicleVin"), QStringLiteral("XTC549015N2570001")},
-        {QStringLiteral("VehicleOdometr"), QStringLiteral("152340")},
-        {QStringLiteral("TachographSettingsW"), QStringLiteral("8000")},
-        {QStringLiteral("TachographSettingsK"), QStringLiteral("8021")},
-        {QStringLiteral("TachographSettingsL"), QStringLiteral("3150")},
-        {QStringLiteral("TachographSettingsNextCalibr"), QStringLiteral("12.03.2029")},
-        {QStringLiteral("VehicleTyreMarking"), QStringLiteral("315/80R22.5")},
-        {QStringLiteral("SetupTable"), QStringLiteral("Стойка двери водителя")},
-        {QStringLiteral("Inspection"), QStringLiteral("Нет")},
-        {QStringLiteral("Manipulation"), QStringLiteral("Нет")},
-        {QStringLiteral("Note"), QStringLiteral("Эксплуатация только на территории РФ.")},
-    };
-}
 
 QString typeName(DocumentType type)
 {
@@ -186,7 +151,8 @@ private Q_SLOTS:
         QFETCH(QSizeF, size);
         const QString file = path(QStringLiteral("Документы/") + typeName(type) + QStringLiteral(".pdf"));
         QString error;
-        QVERIFY2(DocumentRenderer::writePdf(file, type, calibration(), &error), qPrintable(error));
+        QVERIFY2(DocumentRenderer::writePdf(file, type, tachoria::test::sampleDocument(), &error),
+                 qPrintable(error));
         // pdftotext -layout keeps a label and its value on one line, with blanks between.
         const QString text = tachoria::test::pdfText(file).simplified();
         for (const QString& line : lines)
@@ -210,10 +176,11 @@ private Q_SLOTS:
     void previewIsThePdfsPicture()
     {
         QFETCH(DocumentType, type);
-        const QImage picture = preview(type, calibration());
+        const QImage picture = preview(type, tachoria::test::sampleDocument());
         QCOMPARE(picture.size(), (DocumentRenderer::documentSizePoints(type) * 2).toSize());
         QCOMPARE(qRound(picture.dotsPerMeterX() * 0.0254), 144);
-        const double same = tachoria::test::pictureDifference(picture, pdfPicture(type, calibration()));
+        const double same =
+            tachoria::test::pictureDifference(picture, pdfPicture(type, tachoria::test::sampleDocument()));
         QVERIFY2(same < 3, qPrintable(QString::number(same)));
         // The measure tells the filled document from the empty form.
         const double empty = tachoria::test::pictureDifference(picture, pdfPicture(type, QVariantMap{}));
@@ -223,12 +190,12 @@ private Q_SLOTS:
     // A long address wraps in its row and is cut there: the phone's row below looks as before.
     void longAddressStaysInItsRow()
     {
-        QVariantMap longAddress = calibration();
+        QVariantMap longAddress = tachoria::test::sampleDocument();
         longAddress.insert(
             QStringLiteral("CustomerAddress"),
             QStringLiteral("443080, Самарская область, городской округ Самара, Октябрьский район, "
                            "улица Примерная, дом 1, корпус 2, строение 3, офис 405, вход со двора"));
-        const QImage shortOne = preview(DocumentType::Certificate, calibration());
+        const QImage shortOne = preview(DocumentType::Certificate, tachoria::test::sampleDocument());
         const QImage longOne = preview(DocumentType::Certificate, longAddress);
         // Rows in points, the preview at twice that: the address row 170..194, the phone's 194..219.
         const QRect addressRow(2 * 43, 2 * 171, 2 * 253, 2 * 22);
@@ -257,9 +224,10 @@ private Q_SLOTS:
         const QString target = path(QStringLiteral("blocker/document"));
         QString error;
         const bool written =
-            pdf ? DocumentRenderer::writePdf(target, DocumentType::Certificate, calibration(), &error)
-                : DocumentRenderer::writePreviewImage(target, DocumentType::Certificate, calibration(),
-                                                      &error);
+            pdf ? DocumentRenderer::writePdf(target, DocumentType::Certificate,
+                                             tachoria::test::sampleDocument(), &error)
+                : DocumentRenderer::writePreviewImage(target, DocumentType::Certificate,
+                                                      tachoria::test::sampleDocument(), &error);
         QVERIFY(!written);
         QVERIFY2(error.startsWith(words), qPrintable(error));
     }
@@ -377,9 +345,10 @@ private Q_SLOTS:
         QFETCH(QString, sides);
         const qsizetype before = m_cups->printedFiles(queue).size();
         QString error;
-        const bool printed = options.isEmpty()
-                                 ? DocumentRenderer::print(type, calibration(), queue, &error)
-                                 : DocumentRenderer::printWithOptions(type, calibration(), options, &error);
+        const bool printed =
+            options.isEmpty()
+                ? DocumentRenderer::print(type, tachoria::test::sampleDocument(), queue, &error)
+                : DocumentRenderer::printWithOptions(type, tachoria::test::sampleDocument(), options, &error);
         QVERIFY2(printed, qPrintable(error));
         QTRY_COMPARE_WITH_TIMEOUT(m_cups->printedFiles(queue).size(), before + 1, 60000);
         const QString output = m_cups->printedFiles(queue).last();
@@ -396,7 +365,7 @@ private Q_SLOTS:
         const QList<QImage> pages = tachoria::test::pdfPages(output, 144, 1);
         QVERIFY(!pages.isEmpty());
         const double difference =
-            tachoria::test::pictureDifference(pages.first(), preview(type, calibration()));
+            tachoria::test::pictureDifference(pages.first(), preview(type, tachoria::test::sampleDocument()));
         QVERIFY2(difference < 8, qPrintable(QString::number(difference)));
     }
 
@@ -454,8 +423,9 @@ private Q_SLOTS:
                                m_cups->printedFiles(kOneNoteQueue).size();
         QString error;
         QVERIFY(options.isEmpty()
-                    ? !DocumentRenderer::print(type, calibration(), printer, &error)
-                    : !DocumentRenderer::printWithOptions(type, calibration(), options, &error));
+                    ? !DocumentRenderer::print(type, tachoria::test::sampleDocument(), printer, &error)
+                    : !DocumentRenderer::printWithOptions(type, tachoria::test::sampleDocument(), options,
+                                                          &error));
         QCOMPARE(error, words);
         QCOMPARE(m_cups->printedFiles(kSheetQueue).size() + m_cups->printedFiles(kTapeQueue).size() +
                      m_cups->printedFiles(kOneNoteQueue).size(),
@@ -507,9 +477,10 @@ private Q_SLOTS:
                                  {QStringLiteral("paper"), QStringLiteral("driver")}};
         QString error;
         answerNextDialog(accept);
-        const bool printed = driverMode
-                                 ? DocumentRenderer::printWithOptions(type, calibration(), driver, &error)
-                                 : DocumentRenderer::printWithDialog(type, calibration(), &error);
+        const bool printed =
+            driverMode
+                ? DocumentRenderer::printWithOptions(type, tachoria::test::sampleDocument(), driver, &error)
+                : DocumentRenderer::printWithDialog(type, tachoria::test::sampleDocument(), &error);
         QCOMPARE(error, words);
         QCOMPARE(printed, words.isEmpty());
         if (!printed)
