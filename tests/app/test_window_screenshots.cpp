@@ -3,11 +3,15 @@
 // whole and drawn in its theme; scripts/screenshots.sh runs it under Xvfb.
 #include "../support/simulator_process.h"
 #include "../support/window_driver.h"
+#include "../support/written_calibration.h"
+#include "logging/application_logger.h"
 #include "qml_controllers/qml_app_controller.h"
+#include "storage/app_paths.h"
 #include "storage/settings_repository.h"
 
 #include <QDir>
 #include <QImage>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
 
@@ -22,7 +26,8 @@ private:
     QString m_folder;
     int m_number = 0;
 
-    void shoot(WindowDriver& window, const QString& theme, const QString& name)
+    // documentShown: a document is white in both themes, so the picture's lightness says nothing.
+    void shoot(WindowDriver& window, const QString& theme, const QString& name, bool documentShown = false)
     {
         QVERIFY(window.settle());
         QTest::qWait(350); // a dialog's fade-in has no state to wait for
@@ -33,6 +38,8 @@ private:
         QVERIFY2(window.grab(path), qPrintable(path));
         const QImage image(path);
         QCOMPARE(image.size(), window.window()->size() * window.window()->devicePixelRatio());
+        if (documentShown)
+            return;
         // Drawn in its theme: light pages stay light under a dialog's shade, dark ones dark.
         qint64 lightness = 0;
         const QImage small = image.scaled(64, 36);
@@ -53,6 +60,8 @@ private Q_SLOTS:
             qEnvironmentVariable("TACHORIA_SCREENSHOTS", QStringLiteral(TACHORIA_BIN_DIR "/../screenshots"));
         for (const char* theme : {"light", "dark"})
             QVERIFY(QDir().mkpath(m_folder + QLatin1Char('/') + QLatin1String(theme)));
+        // The journal viewer's picture needs this run's journal.
+        tachoria::logging::ApplicationLogger::initialize(tachoria::storage::AppPaths::logDirectory(), true);
     }
 
     void everyPageInBothThemes_data()
@@ -77,6 +86,14 @@ private Q_SLOTS:
         simulator.setLink(link);
         QString error;
         QVERIFY2(simulator.start(&error), qPrintable(error));
+        // Two calibrations written by the calibration's own sequence, before the port watcher runs: the
+        // writing simulators' lines would bring it a scan, which closes the menu's tiles for its time.
+        QVERIFY2(tachoria::test::writeCalibration(QStringLiteral("WDB9634031L000000"),
+                                                  QStringLiteral("Х999ХХ99"), &error) > 0,
+                 qPrintable(error));
+        const int id = tachoria::test::writeCalibration(QStringLiteral("XTC549015N2570001"),
+                                                        QStringLiteral("А123ВС163"), &error);
+        QVERIFY2(id > 0, qPrintable(error));
         QVERIFY(window.start());
         auto& settings = *window.app().settings();
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
@@ -134,6 +151,43 @@ private Q_SLOTS:
         QTRY_VERIFY(window.dialogOpen(QStringLiteral("settingsLeaveDialog")));
         shoot(window, theme, QStringLiteral("settings_leave"));
         QVERIFY(window.click(QStringLiteral("messageRejectButton")));
+        QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
+
+        // The documents of the two calibrations. Leaving the settings unsaved brought the stored look and
+        // shop back: the theme again, and the shop as a master saves it.
+        settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
+        const std::pair<const char*, const char*> shop[] = {{"name", "ООО «Тахосервис-Поволжье»"},
+                                                            {"post", "443080"},
+                                                            {"city", "Самара"},
+                                                            {"street", "Московское шоссе, 17, офис 305"},
+                                                            {"phone", "+7 (846) 200-00-00"},
+                                                            {"mark", "12345"}};
+        for (const auto& [key, value] : shop)
+            QVERIFY(settings.persistValue(QString::fromLatin1(key), QStringLiteral("TACHORIA"),
+                                          QString::fromUtf8(value)));
+        QVERIFY(window.click(QStringLiteral("documentsTile")));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("documentsPage")));
+        QTRY_COMPARE(window.find(QStringLiteral("recordList"))->property("count").toInt(), 2);
+        QVERIFY(window.click(QStringLiteral("record_%1").arg(id)));
+        shoot(window, theme, QStringLiteral("documents_list"));
+        QVERIFY(window.click(QStringLiteral("tabDocuments")));
+        QVERIFY(window.type(QStringLiteral("docOrderNumber"), QStringLiteral("1542")));
+        QVERIFY(window.type(QStringLiteral("docVehicleMark"), QStringLiteral("КАМАЗ")));
+        QVERIFY(window.type(QStringLiteral("docVehicleModel"), QStringLiteral("54901")));
+        shoot(window, theme, QStringLiteral("documents_form"));
+        QVERIFY(window.click(QStringLiteral("certificateButton")));
+        QTRY_COMPARE(window.find(QStringLiteral("previewImage"))->property("status").toInt(), 1);
+        shoot(window, theme, QStringLiteral("documents_certificate_preview"), true);
+        QVERIFY(window.click(QStringLiteral("previewPrintButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("printSettingsDialog")));
+        shoot(window, theme, QStringLiteral("documents_print_settings"), true);
+        QVERIFY(window.click(QStringLiteral("printSettingsCancelButton")));
+        QVERIFY(window.click(QStringLiteral("previewCloseButton")));
+        QVERIFY(window.click(QStringLiteral("stickerButton")));
+        QTRY_COMPARE(window.find(QStringLiteral("previewImage"))->property("status").toInt(), 1);
+        shoot(window, theme, QStringLiteral("documents_sticker_preview"));
+        QVERIFY(window.click(QStringLiteral("previewCloseButton")));
+        QVERIFY(window.click(QStringLiteral("pageBackButton")));
         QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
         settings.setTheme(QStringLiteral("Light"));
     }
