@@ -31,25 +31,19 @@ void label(benchmark::State& state)
     state.SetLabel(typeOf(state) == DocumentType::Sticker ? "sticker" : "certificate");
 }
 
-void writePdf(benchmark::State& state)
+// range(1): 0 the PDF, 1 the preview picture.
+void write(benchmark::State& state)
 {
     QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("document.pdf"));
+    const bool pdf = state.range(1) == 0;
+    const QString path =
+        folder.filePath(pdf ? QStringLiteral("document.pdf") : QStringLiteral("preview.png"));
     for (auto _ : state) {
-        if (!DocumentRenderer::writePdf(path, typeOf(state), tachoria::test::sampleDocument()))
-            state.SkipWithError("writePdf failed");
-    }
-    label(state);
-    state.counters["bytes"] = QFileInfo(path).size();
-}
-
-void writePreview(benchmark::State& state)
-{
-    QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("preview.png"));
-    for (auto _ : state) {
-        if (!DocumentRenderer::writePreviewImage(path, typeOf(state), tachoria::test::sampleDocument()))
-            state.SkipWithError("writePreviewImage failed");
+        const bool written =
+            pdf ? DocumentRenderer::writePdf(path, typeOf(state), tachoria::test::sampleDocument())
+                : DocumentRenderer::writePreviewImage(path, typeOf(state), tachoria::test::sampleDocument());
+        if (!written)
+            state.SkipWithError("the document was not written");
     }
     label(state);
     state.counters["bytes"] = QFileInfo(path).size();
@@ -73,8 +67,10 @@ void printToCups(benchmark::State& state)
     label(state);
 }
 
-BENCHMARK(writePdf)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(writePreview)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(write)
+    ->ArgsProduct({{0, 1}, {0, 1}})
+    ->ArgNames({"sticker", "preview"})
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(printToCups)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 } // namespace

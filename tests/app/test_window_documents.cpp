@@ -3,6 +3,7 @@
 // checksum line) and the sticker, sees the preview, and prints to a real CUPS queue.
 #include "../support/cups_stand_in.h"
 #include "../support/pdf_pages.h"
+#include "../support/shop_profile.h"
 #include "../support/window_driver.h"
 #include "../support/written_calibration.h"
 #include "qml_controllers/qml_app_controller.h"
@@ -36,14 +37,7 @@ void prepareProfile()
 {
     tachoria::storage::SettingsRepository settings;
     settings.setValue(QStringLiteral("Program"), QStringLiteral("ScanPorts"), 0, QStringLiteral("Bool"));
-    const std::pair<const char*, const char*> shop[] = {{"name", "ООО «Тахосервис-Поволжье»"},
-                                                        {"street", "Московское шоссе, 17"},
-                                                        {"city", "Самара"},
-                                                        {"post", "443080"},
-                                                        {"phone", "+7 (846) 200-00-00"},
-                                                        {"mark", "12345"}};
-    for (const auto& [key, value] : shop)
-        settings.setValue(QStringLiteral("TACHORIA"), QString::fromLatin1(key), QString::fromUtf8(value));
+    tachoria::test::storeShop();
     tachoria::storage::MasterRepository().addMaster(QStringLiteral("Иванов Иван Иванович"));
     tachoria::storage::CustomerRepository().addCustomer(QStringLiteral("ООО «ДЕМО-ТРАНС»"),
                                                         QStringLiteral("Самара, ул. Примерная, 1"),

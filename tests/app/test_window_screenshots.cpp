@@ -1,6 +1,7 @@
 // Pictures of every page and dialog in both themes, for a person to look at: they land in the build
 // folder's "screenshots" (or the folder TACHORIA_SCREENSHOTS names). The test checks that each one is
 // whole and drawn in its theme; scripts/screenshots.sh runs it under Xvfb.
+#include "../support/shop_profile.h"
 #include "../support/simulator_process.h"
 #include "../support/window_driver.h"
 #include "../support/written_calibration.h"
@@ -156,15 +157,7 @@ private Q_SLOTS:
         // The documents of the two calibrations. Leaving the settings unsaved brought the stored look and
         // shop back: the theme again, and the shop as a master saves it.
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
-        const std::pair<const char*, const char*> shop[] = {{"name", "ООО «Тахосервис-Поволжье»"},
-                                                            {"post", "443080"},
-                                                            {"city", "Самара"},
-                                                            {"street", "Московское шоссе, 17, офис 305"},
-                                                            {"phone", "+7 (846) 200-00-00"},
-                                                            {"mark", "12345"}};
-        for (const auto& [key, value] : shop)
-            QVERIFY(settings.persistValue(QString::fromLatin1(key), QStringLiteral("TACHORIA"),
-                                          QString::fromUtf8(value)));
+        QVERIFY(tachoria::test::storeShop());
         QVERIFY(window.click(QStringLiteral("documentsTile")));
         QTRY_VERIFY(window.findVisible(QStringLiteral("documentsPage")));
         QTRY_COMPARE(window.find(QStringLiteral("recordList"))->property("count").toInt(), 2);

@@ -2,6 +2,7 @@
 // tachograph become list rows, a chosen one with the master's edits becomes a certificate (PDF,
 // preview, database row, XML file and its checksum line) or a sticker, and prints go to a real CUPS.
 #include "../support/cups_stand_in.h"
+#include "../support/shop_profile.h"
 #include "../support/written_calibration.h"
 #include "qml_controllers/qml_app_controller.h"
 #include "qml_controllers/qml_documents_controller.h"
@@ -68,15 +69,7 @@ private Q_SLOTS:
                                                           QStringLiteral("Самара, ул. Примерная, 1"),
                                                           QStringLiteral("+7 (846) 000-00-01")) > 0);
         m_app = std::make_unique<qml::QmlAppController>();
-        const std::pair<const char*, const char*> shop[] = {{"name", "ООО «Тахосервис-Поволжье»"},
-                                                            {"street", "Московское шоссе, 17"},
-                                                            {"city", "Самара"},
-                                                            {"post", "443080"},
-                                                            {"phone", "+7 (846) 200-00-00"},
-                                                            {"mark", "12345"}};
-        for (const auto& [key, value] : shop)
-            QVERIFY(m_app->settings()->persistValue(QString::fromLatin1(key), QStringLiteral("TACHORIA"),
-                                                    QString::fromUtf8(value)));
+        QVERIFY(test::storeShop());
     }
 
     void cleanupTestCase() { m_app.reset(); }
