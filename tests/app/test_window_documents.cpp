@@ -19,12 +19,13 @@
 #include <QQuickWindow>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using tachoria::test::WindowDriver;
 
 namespace {
 
-const QString kVin = QStringLiteral("XTC549015N2570001");
-const QString kQueue = QStringLiteral("TachoriaOffice");
+const QString kVin = u"XTC549015N2570001"_s;
+const QString kQueue = u"TachoriaOffice"_s;
 
 int count(WindowDriver& window, const QString& list)
 {
@@ -36,12 +37,11 @@ int count(WindowDriver& window, const QString& list)
 void prepareProfile()
 {
     tachoria::storage::SettingsRepository settings;
-    settings.setValue(QStringLiteral("Program"), QStringLiteral("ScanPorts"), 0, QStringLiteral("Bool"));
+    settings.setValue(u"Program"_s, u"ScanPorts"_s, 0, u"Bool"_s);
     tachoria::test::storeShop();
-    tachoria::storage::MasterRepository().addMaster(QStringLiteral("Иванов Иван Иванович"));
-    tachoria::storage::CustomerRepository().addCustomer(QStringLiteral("ООО «ДЕМО-ТРАНС»"),
-                                                        QStringLiteral("Самара, ул. Примерная, 1"),
-                                                        QStringLiteral("+7 (846) 000-00-01"));
+    tachoria::storage::MasterRepository().addMaster(u"Иванов Иван Иванович"_s);
+    tachoria::storage::CustomerRepository().addCustomer(u"ООО «ДЕМО-ТРАНС»"_s, u"Самара, ул. Примерная, 1"_s,
+                                                        u"+7 (846) 000-00-01"_s);
 }
 
 } // namespace
@@ -56,7 +56,7 @@ private Q_SLOTS:
         WindowDriver window;
         prepareProfile();
         QString error;
-        const int id = tachoria::test::writeCalibration(kVin, QStringLiteral("А123ВС163"), &error);
+        const int id = tachoria::test::writeCalibration(kVin, u"А123ВС163"_s, &error);
         QVERIFY2(id > 0, qPrintable(error));
         std::unique_ptr<tachoria::test::CupsStandIn> cups;
         if (tachoria::test::CupsStandIn::unavailableReason().isEmpty()) {
@@ -67,88 +67,81 @@ private Q_SLOTS:
         }
         QVERIFY(window.start());
 
-        QTRY_VERIFY(window.find(QStringLiteral("documentsTile"))->isEnabled());
-        QVERIFY(window.click(QStringLiteral("documentsTile")));
-        QTRY_VERIFY(window.findVisible(QStringLiteral("documentsPage")));
-        QCOMPARE(window.window()->title(), QStringLiteral("Документы"));
-        QTRY_COMPARE(count(window, QStringLiteral("recordList")), 1);
-        QVERIFY(!window.find(QStringLiteral("tabDocuments"))->isEnabled());
-        QVERIFY(window.click(QStringLiteral("record_%1").arg(id)));
-        QTRY_COMPARE(window.text(QStringLiteral("documentsStatus")), QStringLiteral("Запись выбрана"));
-        QVERIFY(window.click(QStringLiteral("tabDocuments")));
+        QTRY_VERIFY(window.find(u"documentsTile"_s)->isEnabled());
+        QVERIFY(window.click(u"documentsTile"_s));
+        QTRY_VERIFY(window.findVisible(u"documentsPage"_s));
+        QCOMPARE(window.window()->title(), u"Документы"_s);
+        QTRY_COMPARE(count(window, u"recordList"_s), 1);
+        QVERIFY(!window.find(u"tabDocuments"_s)->isEnabled());
+        QVERIFY(window.click(u"record_%1"_s.arg(id)));
+        QTRY_COMPARE(window.text(u"documentsStatus"_s), u"Запись выбрана"_s);
+        QVERIFY(window.click(u"tabDocuments"_s));
         // A record without master and customer takes the first of each directory.
-        QTRY_COMPARE(window.find(QStringLiteral("docMaster"))->property("displayText").toString(),
-                     QStringLiteral("Иванов Иван Иванович"));
-        QCOMPARE(window.text(QStringLiteral("docCustomerPhone")), QStringLiteral("+7 (846) 000-00-01"));
-        QCOMPARE(window.text(QStringLiteral("docVin")), kVin);
-        QVERIFY(window.type(QStringLiteral("docOrderNumber"), QStringLiteral("1542")));
-        QVERIFY(window.type(QStringLiteral("docVehicleMark"), QStringLiteral("КАМАЗ")));
+        QTRY_COMPARE(window.find(u"docMaster"_s)->property("displayText").toString(),
+                     u"Иванов Иван Иванович"_s);
+        QCOMPARE(window.text(u"docCustomerPhone"_s), u"+7 (846) 000-00-01"_s);
+        QCOMPARE(window.text(u"docVin"_s), kVin);
+        QVERIFY(window.type(u"docOrderNumber"_s, u"1542"_s));
+        QVERIFY(window.type(u"docVehicleMark"_s, u"КАМАЗ"_s));
         // The field's limit holds what is typed: a VIN has 17 characters.
-        QVERIFY(window.type(QStringLiteral("docVin"), kVin + QStringLiteral("99")));
-        QCOMPARE(window.text(QStringLiteral("docVin")), kVin);
+        QVERIFY(window.type(u"docVin"_s, kVin + u"99"_s));
+        QCOMPARE(window.text(u"docVin"_s), kVin);
 
-        QVERIFY(window.click(QStringLiteral("certificateButton")));
-        QTRY_VERIFY(window.dialogOpen(QStringLiteral("documentPreview")));
-        QTRY_COMPARE(window.find(QStringLiteral("previewImage"))->property("status").toInt(),
+        QVERIFY(window.click(u"certificateButton"_s));
+        QTRY_VERIFY(window.dialogOpen(u"documentPreview"_s));
+        QTRY_COMPARE(window.find(u"previewImage"_s)->property("status").toInt(),
                      1); // Image.Ready
-        QVERIFY(!window.findVisible(QStringLiteral("previewUnavailable")));
-        QCOMPARE(window.text(QStringLiteral("previewStatus")),
-                 QStringLiteral("Сертификат создан. Для печати нажмите «Печать…» в предпросмотре"));
+        QVERIFY(!window.findVisible(u"previewUnavailable"_s));
+        QCOMPARE(window.text(u"previewStatus"_s),
+                 u"Сертификат создан. Для печати нажмите «Печать…» в предпросмотре"_s);
 
         const QString pdf = window.app().documents()->lastPdfPath();
-        QVERIFY(
-            pdf.startsWith(tachoria::storage::AppPaths::data() + QStringLiteral("/Сертификаты/Сертификат_")));
+        QVERIFY(pdf.startsWith(tachoria::storage::AppPaths::data() + u"/Сертификаты/Сертификат_"_s));
         const QString text = tachoria::test::pdfText(pdf).simplified();
-        for (const QString& shown :
-             {QStringLiteral("Заказ №: 1542"), QStringLiteral("Марка: КАМАЗ"), QStringLiteral("VIN: ") + kVin,
-              QStringLiteral("Мастер: Иванов Иван Иванович"), QStringLiteral("ООО «ДЕМО-ТРАНС»")})
+        for (const QString& shown : {u"Заказ №: 1542"_s, u"Марка: КАМАЗ"_s, u"VIN: "_s + kVin,
+                                     u"Мастер: Иванов Иван Иванович"_s, u"ООО «ДЕМО-ТРАНС»"_s})
             QVERIFY2(text.contains(shown), qPrintable(shown));
         const QList<QVariantMap> rows = tachoria::storage::CertificateRepository().allCertificates();
         QCOMPARE(rows.size(), 1);
-        const QString checksum = rows.first().value(QStringLiteral("DocumentPath")).toString();
+        const QString checksum = rows.first().value(u"DocumentPath"_s).toString();
         tachoria::storage::CertificateXmlStorage xml;
         QVERIFY(xml.allChecksums().contains(checksum));
         QVERIFY(xml.verifyCertificateIntegrity(xml.folderPath() + QLatin1Char('/') +
                                                xml.allChecksums().value(checksum)));
 
         if (cups) {
-            QVERIFY(window.click(QStringLiteral("previewPrintButton")));
-            QTRY_VERIFY(window.dialogOpen(QStringLiteral("printSettingsDialog")));
-            QCOMPARE(window.find(QStringLiteral("printPaper"))->property("displayText").toString(),
-                     QStringLiteral("A4"));
-            QVERIFY(window.click(QStringLiteral("printSettingsPrintButton")));
-            QTRY_VERIFY(!window.dialogOpen(QStringLiteral("printSettingsDialog")));
-            QCOMPARE(window.text(QStringLiteral("previewStatus")),
-                     QStringLiteral("Документ отправлен на печать"));
+            QVERIFY(window.click(u"previewPrintButton"_s));
+            QTRY_VERIFY(window.dialogOpen(u"printSettingsDialog"_s));
+            QCOMPARE(window.find(u"printPaper"_s)->property("displayText").toString(), u"A4"_s);
+            QVERIFY(window.click(u"printSettingsPrintButton"_s));
+            QTRY_VERIFY(!window.dialogOpen(u"printSettingsDialog"_s));
+            QCOMPARE(window.text(u"previewStatus"_s), u"Документ отправлен на печать"_s);
             QTRY_COMPARE_WITH_TIMEOUT(cups->printedFiles(kQueue).size(), 1, 60000);
         }
-        QVERIFY(window.click(QStringLiteral("previewCloseButton")));
-        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("documentPreview")));
+        QVERIFY(window.click(u"previewCloseButton"_s));
+        QTRY_VERIFY(!window.dialogOpen(u"documentPreview"_s));
 
-        QVERIFY(window.click(QStringLiteral("stickerButton")));
-        QTRY_VERIFY(window.dialogOpen(QStringLiteral("documentPreview")));
-        QTRY_COMPARE(window.find(QStringLiteral("previewImage"))->property("status").toInt(), 1);
-        QCOMPARE(window.window()
-                     ->findChild<QObject*>(QStringLiteral("documentPreview"))
-                     ->property("title")
-                     .toString(),
-                 QStringLiteral("Предпросмотр наклейки"));
-        QVERIFY(window.click(QStringLiteral("previewCloseButton")));
+        QVERIFY(window.click(u"stickerButton"_s));
+        QTRY_VERIFY(window.dialogOpen(u"documentPreview"_s));
+        QTRY_COMPARE(window.find(u"previewImage"_s)->property("status").toInt(), 1);
+        QCOMPARE(window.window()->findChild<QObject*>(u"documentPreview"_s)->property("title").toString(),
+                 u"Предпросмотр наклейки"_s);
+        QVERIFY(window.click(u"previewCloseButton"_s));
         QCOMPARE(tachoria::storage::CertificateRepository().allCertificates().size(), 1);
 
         // The issued record shows its order and customer in the list.
-        QVERIFY(window.click(QStringLiteral("tabRecords")));
+        QVERIFY(window.click(u"tabRecords"_s));
         const QVariantMap row = window.app().documents()->records().constFirst().toMap();
-        QCOMPARE(row.value(QStringLiteral("order")).toString(), QStringLiteral("1542"));
-        QCOMPARE(row.value(QStringLiteral("customer")).toString(), QStringLiteral("ООО «ДЕМО-ТРАНС»"));
+        QCOMPARE(row.value(u"order"_s).toString(), u"1542"_s);
+        QCOMPARE(row.value(u"customer"_s).toString(), u"ООО «ДЕМО-ТРАНС»"_s);
 
         // From a finished calibration straight to its documents: the page opens with the record chosen.
-        QVERIFY(window.click(QStringLiteral("pageBackButton")));
-        QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
+        QVERIFY(window.click(u"pageBackButton"_s));
+        QTRY_COMPARE(window.window()->title(), u"Норвелика: Тахория"_s);
         window.app().documents()->requestDocumentsFor(id);
-        QTRY_VERIFY(window.findVisible(QStringLiteral("documentsPage")));
+        QTRY_VERIFY(window.findVisible(u"documentsPage"_s));
         QTRY_COMPARE(window.app().documents()->selectedId(), id);
-        QTRY_COMPARE(window.find(QStringLiteral("documentsTabs"))->property("currentIndex").toInt(), 1);
+        QTRY_COMPARE(window.find(u"documentsTabs"_s)->property("currentIndex").toInt(), 1);
     }
 };
 

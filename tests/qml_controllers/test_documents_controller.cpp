@@ -21,10 +21,11 @@
 #include <QUrl>
 
 using namespace tachoria;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kSerial = QStringLiteral("2505001800001234");
+const QString kSerial = u"2505001800001234"_s;
 
 QStringList lines(const QString& path)
 {
@@ -56,18 +57,14 @@ private Q_SLOTS:
     {
         qputenv("LOCALAPPDATA", m_profile.path().toUtf8());
         QString error;
-        m_first =
-            test::writeCalibration(QStringLiteral("XTC549015N2570001"), QStringLiteral("А123ВС163"), &error);
+        m_first = test::writeCalibration(u"XTC549015N2570001"_s, u"А123ВС163"_s, &error);
         QVERIFY2(m_first > 0, qPrintable(error));
-        m_second =
-            test::writeCalibration(QStringLiteral("WDB9634031L000000"), QStringLiteral("Х999ХХ99"), &error);
+        m_second = test::writeCalibration(u"WDB9634031L000000"_s, u"Х999ХХ99"_s, &error);
         QVERIFY2(m_second > 0, qPrintable(error));
-        QVERIFY2(test::writeCalibration(QStringLiteral("YV2XTY0A1KB000000"), QStringLiteral("В555ВВ55"),
-                                        &error, true) > 0,
+        QVERIFY2(test::writeCalibration(u"YV2XTY0A1KB000000"_s, u"В555ВВ55"_s, &error, true) > 0,
                  qPrintable(error));
-        QVERIFY(storage::CustomerRepository().addCustomer(QStringLiteral("ООО «ДЕМО-ТРАНС»"),
-                                                          QStringLiteral("Самара, ул. Примерная, 1"),
-                                                          QStringLiteral("+7 (846) 000-00-01")) > 0);
+        QVERIFY(storage::CustomerRepository().addCustomer(
+                    u"ООО «ДЕМО-ТРАНС»"_s, u"Самара, ул. Примерная, 1"_s, u"+7 (846) 000-00-01"_s) > 0);
         m_app = std::make_unique<qml::QmlAppController>();
         QVERIFY(test::storeShop());
     }
@@ -80,11 +77,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("vehicle");
         QTest::addColumn<QString>("customer");
         QTest::addColumn<QStringList>("vehicles");
-        QTest::newRow("all") << QString() << QString()
-                             << QStringList{QStringLiteral("Х999ХХ99"), QStringLiteral("А123ВС163")};
-        QTest::newRow("registration in lower case")
-            << QStringLiteral("а123") << QString() << QStringList{QStringLiteral("А123ВС163")};
-        QTest::newRow("no customer yet") << QString() << QStringLiteral("ДЕМО") << QStringList{};
+        QTest::newRow("all") << QString() << QString() << QStringList{u"Х999ХХ99"_s, u"А123ВС163"_s};
+        QTest::newRow("registration in lower case") << u"а123"_s << QString() << QStringList{u"А123ВС163"_s};
+        QTest::newRow("no customer yet") << QString() << u"ДЕМО"_s << QStringList{};
     }
 
     void listAndFilters()
@@ -95,52 +90,41 @@ private Q_SLOTS:
         documents().refresh(vehicle, customer);
         QStringList shown;
         for (const QVariant& row : documents().records())
-            shown << row.toMap().value(QStringLiteral("vehicle")).toString();
+            shown << row.toMap().value(u"vehicle"_s).toString();
         QCOMPARE(shown, vehicles);
         QCOMPARE(documents().recordModel()->rowCount(), vehicles.size());
         if (vehicles.isEmpty())
             return;
         const QVariantMap row = documents().records().constLast().toMap();
-        QCOMPARE(row.value(QStringLiteral("serial")).toString(), kSerial);
-        QCOMPARE(row.value(QStringLiteral("date")).toString().left(10),
-                 QDate::currentDate().toString(QStringLiteral("dd.MM.yyyy")));
-        QVERIFY(!row.value(QStringLiteral("nextCalibration")).toString().isEmpty());
+        QCOMPARE(row.value(u"serial"_s).toString(), kSerial);
+        QCOMPARE(row.value(u"date"_s).toString().left(10), QDate::currentDate().toString(u"dd.MM.yyyy"_s));
+        QVERIFY(!row.value(u"nextCalibration"_s).toString().isEmpty());
     }
 
     // The document's fields come from the record, the master's edits, the customer directory and the shop.
     void documentDataOfTheChosenRecord()
     {
         documents().select(m_first);
-        QCOMPARE(documents().statusText(), QStringLiteral("Запись выбрана"));
-        documents().updateSelectedValue(QStringLiteral("CustomerName"), QStringLiteral("ООО «ДЕМО-ТРАНС»"));
-        documents().updateSelectedValue(QStringLiteral("OrderNumber"), QStringLiteral("1542"));
-        documents().updateSelectedValue(QStringLiteral("Note"), QStringLiteral("  "));
+        QCOMPARE(documents().statusText(), u"Запись выбрана"_s);
+        documents().updateSelectedValue(u"CustomerName"_s, u"ООО «ДЕМО-ТРАНС»"_s);
+        documents().updateSelectedValue(u"OrderNumber"_s, u"1542"_s);
+        documents().updateSelectedValue(u"Note"_s, u"  "_s);
         const QVariantMap data = documents().certificateData();
         const QVariantMap record = storage::CalibrationRepository().calibration(m_first);
-        const QVariantMap expected{
-            {QStringLiteral("VehicleVin"), QStringLiteral("XTC549015N2570001")},
-            {QStringLiteral("VehicleRegNumber"), QStringLiteral("А123ВС163")},
-            {QStringLiteral("TachographSerialNumber"), kSerial},
-            {QStringLiteral("TachographSkzi"), QStringLiteral("7800000000000417")},
-            {QStringLiteral("TachographSettingsL"), QStringLiteral("3150")},
-            {QStringLiteral("TachographSettingsW"),
-             record.value(QStringLiteral("WVehicleCharacteristicConstant")).toString()},
-            {QStringLiteral("TachographModel"),
-             QStringLiteral("Орвиан исп. ") +
-                 record.value(QStringLiteral("VuPartNumber")).toString().trimmed()},
-            {QStringLiteral("OrderDate"), record.value(QStringLiteral("RecordDateTime")).toString()},
-            {QStringLiteral("OrderNumber"), QStringLiteral("1542")},
-            {QStringLiteral("CustomerAddress"), QStringLiteral("Самара, ул. Примерная, 1")},
-            {QStringLiteral("CustomerPhone"), QStringLiteral("+7 (846) 000-00-01")},
-            {QStringLiteral("Inspection"), QStringLiteral("Нет")},
-            {QStringLiteral("SetupTable"), QStringLiteral("Стойка двери водителя")},
-            {QStringLiteral("Note"), QStringLiteral("Эксплуатация только на территории РФ.")},
-            {QStringLiteral("TachoriaStigma"), QStringLiteral("12345")},
-            {QStringLiteral("TachoriaAddress"), QStringLiteral("Московское шоссе, 17, Самара, 443080")},
-        };
-        for (auto it = expected.cbegin(); it != expected.cend(); ++it)
-            QCOMPARE(data.value(it.key()).toString(), it.value().toString());
-        QVERIFY(!data.value(QStringLiteral("TachographSettingsW")).toString().isEmpty());
+        const QString expected =
+            u"VehicleVin=XTC549015N2570001|VehicleRegNumber=А123ВС163|TachographSerialNumber="
+            u"2505001800001234|"
+            "TachographSkzi=7800000000000417|TachographSettingsL=3150|OrderNumber=1542|Inspection=Нет|"
+            "CustomerAddress=Самара, ул. Примерная, 1|CustomerPhone=+7 (846) 000-00-01|TachoriaStigma=12345|"
+            "SetupTable=Стойка двери водителя|Note=Эксплуатация только на территории РФ.|"
+            "TachoriaAddress=Московское шоссе, 17, Самара, 443080"_s;
+        for (const QString& pair : expected.split(u'|'))
+            QCOMPARE(data.value(pair.section(u'=', 0, 0)).toString(), pair.section(u'=', 1));
+        QCOMPARE(data.value(u"TachographSettingsW"_s).toString(),
+                 record.value(u"WVehicleCharacteristicConstant"_s).toString());
+        QCOMPARE(data.value(u"TachographModel"_s).toString(),
+                 u"Орвиан исп. "_s + record.value(u"VuPartNumber"_s).toString().trimmed());
+        QCOMPARE(data.value(u"OrderDate"_s), record.value(u"RecordDateTime"_s));
         QCOMPARE(data.size(), storage::CertificateXmlStorage::fieldNames().size());
     }
 
@@ -149,19 +133,19 @@ private Q_SLOTS:
     void certificateAndSticker()
     {
         documents().select(m_first);
-        documents().updateSelectedValue(QStringLiteral("CustomerName"), QStringLiteral("ООО «ДЕМО-ТРАНС»"));
-        documents().updateSelectedValue(QStringLiteral("OrderNumber"), QStringLiteral("1542"));
+        documents().updateSelectedValue(u"CustomerName"_s, u"ООО «ДЕМО-ТРАНС»"_s);
+        documents().updateSelectedValue(u"OrderNumber"_s, u"1542"_s);
         QVERIFY(documents().createCertificate());
         QCOMPARE(documents().statusText(),
-                 QStringLiteral("Сертификат создан. Для печати нажмите «Печать…» в предпросмотре"));
+                 u"Сертификат создан. Для печати нажмите «Печать…» в предпросмотре"_s);
         QCOMPARE(documents().lastError(), QString());
-        const QString day = QDate::currentDate().toString(QStringLiteral("dd_MM_yyyy"));
+        const QString day = QDate::currentDate().toString(u"dd_MM_yyyy"_s);
         const QString pdf =
-            storage::AppPaths::data() + QStringLiteral("/Сертификаты/Сертификат_%1_%2.pdf").arg(day, kSerial);
+            storage::AppPaths::data() + u"/Сертификаты/Сертификат_%1_%2.pdf"_s.arg(day, kSerial);
         QCOMPARE(documents().lastPdfPath(), pdf);
         QVERIFY(QFile::exists(pdf));
         QVERIFY(QFile::exists(QUrl(documents().previewSource()).toLocalFile()));
-        QCOMPARE(documents().previewTitle(), QStringLiteral("Предпросмотр сертификата"));
+        QCOMPARE(documents().previewTitle(), u"Предпросмотр сертификата"_s);
 
         const QVariantMap data = documents().certificateData();
         const QString checksum = storage::CertificateXmlStorage::checksum(data);
@@ -172,11 +156,11 @@ private Q_SLOTS:
                                                storage::CertificateXmlStorage::fileNameFor(data)));
         QList<QVariantMap> rows = storage::CertificateRepository().allCertificates();
         QCOMPARE(rows.size(), 1);
-        QCOMPARE(rows.first().value(QStringLiteral("DocumentPath")).toString(), checksum);
-        QCOMPARE(rows.first().value(QStringLiteral("PdfPath")).toString(), pdf);
+        QCOMPARE(rows.first().value(u"DocumentPath"_s).toString(), checksum);
+        QCOMPARE(rows.first().value(u"PdfPath"_s).toString(), pdf);
         const QVariantMap record = storage::CalibrationRepository().calibration(m_first);
-        QCOMPARE(record.value(QStringLiteral("CustomerName")).toString(), QStringLiteral("ООО «ДЕМО-ТРАНС»"));
-        QCOMPARE(record.value(QStringLiteral("OrderNumber")).toInt(), 1542);
+        QCOMPARE(record.value(u"CustomerName"_s).toString(), u"ООО «ДЕМО-ТРАНС»"_s);
+        QCOMPARE(record.value(u"OrderNumber"_s).toInt(), 1542);
 
         QVERIFY(documents().createCertificate());
         QCOMPARE(storage::CertificateRepository().allCertificates().size(), 2);
@@ -184,8 +168,8 @@ private Q_SLOTS:
 
         QVERIFY(documents().createSticker());
         QVERIFY(documents().previewIsSticker());
-        QVERIFY(QFile::exists(storage::AppPaths::data() +
-                              QStringLiteral("/Наклейки/Наклейка_%1_%2.pdf").arg(day, kSerial)));
+        QVERIFY(
+            QFile::exists(storage::AppPaths::data() + u"/Наклейки/Наклейка_%1_%2.pdf"_s.arg(day, kSerial)));
         QCOMPARE(storage::CertificateRepository().allCertificates().size(), 2);
     }
 
@@ -195,14 +179,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("serial");
         QTest::addColumn<QString>("name");
         QTest::newRow("date with slashes")
-            << QStringLiteral("12/03/2026") << kSerial
-            << QStringLiteral("Сертификат_12_03_2026_") + kSerial + QStringLiteral(".pdf");
-        QTest::newRow("no serial") << QStringLiteral("2026-03-12 09:15:00") << QString()
-                                   << QStringLiteral("Сертификат_12_03_2026_unknown.pdf");
+            << u"12/03/2026"_s << kSerial << u"Сертификат_12_03_2026_"_s + kSerial + u".pdf"_s;
+        QTest::newRow("no serial") << u"2026-03-12 09:15:00"_s << QString()
+                                   << u"Сертификат_12_03_2026_unknown.pdf"_s;
         QTest::newRow("no date, serial with a blank")
-            << QString() << QStringLiteral("AB 12")
-            << QStringLiteral("Сертификат_%1_AB_12.pdf")
-                   .arg(QDate::currentDate().toString(QStringLiteral("dd_MM_yyyy")));
+            << QString() << u"AB 12"_s
+            << u"Сертификат_%1_AB_12.pdf"_s.arg(QDate::currentDate().toString(u"dd_MM_yyyy"_s));
     }
 
     void fileNames()
@@ -211,8 +193,8 @@ private Q_SLOTS:
         QFETCH(QString, serial);
         QFETCH(QString, name);
         documents().select(m_second);
-        documents().updateSelectedValue(QStringLiteral("RecordDateTime"), recordDate);
-        documents().updateSelectedValue(QStringLiteral("VuSerialNumber"), serial);
+        documents().updateSelectedValue(u"RecordDateTime"_s, recordDate);
+        documents().updateSelectedValue(u"VuSerialNumber"_s, serial);
         QVERIFY(documents().createCertificate());
         QCOMPARE(QFileInfo(documents().lastPdfPath()).fileName(), name);
     }
@@ -222,28 +204,27 @@ private Q_SLOTS:
     {
         documents().clearSelection();
         QVERIFY(!documents().createSticker());
-        QCOMPARE(documents().lastError(), QStringLiteral("Сначала выберите запись калибровки"));
-        QCOMPARE(documents().statusText(), QStringLiteral("Документ не создан"));
+        QCOMPARE(documents().lastError(), u"Сначала выберите запись калибровки"_s);
+        QCOMPARE(documents().statusText(), u"Документ не создан"_s);
         QVERIFY(!documents().removeSelected());
-        QCOMPARE(documents().statusText(), QStringLiteral("Не удалось удалить запись"));
+        QCOMPARE(documents().statusText(), u"Не удалось удалить запись"_s);
         documents().select(99999);
-        QCOMPARE(documents().statusText(), QStringLiteral("Запись не найдена"));
+        QCOMPARE(documents().statusText(), u"Запись не найдена"_s);
         QVERIFY(!documents().hasSelection());
 
         // A file where the stickers' folder should be: the PDF cannot be made.
-        const QString folder = storage::AppPaths::data() + QStringLiteral("/Наклейки");
+        const QString folder = storage::AppPaths::data() + u"/Наклейки"_s;
         QVERIFY(QDir(folder).removeRecursively());
         QFile blocker(folder);
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.close();
         documents().select(m_second);
-        documents().updateSelectedValue(QStringLiteral("OrderNumber"), QStringLiteral("77"));
+        documents().updateSelectedValue(u"OrderNumber"_s, u"77"_s);
         QVERIFY(!documents().createSticker());
-        QCOMPARE(documents().statusText(), QStringLiteral("Ошибка формирования документа"));
-        QVERIFY2(documents().lastError().startsWith(QStringLiteral("Не удалось создать PDF: ")),
+        QCOMPARE(documents().statusText(), u"Ошибка формирования документа"_s);
+        QVERIFY2(documents().lastError().startsWith(u"Не удалось создать PDF: "_s),
                  qPrintable(documents().lastError()));
-        QCOMPARE(documents().selected().value(QStringLiteral("OrderNumber")).toString(),
-                 QStringLiteral("77"));
+        QCOMPARE(documents().selected().value(u"OrderNumber"_s).toString(), u"77"_s);
         QVERIFY(QFile::remove(folder));
     }
 
@@ -251,36 +232,35 @@ private Q_SLOTS:
     {
         qml::QmlDocumentsController fresh(m_app.get());
         QVERIFY(!fresh.printPreview({}));
-        QCOMPARE(fresh.lastError(), QStringLiteral("Нет документа для печати"));
-        QCOMPARE(fresh.statusText(), QStringLiteral("Печать не выполнена"));
+        QCOMPARE(fresh.lastError(), u"Нет документа для печати"_s);
+        QCOMPARE(fresh.statusText(), u"Печать не выполнена"_s);
         if (!test::CupsStandIn::unavailableReason().isEmpty())
             QSKIP(qPrintable(test::CupsStandIn::unavailableReason()));
         test::CupsStandIn cups;
         QString error;
-        QVERIFY2(cups.start(&error) && cups.addPdfPrinter(QStringLiteral("TachoriaSheet"), &error),
-                 qPrintable(error));
+        QVERIFY2(cups.start(&error) && cups.addPdfPrinter(u"TachoriaSheet"_s, &error), qPrintable(error));
         documents().select(m_first);
         QVERIFY(documents().createCertificate());
-        QVERIFY(documents().printPreview({{QStringLiteral("printerName"), QStringLiteral("TachoriaSheet")}}));
-        QCOMPARE(documents().statusText(), QStringLiteral("Документ отправлен на печать"));
-        QTRY_COMPARE_WITH_TIMEOUT(cups.printedFiles(QStringLiteral("TachoriaSheet")).size(), 1, 60000);
-        QVERIFY(!documents().printPreview({{QStringLiteral("printerName"), QStringLiteral("Нет_такого")}}));
-        QCOMPARE(documents().statusText(), QStringLiteral("Печать не выполнена"));
-        QCOMPARE(documents().lastError(), QStringLiteral("Принтер не найден: Нет_такого"));
+        QVERIFY(documents().printPreview({{u"printerName"_s, u"TachoriaSheet"_s}}));
+        QCOMPARE(documents().statusText(), u"Документ отправлен на печать"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(cups.printedFiles(u"TachoriaSheet"_s).size(), 1, 60000);
+        QVERIFY(!documents().printPreview({{u"printerName"_s, u"Нет_такого"_s}}));
+        QCOMPARE(documents().statusText(), u"Печать не выполнена"_s);
+        QCOMPARE(documents().lastError(), u"Принтер не найден: Нет_такого"_s);
     }
 
     void openFolderAndRemove()
     {
-        QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "openUrl");
-        QVERIFY(documents().openDataFolder(QStringLiteral("Наклейки")));
-        QCOMPARE(m_opened, QUrl::fromLocalFile(storage::AppPaths::data() + QStringLiteral("/Наклейки")));
+        QDesktopServices::setUrlHandler(u"file"_s, this, "openUrl");
+        QVERIFY(documents().openDataFolder(u"Наклейки"_s));
+        QCOMPARE(m_opened, QUrl::fromLocalFile(storage::AppPaths::data() + u"/Наклейки"_s));
         QVERIFY(QFileInfo(m_opened.toLocalFile()).isDir());
-        QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+        QDesktopServices::unsetUrlHandler(u"file"_s);
 
         documents().refresh();
         documents().select(m_second);
         QVERIFY(documents().removeSelected());
-        QCOMPARE(documents().statusText(), QStringLiteral("Запись удалена"));
+        QCOMPARE(documents().statusText(), u"Запись удалена"_s);
         QVERIFY(!documents().hasSelection());
         QCOMPARE(documents().records().size(), 1);
         QVERIFY(storage::CalibrationRepository().calibration(m_second).isEmpty());
