@@ -80,6 +80,7 @@ std::optional<int> runRequestedProbe(int& argc, char** argv, const CommandLine& 
         {QStringLiteral("--probe-download"), true, &runDownloadProbe},
         {kProbePort, false, &runPortProbe},
         {QStringLiteral("--probe-ddd"), false, &runDddProbe},
+        {QStringLiteral("--probe-firmware"), false, &runFirmwareProbe},
     };
     for (const Probe& probe : probes) {
         if (!commandLine.hasValue(probe.name))

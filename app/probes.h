@@ -15,5 +15,6 @@ int runDownloadProbe(const CommandLine& commandLine);
 int runCalibrationProbe(const CommandLine& commandLine);
 int runCanProbe(const CommandLine& commandLine);
 int runDddProbe(const CommandLine& commandLine);
+int runFirmwareProbe(const CommandLine& commandLine);
 
 } // namespace tachoria::app

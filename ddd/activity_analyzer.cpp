@@ -20,6 +20,8 @@ constexpr int kBiWeeklyDriving = 5400;
 constexpr int kContinuousDriving = 270;
 constexpr int kReducedDailyRest = 659;
 constexpr int kReducedWeeklyRest = 2699;
+constexpr int kWeeklyRestMinimum = 1440;    // a reduced weekly rest: 24 hours
+constexpr int kWeeklyRestWindow = 6 * 1440; // six 24-hour periods from the end of the last weekly rest
 constexpr int kTooShortBreak = 14;
 constexpr int kShortBreakMax = 30;
 constexpr int kLongWorkSession = 240;
@@ -36,9 +38,9 @@ enum class Kind
     Unknown,
 };
 
-Kind activityKind(const QVariantMap& row)
+Kind activityKind(const QString& text)
 {
-    const QString activity = row.value(u"activity"_s).toString().trimmed();
+    const QString activity = text.trimmed();
     const auto any = [&activity](std::initializer_list<QString> words) {
         return std::any_of(words.begin(), words.end(), [&activity](const QString& word) {
             return activity.contains(word, Qt::CaseInsensitive);
@@ -55,16 +57,15 @@ Kind activityKind(const QVariantMap& row)
     return Kind::Unknown;
 }
 
-bool unknownActivity(const QVariantMap& row)
+bool unknownActivity(const QString& activity)
 {
-    const QString activity = row.value(u"activity"_s).toString();
     return activity.isEmpty() || activity.compare(u"Unknown"_s, Qt::CaseInsensitive) == 0 ||
            activity.compare(u"Неизвестно"_s, Qt::CaseInsensitive) == 0;
 }
 
-bool insertedCard(const QVariantMap& row)
+bool insertedCard(const QString& text)
 {
-    const QString status = row.value(u"cardStatus"_s).toString().trimmed();
+    const QString status = text.trimmed();
     if (status.isEmpty() || status.contains(u"not inserted"_s, Qt::CaseInsensitive) ||
         status.contains(u"не встав"_s, Qt::CaseInsensitive) ||
         status.contains(u"not-inserted"_s, Qt::CaseInsensitive))
@@ -122,21 +123,26 @@ bool isHexadecimalDigit(QChar c)
     return isDecimalDigit(c) || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
 }
 
-QString conditionName(const QVariantMap& row)
+QString conditionName(const ActivityAnalyzer::RowValue& row)
 {
     for (const QString& key : {u"specificConditionType"_s, u"conditionType"_s, u"type"_s}) {
-        const QString text = row.value(key).toString();
+        const QString text = row(key).toString();
         if (!text.isEmpty())
             return text;
     }
     return QString();
 }
 
-QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QList<QVariantMap>& conditions)
+ActivityAnalyzer::RowValue valuesOf(const QVariantMap& row)
+{
+    return [&row](QStringView key) { return row.value(key.toString()); };
+}
+
+QVariantMap analyzeConditions(const DatasetRows& vehicleRecords, const DatasetRows& conditions)
 {
     QVariantList manualRecords;
     for (const QVariantMap& row : vehicleRecords) {
-        if (ActivityAnalyzer::isManualRecord(row))
+        if (ActivityAnalyzer::isManualRecord(valuesOf(row)))
             manualRecords.append(row);
     }
     QVariantList all;
@@ -146,10 +152,10 @@ QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QL
     int begin = -1;
     for (const QVariantMap& row : conditions) {
         all.append(row);
-        if (!ActivityAnalyzer::isFerryOrTrain(row))
+        if (!ActivityAnalyzer::isFerryOrTrain(valuesOf(row)))
             continue;
         ferry.append(row);
-        const QString name = conditionName(row).toLower();
+        const QString name = conditionName(valuesOf(row)).toLower();
         QString timeText = row.value(u"entryTime"_s).toString();
         if (timeText.isEmpty())
             timeText = row.value(u"time"_s).toString();
@@ -173,14 +179,115 @@ QVariantMap analyzeConditions(const QList<QVariantMap>& vehicleRecords, const QL
             {u"ferryTrainMinutes"_s, ferryMinutes},        {u"ferryTrainIntervals"_s, intervals}};
 }
 
+// The rests on one time line over all days, in minutes from the first day's midnight. A change holds until
+// the next one, over midnight into the next day; a day the list does not hold was a day without the card,
+// and so of rest.
+QList<std::pair<qint64, qint64>> restRuns(const QList<ActivityAnalyzer::DayData>& days,
+                                          const QList<qint64>& dayIndex)
+{
+    struct Change
+    {
+        qint64 at;
+        qint64 dayEnd;
+        bool resting;
+    };
+    QList<Change> changes;
+    for (qsizetype d = 0; d < days.size(); ++d) {
+        const qint64 midnight = (dayIndex.at(d) - dayIndex.first()) * kMinutesPerDay;
+        for (const ActivityAnalyzer::Event& event : timedEvents(days.at(d)))
+            changes.append({midnight + event.minutes, midnight + kMinutesPerDay,
+                            !event.inserted || Kind(event.kind) == Kind::Rest});
+    }
+    QList<std::pair<qint64, qint64>> runs;
+    const auto rest = [&runs](qint64 from, qint64 to) {
+        if (to <= from)
+            return;
+        if (!runs.isEmpty() && runs.last().second >= from)
+            runs.last().second = std::max(runs.last().second, to);
+        else
+            runs.append({from, to});
+    };
+    for (qsizetype i = 0; i < changes.size(); ++i) {
+        const Change& change = changes.at(i);
+        const bool nextDayOrSooner =
+            i + 1 < changes.size() && changes.at(i + 1).dayEnd <= change.dayEnd + kMinutesPerDay;
+        const qint64 until = nextDayOrSooner ? changes.at(i + 1).at : change.dayEnd;
+        if (change.resting)
+            rest(change.at, until);
+        if (!nextDayOrSooner && i + 1 < changes.size())
+            rest(change.dayEnd, changes.at(i + 1).at);
+    }
+    return runs;
+}
+
 } // namespace
 
-QString ActivityAnalyzer::dayKeyFor(const QVariantMap& row)
+ActivityAnalyzer::WeeklyRest ActivityAnalyzer::judgeWeeklyRest(const QList<DayData>& days,
+                                                               const QHash<QString, QDate>& dayDates)
+{
+    WeeklyRest result;
+    if (days.isEmpty())
+        return result;
+    // Calendar days where the report gives them, otherwise the day keys counted as days.
+    QList<qint64> dayIndex;
+    for (const DayData& day : days)
+        dayIndex.append(dayDates.contains(day.dayKey) ? dayDates.value(day.dayKey).toJulianDay()
+                                                      : dayOrderKey(day.dayKey));
+    if (!std::is_sorted(dayIndex.begin(), dayIndex.end()))
+        return result;
+    const QList<std::pair<qint64, qint64>> runs = restRuns(days, dayIndex);
+    const QList<Event> first = timedEvents(days.first());
+    if (first.isEmpty())
+        return result;
+    const qint64 end = (dayIndex.last() - dayIndex.first() + 1) * kMinutesPerDay;
+    // A rest under way when the data begins may be the end of a weekly rest: the first period runs from
+    // its end.
+    qint64 from = first.first().minutes;
+    if (!runs.isEmpty() && runs.first().first == from)
+        from = runs.first().second;
+    bool lastReduced = false;
+    int shortest = -1;
+    auto seen = runs.begin();
+    // Each weekly rest has to begin within six 24-hour periods of the end of the one before; of two
+    // weekly rests in a row at least one is a regular one of 45 hours.
+    while (from + kWeeklyRestWindow <= end) {
+        while (seen != runs.end() && seen->second <= from)
+            ++seen; // rests that ended before the period cannot be its weekly rest
+        const qint64 latest = from + kWeeklyRestWindow; // the weekly rest begins by then
+        auto next = seen;
+        while (next != runs.end() && next->first <= latest &&
+               next->second - std::max(next->first, from) < kWeeklyRestMinimum)
+            ++next;
+        int judged = 0;
+        if (next == runs.end() || next->first > latest) {
+            // No weekly rest in time: the longest rest of the period is the one that fell short.
+            for (auto run = seen; run != next; ++run) {
+                const qint64 length = std::min(run->second, latest) - std::max(run->first, from);
+                judged = std::max<int>(judged, int(std::max<qint64>(length, 0)));
+            }
+            result.tooShort = true;
+            from = latest;
+        } else {
+            judged = int(next->second - std::max(next->first, from));
+            const bool reduced = judged <= kReducedWeeklyRest;
+            result.tooShort = result.tooShort || (reduced && lastReduced);
+            lastReduced = reduced;
+            from = next->second;
+        }
+        shortest = shortest < 0 ? judged : std::min(shortest, judged);
+    }
+    result.minutes = std::max(shortest, 0);
+    return result;
+}
+
+QString ActivityAnalyzer::dayKeyFor(const RowValue& row)
 {
     // An empty counter gives way to `dayKey`, and only a missing `dayKey` to `day`.
-    QString key = row.value(u"activityDailyPresenceCounter1"_s).toString();
-    if (key.isEmpty())
-        key = row.contains(u"dayKey"_s) ? row.value(u"dayKey"_s).toString() : row.value(u"day"_s).toString();
+    QString key = row(u"activityDailyPresenceCounter1").toString();
+    if (key.isEmpty()) {
+        const QVariant dayKey = row(u"dayKey");
+        key = dayKey.isValid() ? dayKey.toString() : row(u"day").toString();
+    }
     return key.isEmpty() ? u" "_s : key;
 }
 
@@ -217,17 +324,17 @@ qint64 ActivityAnalyzer::dayOrderKey(const QString& key)
     return ok ? value : std::numeric_limits<qint64>::max();
 }
 
-bool ActivityAnalyzer::isManualRecord(const QVariantMap& row)
+bool ActivityAnalyzer::isManualRecord(const RowValue& row)
 {
-    const QString flag = row.value(u"manualInputFlag"_s).toString();
+    const QString flag = row(u"manualInputFlag").toString();
     if (!flag.isEmpty()) {
         return flag != u"0"_s && flag.compare(u"Нет"_s, Qt::CaseInsensitive) != 0 &&
                flag.compare(u"No"_s, Qt::CaseInsensitive) != 0;
     }
-    return row.value(u"manualInput"_s).toBool();
+    return row(u"manualInput").toBool();
 }
 
-bool ActivityAnalyzer::isFerryOrTrain(const QVariantMap& row)
+bool ActivityAnalyzer::isFerryOrTrain(const RowValue& row)
 {
     const QString name = conditionName(row);
     for (const QString& word : {u"паром"_s, u"поезд"_s, u"ferry"_s, u"train"_s}) {
@@ -236,30 +343,38 @@ bool ActivityAnalyzer::isFerryOrTrain(const QVariantMap& row)
     }
     for (const QString& key : {u"specificConditionType"_s, u"conditionCode"_s, u"type"_s}) {
         bool ok = false;
-        const int code = row.value(key).toString().trimmed().toInt(&ok);
+        const int code = row(key).toString().trimmed().toInt(&ok);
         if (ok && (code == 3 || code == 4))
             return true;
     }
     return false;
 }
 
-QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVariantMap>& activityChanges)
+QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const DatasetRows& activityChanges)
 {
     QList<Event> events;
     events.reserve(activityChanges.size());
-    for (const QVariantMap& row : activityChanges) {
+    for (qsizetype index = 0; index < activityChanges.size(); ++index) {
+        const RowValue row = [&activityChanges, index](QStringView key) {
+            return activityChanges.value(index, key);
+        };
         Event event;
-        event.row = row;
         event.dayKey = dayKeyFor(row);
-        event.minutes = parseMinutes(row.value(u"time"_s).toString());
+        event.minutes = parseMinutes(row(u"time").toString());
         event.valid = event.minutes >= 0;
-        if (!event.valid && row.contains(u"minutes"_s)) {
-            event.minutes = row.value(u"minutes"_s).toInt();
+        const QVariant minutes = row(u"minutes");
+        if (!event.valid && minutes.isValid()) {
+            event.minutes = minutes.toInt();
             event.valid = event.minutes >= 0 && event.minutes <= 1439;
         }
         if (!event.valid)
             event.minutes = 0;
-        event.inserted = insertedCard(row);
+        event.inserted = insertedCard(row(u"cardStatus").toString());
+        const QString activity = row(u"activity").toString();
+        event.kind = int(activityKind(activity));
+        event.unknownActivity = unknownActivity(activity);
+        event.manual = isManualRecord(row);
+        event.ferryOrTrain = isFerryOrTrain(row);
         events.append(event);
     }
     // The order key of each event once, not in every comparison.
@@ -301,7 +416,7 @@ QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVarian
             const int minutes = interval(a, timed.at(i + 1));
             if (a.inserted) {
                 day.workMinutes += minutes;
-                const Kind kind = activityKind(a.row);
+                const Kind kind = Kind(a.kind);
                 if (kind == Kind::Available)
                     day.availableMinutes += minutes;
                 if (day.workStart < 0)
@@ -315,21 +430,21 @@ QList<ActivityAnalyzer::DayData> ActivityAnalyzer::buildDays(const QList<QVarian
                     day.restActivityMinutes += minutes;
             } else {
                 day.restMinutes += minutes;
-                if (unknownActivity(a.row))
+                if (a.unknownActivity)
                     day.unknownMinutes += minutes;
             }
         }
         for (const Event& event : std::as_const(day.events)) {
-            day.manualInputCount += isManualRecord(event.row);
-            day.ferryTrainCount += isFerryOrTrain(event.row);
+            day.manualInputCount += event.manual;
+            day.ferryTrainCount += event.ferryOrTrain;
         }
     }
     return days;
 }
 
-QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
-                                      const QList<QVariantMap>& vehicleRecords,
-                                      const QList<QVariantMap>& specificConditions)
+QVariantMap ActivityAnalyzer::analyze(const DatasetRows& activityChanges, const DatasetRows& vehicleRecords,
+                                      const DatasetRows& specificConditions,
+                                      const QHash<QString, QDate>& dayDates)
 {
     const QList<DayData> days = buildDays(activityChanges);
     const QVariantMap conditions = analyzeConditions(vehicleRecords, specificConditions);
@@ -373,7 +488,7 @@ QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
                 restRun = 0;
                 if (workRun > kLongWorkSession && !b.inserted)
                     tooLongWorkSessions.append(formatMinutes(workRun));
-                driving = activityKind(a.row) == Kind::Driving ? driving + minutes : 0;
+                driving = Kind(a.kind) == Kind::Driving ? driving + minutes : 0;
             } else {
                 restRun += minutes;
                 workRun = 0;
@@ -438,21 +553,9 @@ QVariantMap ActivityAnalyzer::analyze(const QList<QVariantMap>& activityChanges,
     const int dailyRest = average(rests);
     const bool dailyRestReduced = !rests.isEmpty() && dailyRest <= kReducedDailyRest;
 
-    // The span of the first seven days, which is the figure this key carries.
-    int weeklyRest = 0;
-    bool weeklyFound = false;
-    if (days.size() > 6 && days.at(0).workStart >= 0 && days.at(6).workEnd >= 0) {
-        bool consecutive = true;
-        for (int i = 0; i < 6 && consecutive; ++i)
-            consecutive = dayOrderKey(days.at(i + 1).dayKey) - dayOrderKey(days.at(i).dayKey) == 1;
-        if (consecutive) {
-            weeklyFound = true;
-            weeklyRest =
-                int((dayOrderKey(days.at(6).dayKey) - dayOrderKey(days.at(0).dayKey)) * kMinutesPerDay +
-                    days.at(6).workEnd - days.at(0).workStart);
-        }
-    }
-    const bool weeklyRestReduced = weeklyFound && weeklyRest <= kReducedWeeklyRest;
+    const WeeklyRest weekly = judgeWeeklyRest(days, dayDates);
+    const int weeklyRest = weekly.minutes;
+    const bool weeklyRestReduced = weekly.tooShort;
 
     QVariantList violations;
     if (dailyDriving > kDailyDriving)

@@ -1,9 +1,15 @@
 #pragma once
 
+#include "ddd/ddd_report.h"
+
+#include <QDate>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QVariantList>
 #include <QVariantMap>
+
+#include <functional>
 
 namespace tachoria::ddd {
 
@@ -12,14 +18,20 @@ namespace tachoria::ddd {
 class ActivityAnalyzer
 {
 public:
-    // One activity change, read from a row.
+    // A row's value by its key: of a dataset's row or of a map.
+    using RowValue = std::function<QVariant(QStringView)>;
+
+    // One activity change, read from a row once.
     struct Event
     {
-        QVariantMap row;
         QString dayKey;
         int minutes = 0;
         bool valid = false;
         bool inserted = false;
+        int kind = 0; // the activity: driving, available, work, rest or unknown, in this order
+        bool unknownActivity = false;
+        bool manual = false;
+        bool ferryOrTrain = false;
     };
 
     // The figures of one day, in minutes.
@@ -40,16 +52,28 @@ public:
         int ferryTrainCount = 0;
     };
 
-    static QVariantMap analyze(const QList<QVariantMap>& activityChanges,
-                               const QList<QVariantMap>& vehicleRecords,
-                               const QList<QVariantMap>& specificConditions);
+    // The weekly rest by Regulation (EC) No 561/2006, Article 8: `minutes` is the shortest weekly rest
+    // judged, or the longest rest of a period that had none; `tooShort` when a period of six 24-hour
+    // periods passed without a rest of 24 hours, or two reduced ones came in a row.
+    struct WeeklyRest
+    {
+        int minutes = 0;
+        bool tooShort = false;
+    };
 
-    static QString dayKeyFor(const QVariantMap& row);
+    // `dayDates` gives the calendar date of a day key where the report knows it; without it the keys
+    // count as consecutive days.
+    static QVariantMap analyze(const DatasetRows& activityChanges, const DatasetRows& vehicleRecords,
+                               const DatasetRows& specificConditions,
+                               const QHash<QString, QDate>& dayDates = {});
+    static WeeklyRest judgeWeeklyRest(const QList<DayData>& days, const QHash<QString, QDate>& dayDates);
+
+    static QString dayKeyFor(const RowValue& row);
     static int parseMinutes(const QString& text); // -1 when the text holds no time of day
     static qint64 dayOrderKey(const QString& key);
-    static bool isManualRecord(const QVariantMap& row);
-    static bool isFerryOrTrain(const QVariantMap& row);
-    static QList<DayData> buildDays(const QList<QVariantMap>& activityChanges);
+    static bool isManualRecord(const RowValue& row);
+    static bool isFerryOrTrain(const RowValue& row);
+    static QList<DayData> buildDays(const DatasetRows& activityChanges);
 
 private:
     ActivityAnalyzer() = delete;

@@ -407,12 +407,16 @@ QString semanticCandidateFor(const QVariantMap& row)
 
 void annotateAsn1Fields(DddReport& report)
 {
-    for (QVariantMap& row : report.asn1Fields) {
+    DatasetRows annotated;
+    annotated.reserve(report.asn1Fields.size());
+    for (QVariantMap row : std::as_const(report.asn1Fields)) {
         const QString candidate = semanticCandidateFor(row);
         if (!candidate.isEmpty())
             row.insert(u"semanticField"_s, candidate);
         row.insert(u"normalizedValue"_s, row.value(u"value"_s));
+        annotated.append(row);
     }
+    report.asn1Fields = std::move(annotated);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <QTimeZone>
 
 #include <algorithm>
+#include <tuple>
 
 namespace tachoria::ddd {
 
@@ -58,12 +59,6 @@ QString cardEventEnglish(int code)
     return u"Reserved for future use"_s;
 }
 
-bool validCardEventType(int type)
-{
-    return (type >= 0 && type <= 10) || (type >= 16 && type <= 24) || (type >= 32 && type <= 37) ||
-           type >= 128;
-}
-
 QString cardEventTime(quint32 value)
 {
     if (value == 0)
@@ -71,45 +66,39 @@ QString cardEventTime(quint32 value)
     return QDateTime::fromSecsSinceEpoch(qint64(value), QTimeZone::utc()).toString(u"dd.MM.yyyy H:mm:ss"_s);
 }
 
-// The registration is read with its code-page byte, which shows as a blank whatever its value.
-QString registrationWithoutCodePage(const QByteArray& d, qsizetype p)
+// An unused record of the events and faults files: no type and no time.
+bool emptyRecord(const QByteArray& d, qsizetype p)
 {
-    return (u" "_s + readWindows1251Text(d, p + 1, 13)).simplified();
+    return byteAt(d, p) == 0 && readBe32(d, p + 1) == 0 && readBe32(d, p + 5) == 0;
 }
 
 void parseEvents(DddReport& report, const QByteArray& d)
 {
     for (qsizetype p = 0; fits(d, p, 24) && report.events.size() < kMaxCardRecords; p += 24) {
+        if (emptyRecord(d, p))
+            continue;
         const int type = byteAt(d, p);
         const quint32 begin = readBe32(d, p + 1);
         const quint32 end = readBe32(d, p + 5);
-        if (!validCardEventType(type) || (type == 0 && begin == 0 && end == 0))
-            continue;
         report.events.append({{u"eventType"_s, eventName(type)},
                               {u"eventTypeEnglish"_s, cardEventEnglish(type)},
                               {u"eventBeginTime"_s, cardEventTime(begin)},
                               {u"eventEndTime"_s, cardEventTime(end)},
                               {u"vehicleRegistrationNation"_s, countryName(byteAt(d, p + 9))},
-                              {u"vehicleRegistrationNumber"_s, registrationWithoutCodePage(d, p + 10)}});
+                              {u"vehicleRegistrationNumber"_s, readName(d, p + 10, 14)}});
     }
 }
 
 void parseFaults(DddReport& report, const QByteArray& d)
 {
     for (qsizetype p = 0; fits(d, p, 24) && report.faults.size() < kMaxCardRecords; p += 24) {
-        const int type = byteAt(d, p);
-        if (type == 0)
+        if (emptyRecord(d, p))
             continue;
-        const QString begin = formatUnixUniversalCSharp(d, p + 1, u"dd.MM.yyyy H:mm:ss"_s);
-        const QString end = formatUnixUniversalCSharp(d, p + 5, u"dd.MM.yyyy H:mm:ss"_s);
-        if (begin.isEmpty() || end.isEmpty())
-            continue;
-        report.faults.append(
-            {{u"faultType"_s, faultName(type)},
-             {u"faultBeginTime"_s, begin},
-             {u"faultEndTime"_s, end},
-             {u"faultVehicleRegistrationNation"_s, countryName(byteAt(d, p + 9))},
-             {u"faultVehicleRegistrationNumber"_s, readAsciiWithReplacement(d, p + 11, 13)}});
+        report.faults.append({{u"faultType"_s, faultName(byteAt(d, p))},
+                              {u"faultBeginTime"_s, formatUnixCSharp(readBe32(d, p + 1))},
+                              {u"faultEndTime"_s, formatUnixCSharp(readBe32(d, p + 5))},
+                              {u"faultVehicleRegistrationNation"_s, countryName(byteAt(d, p + 9))},
+                              {u"faultVehicleRegistrationNumber"_s, readName(d, p + 10, 14)}});
     }
 }
 
@@ -123,25 +112,25 @@ QString presenceCounter(const QByteArray& d, qsizetype p)
     return u"%1"_s.arg(value, 4, 10, QLatin1Char('0'));
 }
 
-// The cyclic buffer is not unrolled: the walk goes forward from behind the two pointers and stops at the
-// first record that does not hold together.
-void parseActivities(DddReport& report, const QByteArray& d)
+// Daily records laid out one behind the other, from `p`, until one does not hold together.
+void parseDailyRecords(DddReport& report, const QByteArray& d, qsizetype p, qsizetype minimumLength)
 {
     static const QStringList activities = {u"Rest"_s, u"Availability"_s, u"Work"_s, u"Drive"_s};
-    static const int chartValues[] = {0, 1, 2, 3};
-    for (qsizetype p = 4; fits(d, p, 12);) {
+    while (fits(d, p, 12)) {
         const int length = readBe16(d, p + 2);
-        if (length < 14 || length % 2 != 0 || !fits(d, p, length))
+        if (length < minimumLength || length % 2 != 0 || !fits(d, p, length))
             break;
         const QString date = formatUnix(readBe32(d, p + 4)).left(10);
         if (date.isEmpty())
             break;
         const QString counter = presenceCounter(d, p + 8);
+        const int distance = readBe16(d, p + 10);
+        report.totalDistanceKm += distance;
         report.activities.append({{u"activityPreviousRecordLength"_s, readBe16(d, p)},
                                   {u"activityRecordLength"_s, length},
                                   {u"activityRecordDate"_s, date},
                                   {u"activityDailyPresenceCounter"_s, counter},
-                                  {u"activityDayDistance"_s, readBe16(d, p + 10)},
+                                  {u"activityDayDistance"_s, distance},
                                   {u"activityChangeCount"_s, (length - 12) / 2}});
         for (qsizetype c = p + 12; c + 1 < p + length; c += 2) {
             const quint8 b0 = byteAt(d, c);
@@ -162,11 +151,52 @@ void parseActivities(DddReport& report, const QByteArray& d)
                  {u"minutes"_s, minutes}});
             report.charts.append({{u"day"_s, counter},
                                   {u"time"_s, minutes},
-                                  {u"value"_s, notInserted ? 0 : chartValues[kind]},
+                                  {u"value"_s, notInserted ? 0 : kind},
                                   {u"activity"_s, activity.isEmpty() ? u"Unknown"_s : activity}});
         }
         p += length;
     }
+}
+
+// The ring of daily records unrolled: from the record the oldest pointer names, each record's length
+// leads to the next, wrapping at the buffer's end, up to the record the newest pointer names. Empty when
+// the pointers lead to no sound record.
+QByteArray unrolledRing(const QByteArray& d)
+{
+    const QByteArray ring = d.mid(4);
+    const qsizetype size = ring.size();
+    const auto at = [&ring, size](qsizetype position, qsizetype length) {
+        QByteArray bytes;
+        bytes.reserve(length);
+        for (qsizetype i = 0; i < length; ++i)
+            bytes.append(ring.at((position + i) % size));
+        return bytes;
+    };
+    QByteArray unrolled;
+    qsizetype position = readBe16(d, 0);
+    const qsizetype newest = readBe16(d, 2);
+    if (size < 12 || position >= size || newest >= size)
+        return {};
+    while (unrolled.size() < size) {
+        const QByteArray header = at(position, 8);
+        const int length = readBe16(header, 2);
+        if (length < 12 || length % 2 != 0 || length > size || formatUnix(readBe32(header, 4)).isEmpty())
+            break;
+        unrolled += at(position, length);
+        if (position == newest)
+            break;
+        position = (position + length) % size;
+    }
+    return unrolled;
+}
+
+void parseActivities(DddReport& report, const QByteArray& d)
+{
+    const QByteArray unrolled = unrolledRing(d);
+    if (!unrolled.isEmpty())
+        parseDailyRecords(report, unrolled, 0, 12);
+    else
+        parseDailyRecords(report, d, 4, 14); // the forward walk, for a ring whose pointers lead nowhere
 }
 
 void parseVehicles(DddReport& report, const QByteArray& d)
@@ -183,17 +213,15 @@ void parseVehicles(DddReport& report, const QByteArray& d)
         const quint32 firstUse = readBe32(d, p + 6);
         const quint32 lastUse = readBe32(d, p + 10);
         const auto unset = [](quint32 value) { return value == 0 || value == 0xFFFFFFFF; };
-        const QByteArrayView registration = QByteArrayView(d).sliced(p + 16, 13);
-        const bool noRegistration =
-            std::all_of(registration.begin(), registration.end(), [](char c) { return c == 0; });
-        if (begin == 0 && end == 0 && unset(firstUse) && unset(lastUse) && noRegistration)
+        const QString registration = readName(d, p + 15, 14);
+        if (begin == 0 && end == 0 && unset(firstUse) && unset(lastUse) && registration.isEmpty())
             continue;
         report.vehicles.append({{u"vehicleOdometerBegin"_s, odometer(begin)},
                                 {u"vehicleOdometerEnd"_s, odometer(end)},
                                 {u"vehicleFirstUsed"_s, usedTime(firstUse)},
                                 {u"vehicleLastUsed"_s, usedTime(lastUse)},
                                 {u"vehicleRegistrationNation1"_s, countryName(byteAt(d, p + 14))},
-                                {u"vehicleRegistrationNumber1"_s, readCalibrationText(d, p + 16, 13)},
+                                {u"vehicleRegistrationNumber1"_s, registration},
                                 {u"vuDataBlockCounter"_s, hexText(d, p + 29, 2)}});
     }
 }
@@ -204,14 +232,13 @@ void parsePlaces(DddReport& report, const QByteArray& d)
         const QString time = formatUnix(readBe32(d, p));
         if (time.isEmpty())
             continue;
-        // The four bytes from 6 take the region in as the highest byte; this is the figure shown.
-        const quint32 odometer = readBe32(d, p + 6);
+        const quint32 odometer = readBe24(d, p + 7);
         report.places.append({{u"entryTime"_s, time},
                               {u"entryTypeDailyWorkPeriod"_s, byteAt(d, p + 4) == 0 ? u"Begin"_s : u"End"_s},
                               {u"dailyWorkPeriodCountry"_s, countryName(byteAt(d, p + 5))},
                               {u"dailyWorkPeriodRegion"_s, u"Нет данных"_s},
                               {u"vehicleOdometerValue"_s,
-                               odometer == 0xFFFFFFFF ? u"Нет данных"_s : QString::number(odometer)}});
+                               odometer == 0xFFFFFF ? u"Нет данных"_s : QString::number(odometer)}});
     }
 }
 
@@ -291,98 +318,77 @@ QString russianDate(const QDate& date)
                                        u"мая"_s,      u"июня"_s,    u"июля"_s,   u"августа"_s,
                                        u"сентября"_s, u"октября"_s, u"ноября"_s, u"декабря"_s};
     if (!date.isValid())
-        return u"Invalid date"_s;
+        return QString();
     return u"%1 %2 %3 г."_s.arg(date.day()).arg(months.at(date.month() - 1)).arg(date.year());
 }
 
-int fromBcd(quint8 byte)
+// A time stamp of the identification as a calendar date in UTC; empty when the bytes hold none.
+QString identificationDate(const QByteArray& d, qsizetype p)
 {
-    return (byte >> 4) * 10 + (byte & 0x0F);
+    const quint32 value = readBe32(d, p);
+    if (value == 0 || value == 0xFFFFFFFF)
+        return QString();
+    return russianDate(QDateTime::fromSecsSinceEpoch(qint64(value), QTimeZone::utc()).date());
 }
 
-QDate birthDate(const QByteArray& d, qsizetype p)
-{
-    const int year = QDate::currentDate().year();
-    const auto acceptable = [year](const QDate& date) {
-        return date.isValid() && date.year() >= year - 100 && date.year() < year - 15;
-    };
-    const QDate stamped = vuDateTime(d, p).date();
-    if (acceptable(stamped))
-        return stamped;
-    if (fits(d, p, 4)) {
-        const QDate bcd(fromBcd(byteAt(d, p)) * 100 + fromBcd(byteAt(d, p + 1)), fromBcd(byteAt(d, p + 2)),
-                        fromBcd(byteAt(d, p + 3)));
-        if (acceptable(bcd) && bcd <= QDate::currentDate())
-            return bcd;
-    }
-    return QDate(1982, 10, 5); // the row always shows a date
-}
-
+// The file field by field at the standard's places; a field that the file does not hold whole is left out.
 void parseIdentification(DddReport& report, const QByteArray& d)
 {
-    DatasetRows& rows = report.cardIdentification;
-    qsizetype cursor = 0;
-    QString cardNumber, surname, firstNames, authority, birth, expiry;
-    if (cursor < d.size())
-        rows.append(described(u"cardIssuingMemberState"_s, countryName(byteAt(d, cursor++))));
-    if (fits(d, cursor, 16)) {
-        cardNumber = readFixedText(d, cursor, 16);
-        rows.append(described(u"cardNumber"_s, cardNumber));
-        cursor += 16;
-    }
-    if (byteAt(d, cursor) == 0x05 && cursor < d.size())
-        ++cursor;
-    if (fits(d, cursor, 35)) {
-        authority = readCalibrationText(d, cursor, 35);
-        rows.append(described(u"cardIssuingAuthorityName"_s, authority));
-        cursor += 35;
-    }
-    for (const QString& key : {u"cardIssueDate"_s, u"cardValidityBegin"_s, u"cardExpiryDate"_s}) {
-        if (!fits(d, cursor, 4))
-            break;
-        const QString date = russianDate(vuDateTime(d, cursor).date());
-        rows.append(described(key, date));
-        if (key == u"cardExpiryDate"_s)
-            expiry = date;
-        cursor += 4;
-    }
-    if (byteAt(d, cursor) == 0x05 && cursor < d.size())
-        ++cursor;
-    if (fits(d, cursor, 36)) {
-        surname = readCalibrationText(d, cursor, 36);
-        rows.append(described(u"cardHolderSurname"_s, surname));
-        cursor += 36;
-    }
-    if (byteAt(d, cursor) == 0x05 && cursor < d.size())
-        ++cursor;
-    if (fits(d, cursor, 36)) {
-        firstNames = readCalibrationText(d, cursor, 36);
-        rows.append(described(u"cardHolderFirstNames"_s, firstNames));
-        cursor += 35; // one short, which keeps the birth date aligned
-    }
-    if (fits(d, cursor, 4)) {
-        birth = russianDate(birthDate(d, cursor));
-        rows.append(described(u"cardHolderBirthDate"_s, birth));
-        cursor += 4;
-    }
-    if (fits(d, cursor, 2)) {
-        QString language;
-        for (qsizetype i = cursor; i < cursor + 2; ++i) {
-            const quint8 byte = byteAt(d, i);
-            language += (byte >= 32 && byte <= 126) ? QLatin1Char(char(byte)) : QLatin1Char('?');
-        }
-        rows.append(described(u"cardHolderPreferredLanguage"_s, language.trimmed()));
-    }
-    const auto fill = [](QString& field, const QString& value) {
-        if (field.isEmpty() && !value.isEmpty())
-            field = value;
+    enum Kind
+    {
+        Nation,
+        Number,
+        Name,
+        Date,
+        BcdDate,
+        Language
     };
-    fill(report.cardNumber, cardNumber);
-    fill(report.driverSurname, surname);
-    fill(report.driverFirstName, firstNames);
-    fill(report.issuingAuthorityName, authority);
-    fill(report.birthDate, birth);
-    fill(report.expiryDate, expiry);
+    struct Field
+    {
+        const char16_t* key;
+        qsizetype offset;
+        qsizetype length;
+        Kind kind;
+        QString* target;
+    };
+    const Field fields[] = {{u"cardIssuingMemberState", 0, 1, Nation, nullptr},
+                            {u"cardNumber", 1, 16, Number, &report.cardNumber},
+                            {u"cardIssuingAuthorityName", 17, 36, Name, &report.issuingAuthorityName},
+                            {u"cardIssueDate", 53, 4, Date, nullptr},
+                            {u"cardValidityBegin", 57, 4, Date, nullptr},
+                            {u"cardExpiryDate", 61, 4, Date, &report.expiryDate},
+                            {u"cardHolderSurname", 65, 36, Name, &report.driverSurname},
+                            {u"cardHolderFirstNames", 101, 36, Name, &report.driverFirstName},
+                            {u"cardHolderBirthDate", 137, 4, BcdDate, &report.birthDate},
+                            {u"cardHolderPreferredLanguage", 141, 2, Language, nullptr}};
+    for (const Field& field : fields) {
+        if (!fits(d, field.offset, field.length))
+            break;
+        QString value;
+        switch (field.kind) {
+        case Nation:
+            value = countryName(byteAt(d, field.offset));
+            break;
+        case Number:
+            value = readFixedText(d, field.offset, field.length);
+            break;
+        case Name:
+            value = readName(d, field.offset, field.length);
+            break;
+        case Date:
+            value = identificationDate(d, field.offset);
+            break;
+        case BcdDate:
+            value = russianDate(readBcdDate(d, field.offset));
+            break;
+        case Language:
+            value = printableText(d, field.offset, field.length).remove(u' ');
+            break;
+        }
+        report.cardIdentification.append(described(QString::fromUtf16(field.key), value));
+        if (field.target && field.target->isEmpty())
+            *field.target = value;
+    }
 }
 
 void parseDrivingLicence(DddReport& report, const DddBlock& block)
@@ -390,7 +396,7 @@ void parseDrivingLicence(DddReport& report, const DddBlock& block)
     const QByteArray& d = block.data;
     if (d.size() <= 52)
         return;
-    const QString authority = readFixedText(d, 0, 36);
+    const QString authority = readName(d, 0, 36);
     const QString nation = countryName(byteAt(d, 36));
     const QString number = readFixedText(d, 37, 16);
     const QList<std::tuple<QString, QString, qsizetype, qsizetype>> fields = {
@@ -432,8 +438,8 @@ void parseCurrentUsage(DddReport& report, const QByteArray& d)
     }
     if (fits(d, 4, 1))
         report.currentUsage.append(described(u"vehicleRegistrationNation"_s, countryName(byteAt(d, 4))));
-    if (fits(d, 5, 10))
-        report.currentUsage.append(described(u"vehicleRegistrationNumber"_s, readCalibrationText(d, 6, 9)));
+    if (fits(d, 5, 14))
+        report.currentUsage.append(described(u"vehicleRegistrationNumber"_s, readName(d, 5, 14)));
 }
 
 QString controlTypeName(int type)
@@ -443,15 +449,20 @@ QString controlTypeName(int type)
     return type < names.size() ? names.at(type) : u"Unknown (0x%1)"_s.arg(hexCode(type));
 }
 
-QString localLittleEndianTime(const QByteArray& d, qsizetype p, const QString& format)
+// The standard writes these big-endian, some cards little-endian: a big-endian reading that is no moment
+// between 2000 and now gives way to the little-endian one. Shown in the system's time zone.
+QString controlTime(const QByteArray& d, qsizetype p, const QString& format)
 {
-    const quint32 value = readLe32(d, p);
-    if (value == 0 || value == 0xFFFFFFFF)
-        return QString();
-    const QDateTime moment = QDateTime::fromSecsSinceEpoch(qint64(value), QTimeZone::systemTimeZone());
-    if (moment.date().year() < 2000 || moment.date().year() > 2100)
-        return QString();
-    return moment.toString(format);
+    const auto moment = [](quint32 value) {
+        const QDateTime local = QDateTime::fromSecsSinceEpoch(qint64(value), QTimeZone::systemTimeZone());
+        const bool plausible = value != 0 && value != 0xFFFFFFFF && local.date().year() >= 2000 &&
+                               qint64(value) <= QDateTime::currentSecsSinceEpoch() + 86400;
+        return plausible ? local : QDateTime();
+    };
+    QDateTime time = moment(readBe32(d, p));
+    if (!time.isValid())
+        time = moment(readLe32(d, p));
+    return time.isValid() ? time.toString(format) : QString();
 }
 
 void parseControlActivity(DddReport& report, const QByteArray& d)
@@ -463,7 +474,7 @@ void parseControlActivity(DddReport& report, const QByteArray& d)
     rows.append(described(u"controlType"_s, controlTypeName(byteAt(d, cursor++))));
     if (!fits(d, cursor, 4))
         return;
-    const QString time = localLittleEndianTime(d, cursor, u"dd.MM.yyyy"_s);
+    const QString time = controlTime(d, cursor, u"dd.MM.yyyy"_s);
     rows.append(described(u"controlTime"_s, time.isEmpty() ? u"01.01.1970"_s : time));
     cursor += 4;
     if (fits(d, cursor, 18)) {
@@ -474,13 +485,13 @@ void parseControlActivity(DddReport& report, const QByteArray& d)
     }
     if (fits(d, cursor, 15)) {
         rows.append(described(u"vehicleRegistrationNation"_s, countryName(byteAt(d, cursor))));
-        rows.append(described(u"vehicleRegistrationNumber"_s, readCalibrationText(d, cursor + 1, 14)));
+        rows.append(described(u"vehicleRegistrationNumber"_s, readName(d, cursor + 1, 14)));
         cursor += 15;
     }
     for (const QString& key : {u"controlDownloadPeriodBegin"_s, u"controlDownloadPeriodEnd"_s}) {
         if (!fits(d, cursor, 4))
             break;
-        rows.append(described(key, localLittleEndianTime(d, cursor, u"dd.MM.yyyy H:mm:ss"_s)));
+        rows.append(described(key, controlTime(d, cursor, u"dd.MM.yyyy H:mm:ss"_s)));
         cursor += 4;
     }
 }
@@ -563,14 +574,18 @@ void Decoder::parseDriverCardData(DddReport& report)
         else if (block.fileNumber == u"0506"_s)
             parsePlaces(report, block.data);
     }
-    std::stable_sort(report.activityChanges.begin(), report.activityChanges.end(),
-                     [](const QVariantMap& a, const QVariantMap& b) {
-                         const int dayA = a.value(u"day"_s).toInt();
-                         const int dayB = b.value(u"day"_s).toInt();
-                         if (dayA != dayB)
-                             return dayA < dayB;
-                         return a.value(u"minutes"_s).toInt() < b.value(u"minutes"_s).toInt();
-                     });
+    // By day, then by minutes; the keys once per row, not in every comparison.
+    QList<std::tuple<int, int, qsizetype>> order;
+    order.reserve(report.activityChanges.size());
+    for (qsizetype row = 0; row < report.activityChanges.size(); ++row)
+        order.append({report.activityChanges.value(row, u"day").toInt(),
+                      report.activityChanges.value(row, u"minutes").toInt(), row});
+    std::stable_sort(order.begin(), order.end());
+    QList<qsizetype> rows;
+    rows.reserve(order.size());
+    for (const auto& entry : std::as_const(order))
+        rows.append(std::get<2>(entry));
+    report.activityChanges.reorder(rows);
     for (const DddBlock& block : std::as_const(report.blocks)) {
         if (block.fileType != 0)
             continue;

@@ -17,6 +17,8 @@
 
 namespace tachoria::ddd {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString tagText(quint8 high, quint8 low)
@@ -645,8 +647,32 @@ DddReport Decoder::decode(const QByteArray& bytes, const QString& path)
 
 void Decoder::buildAnalysis(DddReport& report)
 {
-    report.analysis =
-        ActivityAnalyzer::analyze(report.activityChanges, report.cardIwData, report.specificConditions);
+    // The calendar date of each day key: a card's presence counters, a unit's day numbers.
+    QHash<QString, QDate> dates;
+    for (qsizetype row = 0; row < report.activities.size(); ++row)
+        dates.insert(report.activities.value(row, u"activityDailyPresenceCounter").toString(),
+                     parseReportTime(report.activities.value(row, u"activityRecordDate").toString()).date());
+    for (qsizetype row = 0; row < report.dayInformation.size(); ++row)
+        dates.insert(report.dayInformation.value(row, u"dayNo").toString(),
+                     parseReportTime(report.dayInformation.value(row, u"timeReal").toString()).date());
+    if (report.fileType != DddFileType::Tachograph) {
+        // A card's changes are one driver's, whichever slot the card was in.
+        report.analysis = ActivityAnalyzer::analyze(report.activityChanges, report.cardIwData,
+                                                    report.specificConditions, dates);
+    } else {
+        // A unit's slots are two drivers: each is judged apart, and the driver's slot is the report's.
+        QList<qsizetype> slotRows[2];
+        for (qsizetype row = 0; row < report.activityChanges.size(); ++row)
+            slotRows[report.activityChanges.value(row, u"slot").toString() == u"Сопряжённый водитель"_s]
+                .append(row);
+        DatasetRows slots[2] = {report.activityChanges, report.activityChanges};
+        slots[0].reorder(slotRows[0]);
+        slots[1].reorder(slotRows[1]);
+        report.analysis =
+            ActivityAnalyzer::analyze(slots[0], report.cardIwData, report.specificConditions, dates);
+        report.analysis.insert(u"coDriver"_s, ActivityAnalyzer::analyze(slots[1], report.cardIwData,
+                                                                        report.specificConditions, dates));
+    }
     report.totalDays = static_cast<int>(report.analysis.value(QStringLiteral("workingHours"))
                                             .toMap()
                                             .value(QStringLiteral("items"))
@@ -661,6 +687,18 @@ void Decoder::analyze(DddReport& report)
 
 DddReport Decoder::decodeFile(const QString& path, QString* error)
 {
+    // Checked before opening: a pipe would block the open, a device would be read without end.
+    const QFileInfo info(path);
+    QString refusal;
+    if (info.exists() && !info.isFile())
+        refusal = u"Не обычный файл, DDD не читается: %1"_s.arg(path);
+    else if (info.size() > kMaxFileSize)
+        refusal = u"Файл больше %1 МиБ, DDD не читается: %2"_s.arg(kMaxFileSize >> 20).arg(path);
+    if (!refusal.isEmpty()) {
+        if (error)
+            *error = refusal;
+        return {};
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         if (error)

@@ -12,6 +12,9 @@ namespace tachoria::ddd {
 class Decoder
 {
 public:
+    // decodeFile refuses larger files, and anything that is not a regular file, before reading a byte.
+    static constexpr qint64 kMaxFileSize = qint64(64) << 20;
+
     static DddReport decodeFile(const QString& path, QString* error = nullptr);
     static DddReport decode(const QByteArray& bytes, const QString& path);
     static DddFileType detectType(const QByteArray& bytes);

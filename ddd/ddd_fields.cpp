@@ -5,7 +5,6 @@
 #include <QTimeZone>
 
 #include <cstdio>
-#include <cstdlib>
 
 namespace tachoria::ddd {
 
@@ -172,6 +171,45 @@ QString printableText(const QByteArray& bytes, qsizetype position, qsizetype len
     return text.trimmed();
 }
 
+QString readCodePageText(const QByteArray& bytes, int codePage, qsizetype position, qsizetype length)
+{
+    QByteArrayView span = clamp(bytes, position, length);
+    while (!span.isEmpty() && (span.back() == ' ' || span.back() == '\0' || span.back() == '\xFF'))
+        span.chop(1);
+    QString text;
+    text.reserve(span.size());
+    for (const char c : span) {
+        const char16_t character = codePageCharacter(codePage, static_cast<quint8>(c));
+        text += character == 0 ? QChar(u' ') : QChar(character);
+    }
+    return text.simplified();
+}
+
+QString readName(const QByteArray& bytes, qsizetype position, qsizetype length)
+{
+    return readCodePageText(bytes, byteAt(bytes, position), position + 1, length - 1);
+}
+
+QDate readBcdDate(const QByteArray& bytes, qsizetype position)
+{
+    if (!fits(bytes, position, 4))
+        return QDate();
+    int digits[8];
+    for (int i = 0; i < 8; ++i) {
+        const quint8 byte = byteAt(bytes, position + i / 2);
+        digits[i] = i % 2 == 0 ? byte >> 4 : byte & 0x0F;
+        if (digits[i] > 9)
+            return QDate();
+    }
+    const auto number = [&digits](int from, int count) {
+        int value = 0;
+        for (int i = from; i < from + count; ++i)
+            value = value * 10 + digits[i];
+        return value;
+    };
+    return QDate(number(0, 4), number(4, 2), number(6, 2));
+}
+
 QVariantMap makeRow(std::initializer_list<std::pair<QString, QVariant>> entries)
 {
     std::map<QString, QVariant> map;
@@ -212,31 +250,76 @@ QString hexCode(int code)
 
 QString countryName(int nation)
 {
+    // NationNumeric of the tachograph regulation, in its order; 187 is this system's old name of Russia.
+    static const QStringList names = {
+        u"Нет данных"_s,
+        u"Австрия"_s,
+        u"Албания"_s,
+        u"Андорра"_s,
+        u"Армения"_s,
+        u"Азербайджан"_s,
+        u"Бельгия"_s,
+        u"Болгария"_s,
+        u"Босния и Герцеговина"_s,
+        u"Беларусь"_s,
+        u"Швейцария"_s,
+        u"Кипр"_s,
+        u"Чехия"_s,
+        u"Германия"_s,
+        u"Дания"_s,
+        u"Испания"_s,
+        u"Эстония"_s,
+        u"Франция"_s,
+        u"Финляндия"_s,
+        u"Лихтенштейн"_s,
+        u"Фарерские острова"_s,
+        u"Великобритания"_s,
+        u"Грузия"_s,
+        u"Греция"_s,
+        u"Венгрия"_s,
+        u"Хорватия"_s,
+        u"Италия"_s,
+        u"Ирландия"_s,
+        u"Исландия"_s,
+        u"Казахстан"_s,
+        u"Люксембург"_s,
+        u"Литва"_s,
+        u"Латвия"_s,
+        u"Мальта"_s,
+        u"Монако"_s,
+        u"Молдова"_s,
+        u"Северная Македония"_s,
+        u"Норвегия"_s,
+        u"Нидерланды"_s,
+        u"Португалия"_s,
+        u"Польша"_s,
+        u"Румыния"_s,
+        u"Сан-Марино"_s,
+        u"Российская Федерация"_s,
+        u"Швеция"_s,
+        u"Словакия"_s,
+        u"Словения"_s,
+        u"Туркменистан"_s,
+        u"Турция"_s,
+        u"Украина"_s,
+        u"Ватикан"_s,
+        u"Югославия"_s,
+        u"Черногория"_s,
+        u"Сербия"_s,
+        u"Узбекистан"_s,
+        u"Таджикистан"_s,
+    };
+    if (nation >= 0 && nation < names.size())
+        return names.at(nation);
     switch (nation) {
-    case 0:
-        return u"Нет данных"_s;
-    case 1:
-        return u"Австрия"_s;
-    case 2:
-        return u"Албания"_s;
-    case 3:
-        return u"Андорра"_s;
-    case 4:
-        return u"Армения"_s;
-    case 5:
-    case 43:
     case 187:
         return u"Российская Федерация"_s;
-    case 6:
-        return u"Азербайджан"_s;
-    case 7:
-        return u"Бельгия"_s;
-    case 8:
-        return u"Болгария"_s;
-    case 9:
-        return u"Босния и Герцеговина"_s;
-    case 10:
-        return u"Беларусь"_s;
+    case 0xFD:
+        return u"Европейское сообщество"_s;
+    case 0xFE:
+        return u"Остальная Европа"_s;
+    case 0xFF:
+        return u"Остальной мир"_s;
     default:
         return u"0x%1"_s.arg(hexCode(nation)).toUpper();
     }
@@ -419,29 +502,20 @@ QDateTime vuDateTime(const QByteArray& bytes, qsizetype position)
 {
     if (!fits(bytes, position, 4))
         return QDateTime();
-    // Values far outside the years 2000 to 2100 are ruled out before any date is made of them.
-    const qint64 littleValue = readLe32(bytes, position);
+    // The standard's order is big-endian; a unit that wrote little-endian shows as a big-endian reading
+    // in the future, and only then, or when the big-endian reading is no time at all, does the other
+    // order count. Values far outside the years 2000 to 2100 are ruled out before any date is made.
     const qint64 bigValue = readBe32(bytes, position);
-    const bool littleNear =
-        littleValue >= kFirstSecondOf2000 - kZoneMargin && littleValue <= kLastSecondOf2100 + kZoneMargin;
-    const QDateTime little =
-        littleNear ? QDateTime::fromSecsSinceEpoch(littleValue, Qt::LocalTime) : QDateTime();
-    const QDateTime big = bigValue >= kFirstSecondOf2000 && bigValue <= kLastSecondOf2100
-                              ? utcSeconds(quint32(bigValue))
-                              : QDateTime();
-    const bool littlePlausible = littleNear && inYears(little, 2000, 2100);
-    const bool bigPlausible = big.isValid();
-    if (littlePlausible && bigPlausible) {
-        const qint64 now = QDateTime::currentSecsSinceEpoch();
-        return std::llabs(little.toSecsSinceEpoch() - now) <= std::llabs(big.toSecsSinceEpoch() - now)
-                   ? little
-                   : big;
+    const bool bigPlausible = bigValue >= kFirstSecondOf2000 && bigValue <= kLastSecondOf2100;
+    if (bigPlausible && bigValue <= QDateTime::currentSecsSinceEpoch() + 86400)
+        return utcSeconds(quint32(bigValue));
+    const qint64 littleValue = readLe32(bytes, position);
+    if (littleValue >= kFirstSecondOf2000 - kZoneMargin && littleValue <= kLastSecondOf2100 + kZoneMargin) {
+        const QDateTime little = QDateTime::fromSecsSinceEpoch(littleValue, Qt::LocalTime);
+        if (inYears(little, 2000, 2100))
+            return little;
     }
-    if (littlePlausible)
-        return little;
-    if (bigPlausible)
-        return big;
-    return QDateTime();
+    return bigPlausible ? utcSeconds(quint32(bigValue)) : QDateTime();
 }
 
 QString vuTime(const QByteArray& bytes, qsizetype position)

@@ -30,6 +30,16 @@ QString readCalibrationText(const QByteArray& bytes, qsizetype position, qsizety
 QString readWindows1251Text(const QByteArray& bytes, qsizetype position, qsizetype length);
 QString printableText(const QByteArray& bytes, qsizetype position, qsizetype length);
 
+// A character of ISO/IEC 8859 part `codePage` (1 to 16); 0 for control characters, for bytes the part
+// leaves undefined and for the upper half of an unknown part.
+char16_t codePageCharacter(int codePage, quint8 byte);
+// Text in a code page: padding (blanks, 0x00, 0xFF) and control characters never reach it; simplified.
+QString readCodePageText(const QByteArray& bytes, int codePage, qsizetype position, qsizetype length);
+// A name of the standard: the code-page byte, then `length` - 1 bytes of text in that code page.
+QString readName(const QByteArray& bytes, qsizetype position, qsizetype length);
+// A date in BCD, century and year, month, day; invalid when the bytes hold none.
+QDate readBcdDate(const QByteArray& bytes, qsizetype position);
+
 QString formatMinutes(int minutes);
 QString hexCode(int code); // two upper-case digits, zero-filled
 

@@ -6,7 +6,6 @@
 #include <QStringList>
 
 #include <cstdio>
-#include <vector>
 
 namespace tachoria::ddd::vu {
 
@@ -201,9 +200,9 @@ void parseEventsAndFaults(DddReport& report, const QByteArray& d)
     counted(98, [&](qsizetype at) {
         report.timeAdjustments.append({{u"oldTimeValue"_s, formatUnixCSharp(readBe32(d, at))},
                                        {u"newTimeValue"_s, formatUnixCSharp(readBe32(d, at + 4))},
-                                       {u"tachoriaName"_s, readCalibrationText(d, at + 8, 35)},
-                                       {u"tachoriaAddress"_s, readCalibrationText(d, at + 43, 35)},
-                                       {u"tachoriaCardNumber"_s, readFixedText(d, at + 78, 20)},
+                                       {u"tachoriaName"_s, readName(d, at + 8, 36)},
+                                       {u"tachoriaAddress"_s, readName(d, at + 44, 36)},
+                                       {u"tachoriaCardNumber"_s, readFixedText(d, at + 82, 16)},
                                        {u"hex"_s, hexText(d, at, 98)}});
     });
 }
@@ -243,6 +242,7 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
     // and these share one list and one text.
     struct Minute
     {
+        int speeds[60];
         QVariantList values;
         QString text;
         int valid = 0;
@@ -250,9 +250,6 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
         int maximum = 0;
     };
     QHash<QByteArray, Minute> minutes;
-    // A chart row depends only on the second and the speed within a block: equal rows share one map.
-    std::vector<QVariantMap> chartRows(60 * 256);
-
     for (qsizetype index = 0; index < records; ++index, position += 64) {
         const QByteArray speeds = d.mid(position + 4, 60);
         auto found = minutes.find(speeds);
@@ -270,6 +267,7 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
                     minute.maximum = std::max(minute.maximum, raw);
                 }
                 minute.values.append(speed);
+                minute.speeds[second] = speed;
                 textLength += std::snprintf(texts + textLength, sizeof texts - textLength,
                                             second > 0 ? ", %d" : "%d", speed);
             }
@@ -278,23 +276,20 @@ void parseDetailedSpeed(DddReport& report, const DddBlock& block)
         }
         const Minute& minute = found.value();
         for (int second = 0; second < 60; ++second) {
-            const int speed = minute.values.at(second).toInt();
-            QVariantMap& row = chartRows[std::size_t(second) * 256 + std::size_t(speed)];
-            if (row.isEmpty())
-                row = makeRow({{u"activity"_s, speedText(speed)},
-                               {u"day"_s, block.occurrence},
-                               {u"time"_s, second},
-                               {u"value"_s, speed}});
-            report.charts.append(row);
+            const int speed = minute.speeds[second];
+            report.charts.append({{u"activity"_s, speedText(speed)},
+                                  {u"day"_s, block.occurrence},
+                                  {u"time"_s, second},
+                                  {u"value"_s, speed}});
         }
         report.detailedSpeed.append(
-            makeRow({{u"averageSpeed"_s, minute.valid > 0 ? double(minute.sum) / minute.valid : 0.0},
-                     {u"hex"_s, hexText(d, position, 64)},
-                     {u"maxSpeed"_s, minute.maximum},
-                     {u"speedBlockBeginDate"_s, vuTime(d, position)},
-                     {u"speedValues"_s, minute.values},
-                     {u"speedsPerSecond"_s, minute.text},
-                     {u"validSpeedCount"_s, minute.valid}}));
+            {{u"averageSpeed"_s, minute.valid > 0 ? double(minute.sum) / minute.valid : 0.0},
+             {u"hex"_s, hexText(d, position, 64)},
+             {u"maxSpeed"_s, minute.maximum},
+             {u"speedBlockBeginDate"_s, vuTime(d, position)},
+             {u"speedValues"_s, minute.values},
+             {u"speedsPerSecond"_s, minute.text},
+             {u"validSpeedCount"_s, minute.valid}});
     }
 }
 

@@ -4,11 +4,12 @@
 #include "ddd/ddd_fields.h"
 #include "ddd/vu_sections_internal.h"
 
-#include <QRegularExpression>
 #include <QSet>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <tuple>
 
 namespace tachoria::ddd {
@@ -27,7 +28,7 @@ void parseOverview(DddReport& report, const QByteArray& d)
     if (fitsBefore(position, 32, limit)) {
         report.vin = readFixedText(d, position, 17);
         report.vehicleRegistrationNation = countryName(byteAt(d, position + 17));
-        report.registrationNumber = readCalibrationText(d, position + 18, 14);
+        report.registrationNumber = readName(d, position + 18, 14);
         report.vehicleIdentification.append(
             {{u"description"_s, u"vehicleIdentification"_s},
              {u"vin"_s, report.vin},
@@ -66,9 +67,8 @@ void parseOverview(DddReport& report, const QByteArray& d)
             describedRow(u"cardIssuingMemberState"_s, countryName(byteAt(d, position + 5)), {}, {}));
         report.downloadActivity.append(
             describedRow(u"driverCardNumber"_s, readFixedText(d, position + 6, 16), {}, {}));
-        // 35 bytes from 22 take the code-page byte in as a blank and leave the name's last byte out.
         report.downloadActivity.append(
-            describedRow(u"companyOrTachoriaName"_s, readCalibrationText(d, position + 22, 35), {}, {}));
+            describedRow(u"companyOrTachoriaName"_s, readName(d, position + 22, 36), {}, {}));
         position += 58;
     }
     const auto rawRecords = [&](DatasetRows& rows, qsizetype size) {
@@ -162,96 +162,44 @@ const QString& cardInsertionKey(int field)
     return keys[field];
 }
 
-// A card insertion record, read by its markers since the name fields are not to be trusted.
+// A card's expiry is a BCD date; a unit that wrote a time stamp there is read as before.
+QString expiryText(const QByteArray& d, qsizetype position, const QString& format)
+{
+    const QDate date = readBcdDate(d, position);
+    return date.isValid() ? QDateTime(date, QTime(0, 0), QTimeZone::utc()).toString(format)
+                          : vuBeTime(d, position, format);
+}
+
+// A card insertion record of 129 bytes at the standard's layout.
 QVariantMap cardInsertionRow(const QByteArray& r, int dayNo, int index)
 {
-    // The fields are read in the record's order and placed in the row in the keys' order; a field that
-    // is not read stays invalid and gets no key.
-    QVariant fields[CardInsertionFieldCount];
     static const QString dateOnly = u"dd.MM.yyyy"_s;
     static const QString dateAndTime = u"dd.MM.yyyy H:mm:ss"_s;
-    qsizetype cursor = 0;
-    const auto takeUntil = [&](std::initializer_list<quint8> stops, qsizetype most) {
-        const qsizetype start = cursor;
-        while (cursor < r.size() && cursor - start < most &&
-               std::find(stops.begin(), stops.end(), byteAt(r, cursor)) == stops.end())
-            ++cursor;
-        return readCalibrationText(r, start, cursor - start).trimmed();
-    };
-    for (int skipped = 0; skipped < 10 && cursor < r.size() && byteAt(r, cursor) != 0x05; ++skipped)
-        ++cursor;
-    // Without the marker the skipped bytes stay skipped: the cursor only ever moves on.
-    if (byteAt(r, cursor) == 0x05 && cursor < r.size()) {
-        ++cursor;
-        fields[CardHolderSurname] = takeUntil({0x00, 0x05}, 36);
-    }
-    while (cursor < r.size() && byteAt(r, cursor) == 0x00)
-        ++cursor;
-    if (cursor < r.size() && byteAt(r, cursor) == 0x05) {
-        ++cursor;
-        fields[CardHolderFirstNames] = takeUntil({0x00, 0x05, 0x01, 0x02}, 36);
-    }
-    while (cursor < r.size() && byteAt(r, cursor) == 0x00)
-        ++cursor;
-    if (cursor < r.size())
-        fields[CardType] = byteAt(r, cursor++) == 2 ? u"Мастерская"_s : u"Водитель"_s;
-    if (cursor < r.size())
-        fields[CardIssuingMemberState] = countryName(byteAt(r, cursor++));
-    const auto takeText = [&](qsizetype most) {
-        const qsizetype length = std::min(most, r.size() - cursor);
-        const QString text = readCalibrationText(r, cursor, length).trimmed();
-        cursor += std::max<qsizetype>(length, 0);
-        return text;
-    };
-    fields[DriverCardNumber] = takeText(16);
-    if (fits(r, cursor, 4)) {
-        fields[CardExpiryDate] = vuBeTime(r, cursor, dateOnly);
-        cursor += 4;
-    }
-    if (fits(r, cursor, 4)) {
-        fields[CardInsertionDate] = vuBeTime(r, cursor, dateAndTime);
-        cursor += 4;
-    }
-    if (fits(r, cursor, 3)) {
-        fields[VehicleOdometerValueAtInsertion] = odometerAt(r, cursor);
-        cursor += 3;
-    }
-    if (fits(r, cursor, 1)) {
-        const int slot = byteAt(r, cursor++);
-        fields[CardSlot] = slotName(slot);
-        fields[CardSlotNumber] = slot;
-    }
-    if (fits(r, cursor, 4)) {
-        fields[CardWithdrawalTime] = vuBeTime(r, cursor, dateAndTime);
-        cursor += 4;
-    }
-    if (fits(r, cursor, 3)) {
-        fields[VehicleOdometerValueAtWithdrawal] = odometerAt(r, cursor);
-        cursor += 3;
-    }
-    if (cursor < r.size()) {
-        if (byteAt(r, cursor) != 0x05)
-            fields[PrevVehicleRegistrationNation] = countryName(byteAt(r, cursor++));
-        else
-            fields[PrevVehicleRegistrationNation] = QString();
-    }
-    fields[PrevVehicleRegistrationNumber] = takeText(14);
-    if (fits(r, cursor, 4)) {
-        fields[PrevCardWithdrawalTime] = vuBeTime(r, cursor, dateAndTime);
-        cursor += 4;
-    }
-    if (cursor < r.size())
-        fields[ManualInputFlag] = byteAt(r, cursor) == 1 ? u"Да"_s : u"Нет"_s;
+    const int slot = byteAt(r, 101);
+    QVariant fields[CardInsertionFieldCount];
+    fields[CardHolderSurname] = readName(r, 0, 36);
+    fields[CardHolderFirstNames] = readName(r, 36, 36);
+    fields[CardType] = byteAt(r, 72) == 2 ? u"Мастерская"_s : u"Водитель"_s;
+    fields[CardIssuingMemberState] = countryName(byteAt(r, 73));
+    fields[DriverCardNumber] = readFixedText(r, 74, 16);
+    fields[CardExpiryDate] = expiryText(r, 90, dateOnly);
+    fields[CardInsertionDate] = vuBeTime(r, 94, dateAndTime);
+    fields[VehicleOdometerValueAtInsertion] = odometerAt(r, 98);
+    fields[CardSlot] = slotName(slot);
+    fields[CardSlotNumber] = slot;
+    fields[CardWithdrawalTime] = vuBeTime(r, 102, dateAndTime);
+    fields[VehicleOdometerValueAtWithdrawal] = odometerAt(r, 106);
+    fields[PrevVehicleRegistrationNation] = countryName(byteAt(r, 109));
+    fields[PrevVehicleRegistrationNumber] = readName(r, 110, 14);
+    fields[PrevCardWithdrawalTime] = vuBeTime(r, 124, dateAndTime);
+    fields[ManualInputFlag] = byteAt(r, 128) == 1 ? u"Да"_s : u"Нет"_s;
     fields[DayNo] = dayNo;
     fields[BlockNumber] = dayNo;
     fields[RecordInBlock] = index;
     fields[HexData] = upperHex(r);
-
     std::map<QString, QVariant> row;
-    for (int field = 0; field < CardInsertionFieldCount; ++field) {
-        if (fields[field].isValid())
-            row.emplace_hint(row.end(), cardInsertionKey(field), std::move(fields[field]));
-    }
+    for (int field = 0; field < CardInsertionFieldCount; ++field)
+        row.emplace_hint(row.end(), cardInsertionKey(field), std::move(fields[field]));
     return QVariantMap(std::move(row));
 }
 
@@ -270,108 +218,171 @@ QString regionName(int region)
     return u"Region 0x%1"_s.arg(hexCode(region)).toUpper();
 }
 
-void parseActivityDay(DddReport& report, const DddBlock& block)
+void appendChanges(DddReport& report, const QByteArray& d, qsizetype position, int count, int dayNo)
 {
-    const QByteArray& d = block.data;
+    static const QStringList activities = {u"Перерыв/отдых"_s, u"Доступность"_s, u"Работа"_s, u"Вождение"_s};
+    static const QStringList englishActivities = {u"Rest"_s, u"Availability"_s, u"Work"_s, u"Drive"_s};
+    for (int index = 0; index < count; ++index) {
+        const quint8 b0 = byteAt(d, position + 2 * index);
+        const int minutes = ((b0 & 0x07) << 8) | byteAt(d, position + 2 * index + 1);
+        if (minutes > 1439)
+            continue;
+        const int activity = (b0 >> 3) & 0x03;
+        const bool notInserted = b0 & 0x20;
+        const QString slot = (b0 & 0x80) ? u"Сопряжённый водитель"_s : u"Водитель"_s;
+        const QString status = (b0 & 0x40) ? u"Экипаж"_s : u"Одиночный режим"_s;
+        const QString time = formatMinutes(minutes);
+        report.activityDaily.append({{u"activity"_s, activities.at(activity)},
+                                     {u"cardStatus"_s, notInserted ? u"Не вставлена"_s : u"Вставлена"_s},
+                                     {u"day"_s, dayNo},
+                                     {u"dayNo"_s, dayNo},
+                                     {u"drivingStatus"_s, status},
+                                     {u"minutes"_s, minutes},
+                                     {u"slot"_s, slot},
+                                     {u"timeOfChange"_s, time}});
+        // The same row with the English texts that the analysis reads.
+        report.activityChanges.append({{u"activity"_s, englishActivities.at(activity)},
+                                       {u"activityDailyPresenceCounter1"_s, dayNo},
+                                       {u"cardStatus"_s, notInserted ? u"Not Inserted"_s : u"Inserted"_s},
+                                       {u"day"_s, dayNo},
+                                       {u"dayNo"_s, dayNo},
+                                       {u"drivingStatus"_s, status},
+                                       {u"minutes"_s, minutes},
+                                       {u"slot"_s, slot},
+                                       {u"time"_s, time},
+                                       {u"timeOfChange"_s, time}});
+    }
+}
+
+void appendPlace(DddReport& report, const QByteArray& d, qsizetype position, int dayNo)
+{
+    report.placeDailyWorkPeriod.append(
+        {{u"dayNo"_s, dayNo},
+         {u"cardType"_s, cardTypeName(byteAt(d, position))},
+         {u"cardIssuingMemberState"_s, countryName(byteAt(d, position + 1))},
+         {u"driverCardNumber"_s, readFixedText(d, position + 2, 16)},
+         {u"entryTime"_s, vuTime(d, position + 18)},
+         {u"entryTypeDailyWorkPeriod"_s, entryTypeName(byteAt(d, position + 22))},
+         {u"dailyWorkPeriodCountry"_s, countryName(byteAt(d, position + 23))},
+         {u"dailyWorkPeriodRegion"_s, regionName(byteAt(d, position + 24))},
+         {u"vehicleOdometerValue"_s, odometerAt(d, position + 25)},
+         {u"hexData"_s, hexText(d, position, 28)}});
+}
+
+void appendDayInformation(DddReport& report, const QByteArray& d, qsizetype position, int dayNo)
+{
+    report.dayInformation.append({{u"dayNo"_s, dayNo},
+                                  {u"timeReal"_s, vuTime(d, position)},
+                                  {u"odometerValueMidnight"_s, odometerAt(d, position + 4)},
+                                  {u"hexData"_s, hexText(d, position, 7)}});
+}
+
+// The parts of one day at the standard's layout: the day and its odometer, the card insertions, the
+// activity changes, the places and the specific conditions, each behind its count.
+struct DayLayout
+{
+    qsizetype insertions = 0; // position of the count of each part
+    qsizetype changes = 0;
+    qsizetype places = 0;
+    qsizetype end = 0; // behind the specific conditions
+};
+
+// The layout of the day at `position` when every part fits before `limit` and the day is a real one.
+std::optional<DayLayout> dayLayoutAt(const QByteArray& d, qsizetype position, qsizetype limit)
+{
+    if (!fitsBefore(position, 7, limit) || !vuDateTime(d, position).isValid())
+        return std::nullopt;
+    DayLayout day;
+    day.insertions = position + 7;
+    const auto counted = [&](qsizetype at, qsizetype countBytes, qsizetype recordSize) -> qsizetype {
+        if (!fitsBefore(at, countBytes, limit))
+            return -1;
+        const qsizetype count = countBytes == 2 ? readBe16(d, at) : byteAt(d, at);
+        const qsizetype end = at + countBytes + count * recordSize;
+        return end <= limit ? end : -1;
+    };
+    day.changes = counted(day.insertions, 2, 129);
+    day.places = day.changes < 0 ? -1 : counted(day.changes, 2, 2);
+    const qsizetype conditions = day.places < 0 ? -1 : counted(day.places, 1, 28);
+    day.end = conditions < 0 ? -1 : counted(conditions, 2, 5);
+    if (day.end < 0)
+        return std::nullopt;
+    return day;
+}
+
+void readDay(DddReport& report, const QByteArray& d, qsizetype position, const DayLayout& day, int dayNo)
+{
+    appendDayInformation(report, d, position, dayNo);
+    const int insertions = readBe16(d, day.insertions);
+    for (int index = 0; index < insertions; ++index)
+        report.cardIwData.append(
+            cardInsertionRow(d.mid(day.insertions + 2 + 129 * index, 129), dayNo, index));
+    appendChanges(report, d, day.changes + 2, readBe16(d, day.changes), dayNo);
+    for (int index = 0; index < byteAt(d, day.places); ++index)
+        appendPlace(report, d, day.places + 1 + 28 * index, dayNo);
+}
+
+// A block the standard's layout does not fit: the header, the card insertions behind a count that fits,
+// then the activity changes searched (a count of 1 to 120), then the places that look like places.
+void readDamagedDay(DddReport& report, const QByteArray& d, int dayNo)
+{
     const qsizetype limit = dataLimit(d);
-    const int dayNo = block.occurrence;
     qsizetype position = 2;
     if (fitsBefore(position, 7, limit)) {
-        // vuTime gives a year of 2000 to 2100 or its failure text, so a valid reading is the test.
-        const QString time = vuTime(d, position);
-        if (vuDateTime(d, position).isValid()) {
-            report.dayInformation.append({{u"dayNo"_s, dayNo},
-                                          {u"timeReal"_s, time},
-                                          {u"odometerValueMidnight"_s, odometerAt(d, position + 4)},
-                                          {u"hexData"_s, hexText(d, position, 7)}});
-        }
+        if (vuDateTime(d, position).isValid())
+            appendDayInformation(report, d, position, dayNo);
         position += 7;
     }
     if (position + 1 < limit && (byteAt(d, position) == 0x00 || byteAt(d, position) == 0x20)) {
         const int count = byteAt(d, position + 1);
         if (count <= 100 && fitsBefore(position, 2 + 129 * qsizetype(count), limit)) {
-            position += 2;
-            for (int index = 0; index < count; ++index) {
-                const QByteArray record = d.mid(position, 129);
-                report.cardIwData.append(cardInsertionRow(record, dayNo, index));
-                position += 129;
-            }
+            for (int index = 0; index < count; ++index)
+                report.cardIwData.append(
+                    cardInsertionRow(d.mid(position + 2 + 129 * index, 129), dayNo, index));
+            position += 2 + 129 * qsizetype(count);
         }
     }
-    // The count of changes is searched, not trusted; up to 120 changes are taken as a count.
-    qsizetype found = -1;
-    int changes = 0;
     for (qsizetype p = position; p + 1 < limit; ++p) {
         const int n = byteAt(d, p + 1);
         if (byteAt(d, p) == 0 && n >= 1 && n <= 120 && fitsBefore(p, 2 + 2 * qsizetype(n), limit)) {
-            found = p;
-            changes = n;
+            appendChanges(report, d, p + 2, n, dayNo);
+            position = p + 2 + 2 * n;
             break;
         }
-    }
-    if (found >= 0) {
-        static const QStringList activities = {u"Перерыв/отдых"_s, u"Доступность"_s, u"Работа"_s,
-                                               u"Вождение"_s};
-        static const QStringList englishActivities = {u"Rest"_s, u"Availability"_s, u"Work"_s, u"Drive"_s};
-        for (int index = 0; index < changes; ++index) {
-            const quint8 b0 = byteAt(d, found + 2 + 2 * index);
-            const quint8 b1 = byteAt(d, found + 3 + 2 * index);
-            const int minutes = ((b0 & 0x07) << 8) | b1;
-            if (minutes > 1439)
-                continue;
-            const int activity = (b0 >> 3) & 0x03;
-            const bool notInserted = b0 & 0x20;
-            const QString slot = (b0 & 0x80) ? u"Сопряжённый водитель"_s : u"Водитель"_s;
-            const QString status = (b0 & 0x40) ? u"Экипаж"_s : u"Одиночный режим"_s;
-            const QString time = formatMinutes(minutes);
-            // Keys in ascending order, so that each row is built without searching.
-            report.activityDaily.append(
-                makeRow({{u"activity"_s, activities.at(activity)},
-                         {u"cardStatus"_s, notInserted ? u"Не вставлена"_s : u"Вставлена"_s},
-                         {u"day"_s, dayNo},
-                         {u"dayNo"_s, dayNo},
-                         {u"drivingStatus"_s, status},
-                         {u"minutes"_s, minutes},
-                         {u"slot"_s, slot},
-                         {u"timeOfChange"_s, time}}));
-            // The same row with the English texts that the analysis reads.
-            report.activityChanges.append(
-                makeRow({{u"activity"_s, englishActivities.at(activity)},
-                         {u"activityDailyPresenceCounter1"_s, dayNo},
-                         {u"cardStatus"_s, notInserted ? u"Not Inserted"_s : u"Inserted"_s},
-                         {u"day"_s, dayNo},
-                         {u"dayNo"_s, dayNo},
-                         {u"drivingStatus"_s, status},
-                         {u"minutes"_s, minutes},
-                         {u"slot"_s, slot},
-                         {u"time"_s, time},
-                         {u"timeOfChange"_s, time}}));
-        }
-        position = found + 2 + 2 * changes;
     }
     // A place count of exactly 1 is stepped over; any other count byte is walked through in steps of 28.
     if (position < limit && byteAt(d, position) == 0x01)
         ++position;
-    static const QRegularExpression control(u"[\\x{0}-\\x{1F}]"_s);
     for (; position + 27 < limit; position += 28) {
         const int cardType = byteAt(d, position);
         const QString cardNumber = readFixedText(d, position + 2, 16);
         const QString entryTime = vuTime(d, position + 18);
-        if (cardNumber.size() <= 4 || control.match(cardNumber).hasMatch() ||
-            entryTime.startsWith(u"01.01.0001"_s) || entryTime.startsWith(u"01.01.1970"_s) || cardType < 1 ||
-            cardType > 5)
-            continue;
-        report.placeDailyWorkPeriod.append(
-            {{u"dayNo"_s, dayNo},
-             {u"cardType"_s, cardTypeName(cardType)},
-             {u"cardIssuingMemberState"_s, countryName(byteAt(d, position + 1))},
-             {u"driverCardNumber"_s, cardNumber},
-             {u"entryTime"_s, entryTime},
-             {u"entryTypeDailyWorkPeriod"_s, entryTypeName(byteAt(d, position + 22))},
-             {u"dailyWorkPeriodCountry"_s, countryName(byteAt(d, position + 23))},
-             {u"dailyWorkPeriodRegion"_s, regionName(byteAt(d, position + 24))},
-             {u"vehicleOdometerValue"_s, odometerAt(d, position + 25)},
-             {u"hexData"_s, hexText(d, position, 28)}});
+        const bool control =
+            std::any_of(cardNumber.begin(), cardNumber.end(), [](QChar c) { return c < u' '; });
+        if (cardNumber.size() > 4 && !control && !entryTime.startsWith(u"01.01.0001"_s) &&
+            !entryTime.startsWith(u"01.01.1970"_s) && cardType >= 1 && cardType <= 5)
+            appendPlace(report, d, position, dayNo);
+    }
+}
+
+// A 7602 block holds one day, or several one behind the other, each with its signature or without.
+void parseActivities(DddReport& report, const QByteArray& d, int& dayNo)
+{
+    qsizetype position = 2;
+    std::optional<DayLayout> day = dayLayoutAt(d, position, d.size());
+    if (!day) {
+        readDamagedDay(report, d, ++dayNo);
+        return;
+    }
+    while (day) {
+        readDay(report, d, position, *day, ++dayNo);
+        const qsizetype end = day->end;
+        position = end + kSignatureSize;
+        day = dayLayoutAt(d, position, d.size());
+        if (!day) {
+            position = end;
+            day = dayLayoutAt(d, position, d.size());
+        }
     }
 }
 
@@ -401,106 +412,31 @@ QString calibrationPurpose(int purpose, bool english)
     return russian.at(purpose - 1);
 }
 
-QVariantMap calibrationRow(const QByteArray& d, qsizetype start, qsizetype end)
+// A calibration record of 167 bytes at the standard's layout.
+QVariantMap calibrationRow(const QByteArray& d, qsizetype p)
 {
-    qsizetype cursor = start + 1;
-    const auto fitsHere = [&](qsizetype length) { return cursor + length <= end; };
-    const int purpose = byteAt(d, start);
-    QVariantMap row{{u"calibrationPurpose"_s, calibrationPurpose(purpose, false)},
-                    {u"calibrationPurposeEnglish"_s, calibrationPurpose(purpose, true)}};
-    while (cursor < end && byteAt(d, cursor) == 0xBE)
-        ++cursor;
-    for (const QString& key : {u"tachoriaName"_s, u"tachoriaAddress"_s}) {
-        if (cursor < end && byteAt(d, cursor) == 0x05)
-            ++cursor;
-        if (fitsHere(35)) {
-            row.insert(key, readCalibrationText(d, cursor, 35));
-            cursor += 35;
-        }
-    }
-    if (cursor < end && byteAt(d, cursor) == 2)
-        ++cursor;
-    if (fitsHere(17)) {
-        QString number = readFixedText(d, cursor, 17);
-        if (number.startsWith(QLatin1Char('+'))) // the nation byte 0x2B read as text
-            number.remove(0, 1);
-        row.insert(u"tachoriaCardNumber"_s, number);
-        cursor += 17;
-    }
-    if (fitsHere(4)) {
-        row.insert(u"tachoriaCardExpiryDate"_s, formatUnixCSharp(readBe32(d, cursor)));
-        cursor += 4;
-    }
-    if (fitsHere(17)) {
-        row.insert(u"vehicleIdentificationNumber"_s, readFixedText(d, cursor, 17));
-        cursor += 17;
-    }
-    QString nation = u"Российская Федерация"_s;
-    QString number = u"?????????????"_s;
-    static const QRegularExpression questions(u"^\\?+$"_s);
-    static const QRegularExpression plate(
-        u"^[ABEKMHOPCTYXАВЕКМНОРСТУХ]\\d{3}[ABEKMHOPCTYXАВЕКМНОРСТУХ]{2}\\d{2,3}$"_s,
-        QRegularExpression::CaseInsensitiveOption);
-    while (fitsHere(15) && byteAt(d, cursor) == 0x2B) {
-        const int codePage = byteAt(d, cursor + 1);
-        const QString text = readCalibrationText(d, cursor + 2, 13).trimmed();
-        cursor += 15;
-        const bool usable = !text.isEmpty() && !questions.match(text).hasMatch();
-        if (codePage == 1 && usable)
-            number = text;
-        else if (codePage == 5 && plate.match(text).hasMatch())
-            number = text;
-        else if (codePage == 5 && usable)
-            nation = text; // a word under code page 5 that is no plate names the region
-    }
-    row.insert(u"vehicleRegistrationNation"_s, nation);
-    row.insert(u"vehicleRegistrationNumber"_s, number);
-    for (const QString& key :
-         {u"wVehicleCharacteristicConstant"_s, u"kConstantOfRecordingEquipment"_s, u"iTyreCircumference"_s}) {
-        if (fitsHere(2)) {
-            row.insert(key, QString::number(readBe16(d, cursor)));
-            cursor += 2;
-        }
-    }
-    if (fitsHere(15)) {
-        row.insert(u"tyreSize"_s, readFixedText(d, cursor, 15));
-        cursor += 15;
-    }
-    if (fitsHere(2)) {
-        row.insert(u"authorisedSpeed"_s, QString::number(readLe16(d, cursor)));
-        cursor += 2;
-    }
-    QString oldOdometer = u"0"_s;
-    if (fitsHere(2)) {
-        oldOdometer = QString::number(readBe16(d, cursor));
-        cursor += 2;
-    }
-    row.insert(u"oldOdometerValue"_s, oldOdometer);
-    QString newOdometer = u"0"_s;
-    if (fitsHere(2)) {
-        if (byteAt(d, cursor) == 0 && fitsHere(3) && byteAt(d, cursor + 1) != 0 &&
-            readBe16(d, cursor + 1) > 100)
-            ++cursor; // a shifted field
-        newOdometer = QString::number(readBe16(d, cursor));
-        cursor += 2;
-    }
-    row.insert(u"newOdometerValue"_s, newOdometer);
-    if (oldOdometer == u"0"_s && newOdometer == u"0"_s && fitsHere(5)) {
-        const quint32 a = readBe32(d, cursor);
-        const quint32 b = readBe32(d, cursor + 1);
-        if ((a <= 0x98967F || a > 0x77359400) && b > 0x989680 && b <= 0x773593FF)
-            ++cursor; // b looks like a time stamp and a does not
-    }
-    for (const QString& key : {u"oldTimeValue"_s, u"newTimeValue"_s, u"nextCalibrationDate"_s}) {
-        QString value;
-        if (fitsHere(4)) {
-            value = formatUnixCSharp(readBe32(d, cursor));
-            cursor += 4;
-        }
-        row.insert(key, value);
-    }
-    row.insert(u"hexData"_s, hexText(d, start, end - start));
-    return row;
+    const int purpose = byteAt(d, p);
+    const auto number = [](quint32 value) { return QString::number(value); };
+    return makeRow({{u"authorisedSpeed"_s, number(byteAt(d, p + 148))},
+                    {u"calibrationPurpose"_s, calibrationPurpose(purpose, false)},
+                    {u"calibrationPurposeEnglish"_s, calibrationPurpose(purpose, true)},
+                    {u"hexData"_s, hexText(d, p, 167)},
+                    {u"iTyreCircumference"_s, number(readBe16(d, p + 131))},
+                    {u"kConstantOfRecordingEquipment"_s, number(readBe16(d, p + 129))},
+                    {u"newOdometerValue"_s, number(readBe24(d, p + 152))},
+                    {u"newTimeValue"_s, formatUnixCSharp(readBe32(d, p + 159))},
+                    {u"nextCalibrationDate"_s, formatUnixCSharp(readBe32(d, p + 163))},
+                    {u"oldOdometerValue"_s, number(readBe24(d, p + 149))},
+                    {u"oldTimeValue"_s, formatUnixCSharp(readBe32(d, p + 155))},
+                    {u"tachoriaAddress"_s, readName(d, p + 37, 36)},
+                    {u"tachoriaCardExpiryDate"_s, expiryText(d, p + 91, u"dd.MM.yyyy H:mm:ss"_s)},
+                    {u"tachoriaCardNumber"_s, readFixedText(d, p + 75, 16)},
+                    {u"tachoriaName"_s, readName(d, p + 1, 36)},
+                    {u"tyreSize"_s, readFixedText(d, p + 133, 15)},
+                    {u"vehicleIdentificationNumber"_s, readFixedText(d, p + 95, 17)},
+                    {u"vehicleRegistrationNation"_s, countryName(byteAt(d, p + 112))},
+                    {u"vehicleRegistrationNumber"_s, readName(d, p + 113, 14)},
+                    {u"wVehicleCharacteristicConstant"_s, number(readBe16(d, p + 127))}});
 }
 
 QVariantMap sensorRow(const QString& description, const QVariant& value)
@@ -520,8 +456,8 @@ void parseTechnicalData(DddReport& report, const QByteArray& d)
                                      ? QString()
                                      : u"Unknown (0x%1)"_s.arg(hexCode(type)).toUpper();
         const QList<std::pair<QString, QVariant>> fields = {
-            {u"vuManufacturerName"_s, readCalibrationText(d, p + 1, 35)},
-            {u"vuManufacturerAddress"_s, readCalibrationText(d, p + 37, 35)},
+            {u"vuManufacturerName"_s, readName(d, p, 36)},
+            {u"vuManufacturerAddress"_s, readName(d, p + 36, 36)},
             {u"vuPartNumber"_s, readWindows1251Text(d, p + 72, 16).trimmed()},
             {u"vuSerialNumber"_s, QString::number(readBe32(d, p + 88))},
             {u"monthYear"_s, bcdPair(d, p + 92)},
@@ -558,31 +494,34 @@ void parseTechnicalData(DddReport& report, const QByteArray& d)
         report.sensorPaired.append(pairingRow);
         position += 20;
     }
-    // The count is not trusted: the first record is found by the legal form at the head of the firm's name.
+    // The records behind their count; when the count promises more than the block holds, the first
+    // record is searched by the legal form at the head of a Russian firm's name, and records follow
+    // while their purpose is one.
+    constexpr qsizetype kCalibration = 167;
     qsizetype first = -1;
-    for (qsizetype p = position; p + 166 < limit; ++p) {
-        const int purpose = byteAt(d, p);
-        if (purpose >= 1 && purpose <= 5 && byteAt(d, p + 1) == 0x05 &&
-            (byteAt(d, p + 2) == 0xBE || (byteAt(d, p + 2) == 0xB8 && byteAt(d, p + 3) == 0xBF))) {
-            first = p;
-            break;
+    qsizetype count = 0;
+    if (position < limit && position + 1 + byteAt(d, position) * kCalibration <= limit) {
+        first = position + 1;
+        count = byteAt(d, position);
+    } else {
+        for (qsizetype p = position; p + kCalibration <= limit && first < 0; ++p) {
+            if (byteAt(d, p) >= 1 && byteAt(d, p) <= 5 && byteAt(d, p + 1) == 0x05 &&
+                (byteAt(d, p + 2) == 0xBE || (byteAt(d, p + 2) == 0xB8 && byteAt(d, p + 3) == 0xBF)))
+                first = p;
         }
+        while (first >= 0 && first + (count + 1) * kCalibration <= limit &&
+               byteAt(d, first + count * kCalibration) >= 1 && byteAt(d, first + count * kCalibration) <= 5)
+            ++count;
     }
-    if (first < 0)
-        return;
-    for (qsizetype p = first; p < limit; p += 167) {
-        const int purpose = byteAt(d, p);
-        if (purpose == 0 || purpose > 5)
-            break;
-        report.calibrationData.append(calibrationRow(d, p, std::min(p + 167, limit)));
-    }
+    for (qsizetype index = 0; index < count; ++index)
+        report.calibrationData.append(calibrationRow(d, first + index * kCalibration));
 }
 
 // --- closing ----------------------------------------------------------------------------------------
 
-QDateTime dayTime(const QVariantMap& row, const QString& key)
+QDateTime dayTime(const DatasetRows& rows, qsizetype row, QStringView key)
 {
-    return parseReportTime(row.value(key).toString());
+    return parseReportTime(rows.value(row, key).toString());
 }
 
 // A stable sort by keys computed once per row.
@@ -592,70 +531,48 @@ void sortRowsBy(DatasetRows& rows, const KeyOf& keyOf)
     QList<std::pair<Key, qsizetype>> keys;
     keys.reserve(rows.size());
     for (qsizetype i = 0; i < rows.size(); ++i)
-        keys.append({keyOf(rows.at(i)), i});
+        keys.append({keyOf(i), i});
     std::stable_sort(keys.begin(), keys.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
-    DatasetRows sorted;
-    sorted.reserve(rows.size());
+    QList<qsizetype> order;
+    order.reserve(keys.size());
     for (const auto& key : std::as_const(keys))
-        sorted.append(rows.at(key.second));
-    rows = std::move(sorted);
+        order.append(key.second);
+    rows.reorder(order);
 }
 
 void closeTachographReport(DddReport& report)
 {
-    sortRowsBy<QDateTime>(report.dayInformation,
-                          [](const QVariantMap& row) { return dayTime(row, u"timeReal"_s); });
-    for (qsizetype i = 0; i < report.dayInformation.size(); ++i)
-        report.dayInformation[i].insert(u"dayNo"_s, int(i + 1));
+    DatasetRows& days = report.dayInformation;
+    sortRowsBy<QDateTime>(days, [&days](qsizetype row) { return dayTime(days, row, u"timeReal"); });
+    for (qsizetype i = 0; i < days.size(); ++i)
+        days.setValue(i, u"dayNo"_s, int(i + 1));
 
-    const auto coDriver = [](const QVariantMap& row) {
-        const QString slot = row.value(u"cardSlot"_s).toString();
-        return slot.contains(u"сопряж"_s, Qt::CaseInsensitive) ||
-               slot.contains(u"co-driver"_s, Qt::CaseInsensitive);
-    };
     // By day, then by insertion time; at the same moment the co-driver's row comes first.
+    DatasetRows& cards = report.cardIwData;
     using InsertionKey = std::tuple<int, QDateTime, int>;
-    sortRowsBy<InsertionKey>(report.cardIwData, [&coDriver](const QVariantMap& row) {
-        return InsertionKey{row.value(u"dayNo"_s).toInt(), dayTime(row, u"cardInsertionDate"_s),
-                            coDriver(row) ? 0 : 1};
+    sortRowsBy<InsertionKey>(cards, [&cards](qsizetype row) {
+        const QString slot = cards.value(row, u"cardSlot").toString();
+        const bool coDriver = slot.contains(u"сопряж"_s, Qt::CaseInsensitive) ||
+                              slot.contains(u"co-driver"_s, Qt::CaseInsensitive);
+        return InsertionKey{cards.value(row, u"dayNo").toInt(), dayTime(cards, row, u"cardInsertionDate"),
+                            coDriver ? 0 : 1};
     });
-    QSet<QString> seen;
-    seen.reserve(report.cardIwData.size());
-    DatasetRows unique;
-    unique.reserve(report.cardIwData.size());
-    static const QString uniqueKeys[] = {u"vehicleOdometerValueAtInsertion"_s, u"cardInsertionDate"_s,
-                                         u"driverCardNumber"_s, u"cardHolderFirstNames"_s,
-                                         u"cardHolderSurname"_s};
-    for (QVariantMap& row : report.cardIwData) {
-        QString key;
-        key.reserve(96);
-        for (const QString& name : uniqueKeys) {
-            if (&name != uniqueKeys)
-                key += QLatin1Char('|');
-            key += row.value(name).toString();
-        }
-        if (!seen.contains(key)) {
-            seen.insert(std::move(key));
-            unique.append(std::move(row));
-        }
-    }
-    report.cardIwData = std::move(unique); // moved, so that renumbering below copies no row
     int dayNo = 0;
     QDate lastDate;
-    for (QVariantMap& row : report.cardIwData) {
-        const QDate date = dayTime(row, u"cardInsertionDate"_s).date();
+    for (qsizetype row = 0; row < cards.size(); ++row) {
+        const QDate date = dayTime(cards, row, u"cardInsertionDate").date();
         if (dayNo == 0 || date != lastDate)
             ++dayNo;
         lastDate = date;
-        row.insert(u"dayNo"_s, dayNo);
+        cards.setValue(row, u"dayNo"_s, dayNo);
     }
 
     QDateTime earliest;
     QDateTime latest;
-    const auto consider = [&](const DatasetRows& rows, const QString& key) {
-        for (const QVariantMap& row : rows) {
-            const QDateTime moment = parseReportTime(row.value(key).toString());
+    const auto consider = [&](const DatasetRows& rows, QStringView key) {
+        for (qsizetype row = 0; row < rows.size(); ++row) {
+            const QDateTime moment = dayTime(rows, row, key);
             if (!moment.isValid())
                 continue;
             if (!earliest.isValid() || moment < earliest)
@@ -664,13 +581,13 @@ void closeTachographReport(DddReport& report)
                 latest = moment;
         }
     };
-    consider(report.dayInformation, u"timeReal"_s);
-    consider(report.tachoEvents, u"eventBeginTime"_s);
-    consider(report.tachoEvents, u"eventEndTime"_s);
-    consider(report.tachoFaults, u"faultBeginTime"_s);
-    consider(report.tachoFaults, u"faultEndTime"_s);
-    consider(report.calibrationData, u"oldTimeValue"_s);
-    consider(report.calibrationData, u"newTimeValue"_s);
+    consider(report.dayInformation, u"timeReal");
+    consider(report.tachoEvents, u"eventBeginTime");
+    consider(report.tachoEvents, u"eventEndTime");
+    consider(report.tachoFaults, u"faultBeginTime");
+    consider(report.tachoFaults, u"faultEndTime");
+    consider(report.calibrationData, u"oldTimeValue");
+    consider(report.calibrationData, u"newTimeValue");
     if (report.dataStartDate.isEmpty() && earliest.isValid())
         report.dataStartDate = earliest.toString(u"dd.MM.yyyy H:mm:ss"_s);
     if (report.dataEndDate.isEmpty() && latest.isValid())
@@ -682,11 +599,17 @@ void closeTachographReport(DddReport& report)
         report.totalOverSpeeding = int(report.overSpeedingEvents.size());
     if (report.totalCalibrations == 0)
         report.totalCalibrations = int(report.calibrationData.size());
-    // The sum of the midnight readings, not of their differences: that is what this figure means here.
-    qint64 distance = 0;
-    for (const QVariantMap& row : std::as_const(report.dayInformation))
-        distance += std::max<qint64>(row.value(u"odometerValueMidnight"_s).toLongLong(), 0);
-    report.totalDistanceKm = int(std::min<qint64>(distance, std::numeric_limits<int>::max()));
+    // The distance the odometer readings span: the midnight readings of the days (0 is no reading).
+    quint32 lowest = std::numeric_limits<quint32>::max();
+    quint32 highest = 0;
+    for (const QVariantMap& row : std::as_const(report.dayInformation)) {
+        const quint32 odometer = row.value(u"odometerValueMidnight"_s).toUInt();
+        if (odometer > 0) {
+            lowest = std::min(lowest, odometer);
+            highest = std::max(highest, odometer);
+        }
+    }
+    report.totalDistanceKm = highest >= lowest ? int(highest - lowest) : 0;
 
     QSet<QDate> faultDays;
     for (const QVariantMap& row : std::as_const(report.tachoFaults)) {
@@ -732,11 +655,12 @@ void closeTachographReport(DddReport& report)
 
 void Decoder::parseTachographData(DddReport& report)
 {
+    int dayNo = 0; // days are numbered in the order they are read, over all activity blocks
     for (const DddBlock& block : std::as_const(report.blocks)) {
         if (block.fileNumber == u"7601"_s && block.occurrence == 1)
             parseOverview(report, block.data);
         else if (block.fileNumber == u"7602"_s)
-            parseActivityDay(report, block);
+            parseActivities(report, block.data, dayNo);
         else if (block.fileNumber == u"7603"_s)
             parseEventsAndFaults(report, block.data);
         else if (block.fileNumber == u"7604"_s)

@@ -259,16 +259,17 @@ int DownloadRun::step(quint8 type)
     status(QStringLiteral("Запрашиваем %1").arg(DownloadWorkflow::requestName(type)));
     QByteArray payload;
     if (type == REQUEST_ACTIVITIES) {
-        QByteArray buffer;
+        // One 76 02 block a day, as the units' own downloads have it, so that every reader reads every day.
         for (qint64 day = m_begin; day <= m_end; day += 86400) {
             const int code = DownloadWorkflow::transferData(
                 m_client, type, protocol::bigEndianBytes(static_cast<quint32>(day), 4), &m_stop, payload,
                 hook, m_status);
             if (code != 0)
-                return flush(type, buffer) ? code : kTempWriteFailed;
-            buffer.append(payload);
+                return code;
+            if (!flush(type, payload))
+                return kTempWriteFailed;
         }
-        return flush(type, buffer) ? 0 : kTempWriteFailed;
+        return 0;
     }
     if (type == REQUEST_ARHIV_NKM) {
         int code = 0;

@@ -25,10 +25,9 @@ AppDialog {
         files = settings.logFiles()
     }
     function showFile(path) {
-        settings.showLogFile(path)
         shownFile = path
         applyFilter()
-        entries.positionViewAtEnd()
+        settings.showLogFile(path)
     }
     function applyFilter() {
         settings.logEntryModel.setFilter(filter, searchField.text)
@@ -49,10 +48,11 @@ AppDialog {
             AppLabel {
                 Layout.fillWidth: true
                 secondary: true
-                text: dialog.shownFile.length > 0
-                      ? dialog.shownFile.split("/").pop() + ": " + entries.count + " из "
-                        + (dialog.settings ? dialog.settings.logEntryModel.totalCount : 0)
-                      : "Файлов: " + dialog.files.length
+                text: dialog.shownFile.length === 0 ? "Файлов: " + dialog.files.length
+                      : dialog.settings && dialog.settings.logLoading
+                        ? dialog.shownFile.split("/").pop() + ": чтение журнала..."
+                        : dialog.shownFile.split("/").pop() + ": " + entries.count + " из "
+                          + (dialog.settings ? dialog.settings.logEntryModel.totalCount : 0)
                 elide: Text.ElideMiddle
                 wrapMode: Text.NoWrap
             }
@@ -133,7 +133,13 @@ AppDialog {
             visible: dialog.shownFile.length > 0
             Layout.fillWidth: true
             placeholderText: "Поиск по времени, уровню, категории, операции и тексту"
-            onTextChanged: dialog.applyFilter()
+            // Tens of thousands of records: the search waits for a pause in the typing.
+            onTextChanged: searchPause.restart()
+            Timer {
+                id: searchPause
+                interval: 250
+                onTriggered: dialog.applyFilter()
+            }
         }
         ListView {
             id: entries
@@ -146,6 +152,11 @@ AppDialog {
             ScrollBar.vertical: ScrollBar {}
             // The newest records are the ones looked for: a file opens at its end.
             onCountChanged: Qt.callLater(positionViewAtEnd)
+            BusyIndicator {
+                anchors.centerIn: parent
+                running: dialog.settings ? dialog.settings.logLoading : false
+                visible: running
+            }
             delegate: Rectangle {
                 width: entries.width
                 height: record.implicitHeight + Math.round(6 * Theme.uiScale)

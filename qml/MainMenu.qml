@@ -285,6 +285,7 @@ Item {
                     id: versionMouse
                     anchors.fill: parent
                     hoverEnabled: true
+                    onClicked: menu.offerProgramUpdate()
                 }
             }
             Label {
@@ -296,7 +297,7 @@ Item {
                 color: Theme.secondaryText
                 font.pixelSize: Math.max(11, Theme.uiPixelSize - 2)
                 ToolTip.visible: firmwareMouse.containsMouse && app && app.firmwareUpdateAvailable
-                ToolTip.text: "Для тахографа доступна более новая версия ПО. Скачайте её с сайта"
+                ToolTip.text: "Для тахографа доступна более новая версия ПО. Скачайте её с сайта " + (app ? app.publisherSite : "")
                 MouseArea {
                     id: firmwareMouse
                     anchors.fill: parent
@@ -326,6 +327,45 @@ Item {
         }
     }
 
+    // Each offer shows at most once in the program's life, however often its signal comes again.
+    property bool firmwareOfferShown: false
+    property bool programOfferShown: false
+    property bool updateDoneShown: false
+
+    function offerFirmwareUpdate() {
+        if (firmwareOfferShown || !app || !app.deviceFound || !app.firmwareUpdateAvailable)
+            return
+        firmwareOfferShown = true
+        firmwareOffer.open()
+    }
+    function offerProgramUpdate() {
+        if (programOfferShown || !app || !app.tachoriaUpdateAvailable)
+            return
+        programOfferShown = true
+        programOffer.open()
+    }
+    function announceUpdateDone() {
+        if (updateDoneShown || !app || !app.tachoriaUpdateCompleted)
+            return
+        updateDoneShown = true
+        updateDone.open()
+    }
+
+    Component.onCompleted: {
+        Qt.callLater(offerFirmwareUpdate)
+        Qt.callLater(offerProgramUpdate)
+        Qt.callLater(announceUpdateDone)
+    }
+    Connections {
+        target: menu.app
+        function onDeviceChanged() { menu.offerFirmwareUpdate() }
+        function onTachoriaUpdateChanged() { menu.offerProgramUpdate() }
+        function onFirmwareUpdateChanged() {
+            if (menu.app.firmwareUpdateFinished && !firmwareProgress.opened)
+                firmwareProgress.open()
+        }
+    }
+
     AppMessageDialog {
         id: rescanDialog
         objectName: "rescanDialog"
@@ -336,5 +376,168 @@ Item {
             if (yes && app)
                 app.rescan()
         }
+    }
+
+    AppDialog {
+        id: firmwareOffer
+        objectName: "firmwareOffer"
+        title: "Доступно обновление ПО тахографа"
+        closePolicy: Popup.CloseOnEscape
+        contentItem: ColumnLayout {
+            spacing: menu.s(12)
+            AppLabel {
+                objectName: "firmwareOfferText"
+                Layout.preferredWidth: menu.s(480)
+                text: app ? "Версия ПО тахографа (" + app.tachographSoftwareVersion + ") старее опубликованной на сайте ("
+                            + app.availableFirmwareVersion + "). Скачать прошивку размером 671744 байта и передать её в "
+                            + "тахограф?" : ""
+            }
+            AppLabel {
+                Layout.preferredWidth: menu.s(480)
+                visible: app !== null && !app.firmwareUpdateTransportAvailable
+                color: Theme.warning
+                text: "Обновление доступно только при прямом подключении по COM/USB VCOM. Bluetooth и Ралона не "
+                      + "поддерживаются."
+            }
+            RowLayout {
+                Layout.alignment: Qt.AlignRight
+                AppButton {
+                    objectName: "firmwareOfferAccept"
+                    text: "Обновить"
+                    prominent: true
+                    enabled: app !== null && app.firmwareUpdateTransportAvailable
+                    onClicked: {
+                        firmwareOffer.close()
+                        firmwareProgress.open()
+                        app.startTachographFirmwareUpdate()
+                    }
+                }
+                AppButton {
+                    text: "Позже"
+                    onClicked: firmwareOffer.close()
+                }
+            }
+        }
+    }
+
+    AppDialog {
+        id: firmwareProgress
+        objectName: "firmwareProgress"
+        title: "Обновление ПО тахографа"
+        closePolicy: Popup.NoAutoClose
+        contentItem: ColumnLayout {
+            spacing: menu.s(12)
+            AppLabel {
+                objectName: "firmwareStatus"
+                Layout.preferredWidth: menu.s(520)
+                text: app ? app.firmwareUpdateStatus : ""
+            }
+            Rectangle {
+                Layout.fillWidth: true
+                implicitHeight: warningText.implicitHeight + menu.s(16)
+                color: Theme.warningSurface
+                border.color: Theme.warning
+                AppLabel {
+                    id: warningText
+                    anchors.fill: parent
+                    anchors.margins: menu.s(8)
+                    color: Theme.text
+                    text: "Не отключайте питание тахографа и не прерывайте связь до завершения обновления и "
+                          + "подтверждения результата."
+                }
+            }
+            ProgressBar {
+                objectName: "firmwareProgressBar"
+                Layout.fillWidth: true
+                from: 0
+                to: 1
+                value: app ? app.firmwareUpdateProgress : 0
+                indeterminate: app !== null && app.firmwareUpdateRunning && app.firmwareUpdateProgress <= 0
+            }
+            AppLabel {
+                Layout.preferredWidth: menu.s(520)
+                visible: app !== null && app.firmwareUpdateFinished
+                secondary: true
+                text: "Tachoria подтверждает обновление только после успешного ответа тахографа на команду 0x16 и "
+                      + "совпадения версии с актуальной версией на сайте."
+            }
+            AppButton {
+                objectName: "firmwareProgressClose"
+                Layout.alignment: Qt.AlignRight
+                text: "Закрыть"
+                enabled: app !== null && !app.firmwareUpdateRunning
+                onClicked: firmwareProgress.close()
+            }
+        }
+    }
+
+    AppDialog {
+        id: programOffer
+        objectName: "programOffer"
+        title: "Доступно обновление Tachoria"
+        closePolicy: Popup.CloseOnEscape
+        contentItem: ColumnLayout {
+            spacing: menu.s(12)
+            AppLabel {
+                Layout.preferredWidth: menu.s(460)
+                text: app ? "Установлена версия " + app.applicationVersion + ". На сайте доступна версия "
+                            + app.availableTachoriaVersion + ". Скачать и установить обновление сейчас?" : ""
+            }
+            RowLayout {
+                Layout.alignment: Qt.AlignRight
+                AppButton {
+                    objectName: "programOfferAccept"
+                    text: "Обновить"
+                    prominent: true
+                    onClicked: {
+                        programOffer.close()
+                        programProgress.open()
+                        app.startTachoriaUpdate()
+                    }
+                }
+                AppButton {
+                    text: "Позже"
+                    onClicked: programOffer.close()
+                }
+            }
+        }
+    }
+
+    AppDialog {
+        id: programProgress
+        objectName: "programProgress"
+        title: "Обновление Tachoria"
+        closePolicy: Popup.NoAutoClose
+        contentItem: ColumnLayout {
+            spacing: menu.s(12)
+            AppLabel {
+                objectName: "programUpdateState"
+                Layout.preferredWidth: menu.s(460)
+                text: app ? app.tachoriaUpdateState : ""
+            }
+            ProgressBar {
+                Layout.fillWidth: true
+                from: 0
+                to: 1
+                value: app ? app.tachoriaUpdateProgress : 0
+            }
+            AppLabel {
+                secondary: true
+                text: "Новая версия: " + (app ? app.availableTachoriaVersion : "")
+            }
+            AppButton {
+                Layout.alignment: Qt.AlignRight
+                text: "Скрыть"
+                onClicked: programProgress.close()
+            }
+        }
+    }
+
+    AppMessageDialog {
+        id: updateDone
+        objectName: "updateDone"
+        title: "Tachoria обновлён"
+        text: "Программа Tachoria была успешно обновлена до версии " + (app ? app.applicationVersion : "") + "."
+        acceptText: "Продолжить"
     }
 }

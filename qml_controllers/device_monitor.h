@@ -53,6 +53,8 @@ public:
     void pause();
     void resume();
     void requestScan(bool quiet);
+    // Takes what a probe learnt as if a scan had found it (the check after a firmware restart does).
+    void applyDeviceInfo(const protocol::DownloadDeviceInfo& info);
     // Stops the watcher and the poll and waits for a running scan; the destructor does it too.
     void shutdown();
     void updateStatus(const QString& text);
@@ -82,7 +84,6 @@ Q_SIGNALS:
 private:
     void startScan(bool quiet);
     void scheduleScanAfterCurrentProbe(bool quiet);
-    void applyDeviceInfo(const protocol::DownloadDeviceInfo& info);
     void finishScan(bool found, quint64 generation, bool quiet);
     void clearDeviceInfo();
     void startWatcher(bool quietScans);

@@ -48,21 +48,42 @@ QVariantList files(const QString& directory)
     return list;
 }
 
-QVariantList entries(const QString& path)
+namespace {
+
+QString displayedTime(const QString& stamp)
 {
-    QVariantList list;
+    const QDateTime moment = QDateTime::fromString(stamp, Qt::ISODateWithMs);
+    return moment.isValid() ? moment.toLocalTime().toString(QStringLiteral("dd.MM.yyyy HH:mm:ss.zzz"))
+                            : stamp;
+}
+
+// Reads the file line by line; `take` gets each non-blank line and its JSON object (empty when the line
+// is no object).
+template <typename Take>
+void readLines(const QString& path, Take take)
+{
     QFile file(path);
     if (path.isEmpty() || !file.open(QIODevice::ReadOnly))
-        return list;
-    const QString timestampKey = QStringLiteral("timestamp");
+        return;
     while (!file.atEnd()) {
         const QByteArray line = file.readLine().trimmed();
         if (line.isEmpty())
             continue;
-        const QString raw = QString::fromUtf8(line);
         const QJsonDocument document = QJsonDocument::fromJson(line);
+        take(QString::fromUtf8(line), document.isObject() ? document.object() : QJsonObject(),
+             document.isObject());
+    }
+}
+
+} // namespace
+
+QVariantList entries(const QString& path)
+{
+    QVariantList list;
+    const QString timestampKey = QStringLiteral("timestamp");
+    readLines(path, [&](const QString& raw, const QJsonObject& object, bool isObject) {
         QVariantMap entry;
-        if (!document.isObject()) {
+        if (!isObject) {
             entry = {{QStringLiteral("raw"), raw},
                      {timestampKey, QString()},
                      {QStringLiteral("timestampDisplay"), QString()},
@@ -71,9 +92,8 @@ QVariantList entries(const QString& path)
                      {QStringLiteral("operation"), QString()},
                      {QStringLiteral("message"), raw}};
             list.append(entry);
-            continue;
+            return;
         }
-        const QJsonObject object = document.object();
         for (auto it = object.constBegin(); it != object.constEnd(); ++it)
             entry.insert(it.key().toLower(), it.value().toVariant());
         entry.insert(QStringLiteral("raw"), raw);
@@ -81,14 +101,33 @@ QVariantList entries(const QString& path)
             if (!entry.contains(key))
                 entry.insert(key, QString());
         }
-        const QString stamp = entry.value(timestampKey).toString();
-        const QDateTime moment = QDateTime::fromString(stamp, Qt::ISODateWithMs);
-        entry.insert(QStringLiteral("timestampDisplay"),
-                     moment.isValid()
-                         ? moment.toLocalTime().toString(QStringLiteral("dd.MM.yyyy HH:mm:ss.zzz"))
-                         : stamp);
+        entry.insert(QStringLiteral("timestampDisplay"), displayedTime(entry.value(timestampKey).toString()));
         list.append(entry);
-    }
+    });
+    return list;
+}
+
+QVector<Record> records(const QString& path)
+{
+    QVector<Record> list;
+    readLines(path, [&list](const QString& raw, const QJsonObject& object, bool isObject) {
+        if (!isObject) {
+            list.append({QString(), QStringLiteral("info"), QString(), QString(), raw, raw});
+            return;
+        }
+        // Keys are read in any case, as the map form lowers them.
+        QString fields[5];
+        const QLatin1String names[5] = {QLatin1String("timestamp"), QLatin1String("level"),
+                                        QLatin1String("category"), QLatin1String("operation"),
+                                        QLatin1String("message")};
+        for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
+            for (int i = 0; i < 5; ++i) {
+                if (it.key().compare(names[i], Qt::CaseInsensitive) == 0)
+                    fields[i] = it.value().toVariant().toString();
+            }
+        }
+        list.append({displayedTime(fields[0]), fields[1], fields[2], fields[3], fields[4], raw});
+    });
     return list;
 }
 
@@ -120,10 +159,10 @@ QVariant JournalEntryModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= m_visible.size())
         return {};
-    const Entry& entry = m_entries.at(m_visible.at(index.row()));
+    const journal::Record& entry = m_entries.at(m_visible.at(index.row()));
     switch (role) {
     case TimestampRole:
-        return entry.timestamp;
+        return entry.timestampDisplay;
     case LevelRole:
         return entry.level;
     case CategoryRole:
@@ -158,6 +197,12 @@ void JournalEntryModel::setEntries(const QVariantList& entries)
              map.value(QStringLiteral("operation")).toString(),
              map.value(QStringLiteral("message")).toString(), map.value(QStringLiteral("raw")).toString()});
     }
+    rebuild();
+}
+
+void JournalEntryModel::setRecords(QVector<journal::Record> records)
+{
+    m_entries = std::move(records);
     rebuild();
 }
 
@@ -197,12 +242,13 @@ void JournalEntryModel::rebuild()
     beginResetModel();
     m_visible.clear();
     for (int i = 0; i < m_entries.size(); ++i) {
-        const Entry& entry = m_entries.at(i);
+        const journal::Record& entry = m_entries.at(i);
         if (!matchesFilter(m_filter, entry.level, entry.category))
             continue;
         if (!m_search.isEmpty()) {
-            const QString* fields[] = {&entry.timestamp, &entry.level,   &entry.category,
-                                       &entry.operation, &entry.message, &entry.raw};
+            // The raw line holds the level, category and operation as they stand; the message is
+            // searched apart since the line escapes its quotes and breaks.
+            const QString* fields[] = {&entry.timestampDisplay, &entry.message, &entry.raw};
             const bool found = std::any_of(std::begin(fields), std::end(fields), [this](const QString* text) {
                 return text->contains(m_search, Qt::CaseInsensitive);
             });

@@ -14,9 +14,22 @@ bool isJournalFileName(const QString& name);
 // Maps of name, path, modified ("dd.MM.yyyy HH:mm:ss") and size ("%1 КБ" / "%1 МБ"), newest first.
 QVariantList files(const QString& directory);
 QString sizeText(qint64 bytes);
+// One record of the journal as the viewer shows it.
+struct Record
+{
+    QString timestampDisplay;
+    QString level;
+    QString category;
+    QString operation;
+    QString message;
+    QString raw;
+};
+
 // One map per non-blank line: a JSON object with its keys lower-cased and `raw`, `timestampDisplay`;
 // a line that is no object as an "info" record whose message is the line.
 QVariantList entries(const QString& path);
+// The same lines as the viewer's records, without the maps (a file holds tens of thousands).
+QVector<Record> records(const QString& path);
 // Removes every journal file of the folder; the number that could not be removed.
 int removeFiles(const QString& directory);
 
@@ -50,6 +63,7 @@ public:
     QHash<int, QByteArray> roleNames() const override;
 
     void setEntries(const QVariantList& entries);
+    void setRecords(QVector<journal::Record> records);
     // filter: "all", "errors", "protocol", "bluetooth", "calibration", "download", "firmware.update",
     // "other".
     Q_INVOKABLE void setFilter(const QString& filter, const QString& search);
@@ -65,18 +79,9 @@ Q_SIGNALS:
     void contentChanged();
 
 private:
-    struct Entry
-    {
-        QString timestamp;
-        QString level;
-        QString category;
-        QString operation;
-        QString message;
-        QString raw;
-    };
     void rebuild();
 
-    QVector<Entry> m_entries;
+    QVector<journal::Record> m_entries;
     QVector<int> m_visible;
     QString m_filter = QStringLiteral("all");
     QString m_search;

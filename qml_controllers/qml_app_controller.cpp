@@ -1,12 +1,15 @@
 #include "qml_controllers/qml_app_controller.h"
 
+#include "firmware/tachograph_firmware_workflow.h"
 #include "logging/application_logger.h"
 #include "platform/screen_awake.h"
 #include "protocol/serial_port_catalog.h"
 #include "qml_controllers/device_monitor.h"
+#include "qml_controllers/firmware_updater.h"
 #include "qml_controllers/qml_helpers.h"
 #include "qml_controllers/qml_settings_controller.h"
 #include "qml_controllers/startup_catalogs.h"
+#include "qml_controllers/update_checker.h"
 #include "qml_controllers/update_status.h"
 #include "storage/app_paths.h"
 
@@ -14,9 +17,11 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFile>
+#include <QLocale>
 #include <QPointer>
 #include <QSaveFile>
 #include <QThread>
+#include <QTimer>
 #include <QUrl>
 
 namespace tachoria::qml {
@@ -51,10 +56,28 @@ QmlAppController::QmlAppController(QObject* parent)
             [this](const QStringList& ports) { m_settings->setAvailablePorts(withDevicePort(ports)); });
     // Whether a transfer may go over this endpoint follows the device.
     connect(m_monitor, &DeviceMonitor::deviceChanged, this, &QmlAppController::firmwareUpdateChanged);
+
+    m_updates = new UpdateChecker(this);
+    m_updates->setPublisher(PublisherSource::fromDeployment());
+    connect(m_updates, &UpdateChecker::tachoriaUpdateChanged, this, &QmlAppController::tachoriaUpdateChanged);
+    connect(m_updates, &UpdateChecker::firmwareVersionPublished, this, [this] {
+        Q_EMIT deviceChanged();
+        Q_EMIT firmwareUpdateChanged();
+    });
+    // The installer takes over: the program leaves it the way.
+    connect(m_updates, &UpdateChecker::installerLaunched, this,
+            [] { QTimer::singleShot(300, QCoreApplication::instance(), &QCoreApplication::quit); });
+
+    m_firmware = new FirmwareUpdater(m_monitor, m_settings, this);
+    m_firmware->setTransportAvailable([this] { return firmwareUpdateTransportAvailable(); });
+    m_firmware->setExpectedVersion([this] { return m_updates->availableFirmwareVersion(); });
+    connect(m_firmware, &FirmwareUpdater::changed, this, &QmlAppController::firmwareUpdateChanged);
 }
 
 QmlAppController::~QmlAppController()
 {
+    m_updates->abort();
+    m_firmware->shutdown();
     m_monitor->shutdown();
     if (m_catalogThread) {
         m_catalogThread->wait();
@@ -130,23 +153,148 @@ QString QmlAppController::applicationVersion() const
 
 QString QmlAppController::tachographFirmwareStatus() const
 {
-    return firmwareVersionStatus(tachographSoftwareVersion(), m_publishedFirmwareValue);
+    return firmwareVersionStatus(tachographSoftwareVersion(), m_updates->publishedFirmwareValue());
+}
+
+QString QmlAppController::availableFirmwareVersion() const
+{
+    return m_updates->availableFirmwareVersion();
+}
+bool QmlAppController::firmwareUpdateRunning() const
+{
+    return m_firmware->running();
+}
+bool QmlAppController::firmwareUpdateFinished() const
+{
+    return m_firmware->finished();
+}
+QString QmlAppController::firmwareUpdateStatus() const
+{
+    return m_firmware->status();
+}
+double QmlAppController::firmwareUpdateProgress() const
+{
+    return m_firmware->progress();
+}
+QString QmlAppController::availableTachoriaVersion() const
+{
+    return m_updates->availableTachoriaVersion();
+}
+bool QmlAppController::tachoriaUpdateAvailable() const
+{
+    return m_updates->tachoriaUpdateAvailable();
+}
+QString QmlAppController::tachoriaUpdateState() const
+{
+    return m_updates->tachoriaUpdateState();
+}
+double QmlAppController::tachoriaUpdateProgress() const
+{
+    return m_updates->tachoriaUpdateProgress();
 }
 
 bool QmlAppController::firmwareUpdateAvailable() const
 {
-    return qml::firmwareUpdateAvailable(tachographSoftwareVersion(), m_publishedFirmwareValue);
+    return qml::firmwareUpdateAvailable(tachographSoftwareVersion(), m_updates->publishedFirmwareValue());
 }
 
 bool QmlAppController::firmwareUpdateTransportAvailable() const
 {
     return deviceFound() && !devicePort().isEmpty() && m_settings && !m_settings->useRalona() &&
-           protocol::SerialPortCatalog::isDirectTransport(devicePort());
+           firmware::TachographFirmwareWorkflow::isDirectTransport(devicePort());
 }
 
 QString QmlAppController::tachoriaUpdateStatus() const
 {
-    return programVersionStatus(applicationVersion(), m_availableTachoriaVersion);
+    return programVersionStatus(applicationVersion(), m_updates->availableTachoriaVersion());
+}
+
+QString QmlAppController::publisherSite() const
+{
+    return m_updates->publisherSite();
+}
+
+void QmlAppController::startTachoriaUpdate()
+{
+    m_updates->startTachoriaUpdate();
+}
+
+void QmlAppController::beginTachographFirmwareTransfer(const QByteArray& image)
+{
+    m_firmware->beginTachographFirmwareTransfer(image);
+}
+
+void QmlAppController::startTachographFirmwareUpdate()
+{
+    const QString category = QStringLiteral("firmware.update");
+    if (m_firmware->running())
+        return;
+    if (!firmwareUpdateTransportAvailable()) {
+        m_firmware->setStatus(QStringLiteral(
+            "Подключите тахограф напрямую по COM или USB VCOM; Bluetooth и Ралона не поддерживаются"));
+        logging::ApplicationLogger::write(
+            logging::Level::Warning, category,
+            QStringLiteral("Обновление остановлено: нет доступного прямого COM/USB VCOM-подключения"));
+        return;
+    }
+    m_firmware->setRunning(true);
+    m_firmware->setFinished(false);
+    logging::ApplicationLogger::write(
+        logging::Level::Info, category,
+        QStringLiteral("Пользователь запустил обновление; endpoint=%1; localDebug=false").arg(devicePort()));
+    if (!firmwareUpdateAvailable()) {
+        m_firmware->setRunning(false);
+        m_firmware->setStatus(QStringLiteral("Не найдена более новая версия прошивки"));
+        logging::ApplicationLogger::write(
+            logging::Level::Warning, category,
+            QStringLiteral("Скачивание не начато: новая версия прошивки не определена"));
+        return;
+    }
+    constexpr double kExpectedMegabytes = 0.671744;
+    const QLocale russian(QLocale::Russian, QLocale::Russia);
+    logging::ApplicationLogger::write(
+        logging::Level::Info, category,
+        QStringLiteral("Начато скачивание прошивки: version=%1; url=%2; expectedBytes=%3")
+            .arg(availableFirmwareVersion(), m_updates->firmwareUrl().toString())
+            .arg(UpdateChecker::kFirmwareBytes));
+    m_firmware->setProgress(0.0);
+    m_firmware->setStatus(
+        QStringLiteral("Скачивание прошивки: %1 / %2 МБ")
+            .arg(russian.toString(0.0, 'f', 2), russian.toString(kExpectedMegabytes, 'f', 2)));
+    QPointer<QmlAppController> self(this);
+    m_updates->downloadFirmware(
+        [self, category](const QByteArray& image, const QString& error) {
+            if (!self)
+                return;
+            if (!error.isEmpty()) {
+                self->m_firmware->setRunning(false);
+                self->m_firmware->setStatus(QStringLiteral("Не удалось скачать прошивку: %1").arg(error));
+                logging::ApplicationLogger::write(
+                    logging::Level::Error, category,
+                    QStringLiteral("Ошибка скачивания прошивки: %1").arg(error));
+                return;
+            }
+            logging::ApplicationLogger::write(
+                logging::Level::Info, category,
+                QStringLiteral("Скачивание завершено: receivedBytes=%1").arg(image.size()));
+            self->beginTachographFirmwareTransfer(image);
+        },
+        [self, category, russian](qint64 received, qint64 total) {
+            if (!self)
+                return;
+            const double totalMegabytes = total >= 1 ? total / 1000000.0 : kExpectedMegabytes;
+            const double progress = std::clamp(double(received) / UpdateChecker::kFirmwareBytes, 0.0, 1.0);
+            self->m_firmware->setProgress(progress);
+            self->m_firmware->setStatus(QStringLiteral("Скачивание прошивки: %1 / %2 МБ")
+                                            .arg(russian.toString(received / 1000000.0, 'f', 2),
+                                                 russian.toString(totalMegabytes, 'f', 2)));
+            logging::ApplicationLogger::write(
+                logging::Level::Info, category,
+                QStringLiteral("Скачивание: received=%1; total=%2; progress=%3%")
+                    .arg(received)
+                    .arg(total)
+                    .arg(int(progress * 100)));
+        });
 }
 
 void QmlAppController::rescan()
@@ -264,6 +412,8 @@ void QmlAppController::initializeAfterUi()
     if (m_afterUiDone)
         return;
     m_afterUiDone = true;
+    m_updates->startFirmwareVersionCheck();
+    m_updates->startTachoriaVersionCheck();
     startCatalogThread();
     m_monitor->start();
 }

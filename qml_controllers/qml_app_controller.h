@@ -14,6 +14,8 @@ class QThread;
 namespace tachoria::qml {
 
 class DeviceMonitor;
+class FirmwareUpdater;
+class UpdateChecker;
 
 // The root object QML sees as `app`: it owns the page controllers, watches the port for a tachograph
 // (through DeviceMonitor), holds the status line, and lends the port to the pages that need it.
@@ -62,6 +64,8 @@ class QmlAppController : public QObject
                    androidTransportSelectionChanged)
     Q_PROPERTY(QString androidTransportMode READ androidTransportMode NOTIFY androidTransportSelectionChanged)
     Q_PROPERTY(bool androidTcpDebugAvailable READ androidTcpDebugAvailable CONSTANT)
+    // The publisher's site as the menu names it where a newer firmware waits there.
+    Q_PROPERTY(QString publisherSite READ publisherSite NOTIFY firmwareUpdateChanged)
 
 public:
     explicit QmlAppController(QObject* parent = nullptr);
@@ -74,18 +78,18 @@ public:
     QString masterCardNumber() const;
     QString tachographSoftwareVersion() const;
     QString tachographFirmwareStatus() const;
-    QString availableFirmwareVersion() const { return m_availableFirmwareVersion; }
+    QString availableFirmwareVersion() const;
     bool firmwareUpdateAvailable() const;
     bool firmwareUpdateTransportAvailable() const;
-    bool firmwareUpdateRunning() const { return m_firmwareUpdateRunning; }
-    bool firmwareUpdateFinished() const { return m_firmwareUpdateFinished; }
-    QString firmwareUpdateStatus() const { return m_firmwareUpdateStatus; }
-    double firmwareUpdateProgress() const { return m_firmwareUpdateProgress; }
+    bool firmwareUpdateRunning() const;
+    bool firmwareUpdateFinished() const;
+    QString firmwareUpdateStatus() const;
+    double firmwareUpdateProgress() const;
     QString tachoriaUpdateStatus() const;
-    QString availableTachoriaVersion() const { return m_availableTachoriaVersion; }
-    bool tachoriaUpdateAvailable() const { return m_tachoriaUpdateAvailable; }
-    QString tachoriaUpdateState() const { return m_tachoriaUpdateState; }
-    double tachoriaUpdateProgress() const { return m_tachoriaUpdateProgress; }
+    QString availableTachoriaVersion() const;
+    bool tachoriaUpdateAvailable() const;
+    QString tachoriaUpdateState() const;
+    double tachoriaUpdateProgress() const;
     bool tachoriaUpdateCompleted() const { return m_updateCompletedFlag; }
     QString devicePort() const;
     QString statusMessage() const;
@@ -105,6 +109,7 @@ public:
     bool androidTransportSelectionRequired() const { return false; }
     QString androidTransportMode() const { return {}; }
     bool androidTcpDebugAvailable() const { return false; }
+    QString publisherSite() const;
 
     Q_INVOKABLE void rescan();
     Q_INVOKABLE void pauseDeviceMonitoring();
@@ -119,6 +124,8 @@ public:
     Q_INVOKABLE void writeDiagnosticLog(const QString& text);
     Q_INVOKABLE bool tachoriaStampConfigured() const;
     Q_INVOKABLE void quit();
+    Q_INVOKABLE void startTachoriaUpdate();
+    Q_INVOKABLE void startTachographFirmwareUpdate();
     // Whether the program has this page; tiles of pages still to come stay closed with the reason.
     Q_INVOKABLE bool pageAvailable(const QString& fileName) const;
 
@@ -127,6 +134,10 @@ public:
     void updateStatus(const QString& text);
     QStringList availablePortNames() const;
     DeviceMonitor& deviceMonitor() { return *m_monitor; }
+    UpdateChecker& updateChecker() { return *m_updates; }
+    FirmwareUpdater& firmwareUpdater() { return *m_firmware; }
+    // Takes an image for the tachograph (downloaded, or handed in by a test) and starts the transfer.
+    void beginTachographFirmwareTransfer(const QByteArray& image);
 
 Q_SIGNALS:
     void deviceChanged();
@@ -151,17 +162,8 @@ private:
     bool m_updateCompletedFlag = false;
     bool m_afterUiDone = false;
 
-    // What the publisher's page told of newer versions; nothing until a check has read it.
-    quint64 m_publishedFirmwareValue = 0;
-    QString m_availableFirmwareVersion;
-    bool m_firmwareUpdateRunning = false;
-    bool m_firmwareUpdateFinished = false;
-    QString m_firmwareUpdateStatus;
-    double m_firmwareUpdateProgress = 0.0;
-    QString m_availableTachoriaVersion;
-    bool m_tachoriaUpdateAvailable = false;
-    QString m_tachoriaUpdateState;
-    double m_tachoriaUpdateProgress = 0.0;
+    UpdateChecker* m_updates = nullptr;
+    FirmwareUpdater* m_firmware = nullptr;
 };
 
 } // namespace tachoria::qml

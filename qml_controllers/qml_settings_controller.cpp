@@ -18,6 +18,7 @@
 #include <QFileInfo>
 #include <QFont>
 #include <QGuiApplication>
+#include <QPointer>
 #include <QUrl>
 
 #include <algorithm>
@@ -63,7 +64,13 @@ QmlSettingsController::QmlSettingsController(QObject* parent)
     loadSettings(false);
 }
 
-QmlSettingsController::~QmlSettingsController() = default;
+QmlSettingsController::~QmlSettingsController()
+{
+    for (const QPointer<QThread>& reader : std::as_const(m_logReaders)) {
+        if (reader)
+            reader->wait();
+    }
+}
 
 double QmlSettingsController::uiScale() const
 {
@@ -470,10 +477,35 @@ QVariantList QmlSettingsController::logEntries(const QString& path) const
     return journal::entries(validatedLogPath(path));
 }
 
-int QmlSettingsController::showLogFile(const QString& path)
+bool QmlSettingsController::showLogFile(const QString& path)
 {
-    m_logEntries.setEntries(logEntries(path));
-    return m_logEntries.totalCount();
+    const QString file = validatedLogPath(path);
+    m_logEntries.clear();
+    if (file.isEmpty())
+        return false;
+    // A newer request voids the result of an older reader still at work.
+    const quint64 generation = ++m_logGeneration;
+    QPointer<QmlSettingsController> self(this);
+    QThread* reader = QThread::create([self, file, generation] {
+        QVector<journal::Record> records = journal::records(file);
+        QMetaObject::invokeMethod(
+            self.data(),
+            [self, generation, records = std::move(records)]() mutable {
+                if (!self || generation != self->m_logGeneration)
+                    return;
+                self->m_logEntries.setRecords(std::move(records));
+                self->m_logLoading = false;
+                Q_EMIT self->logLoadingChanged();
+            },
+            Qt::QueuedConnection);
+    });
+    connect(reader, &QThread::finished, reader, &QObject::deleteLater);
+    m_logReaders.removeAll(nullptr);
+    m_logReaders.append(reader);
+    m_logLoading = true;
+    reader->start();
+    Q_EMIT logLoadingChanged();
+    return true;
 }
 
 bool QmlSettingsController::shareLogFile(const QString& path)

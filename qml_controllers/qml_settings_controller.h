@@ -3,8 +3,10 @@
 #include "qml_controllers/journal_files.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
+#include <QThread>
 #include <QVariantList>
 
 #include <memory>
@@ -54,6 +56,7 @@ class QmlSettingsController : public QObject
     Q_PROPERTY(QString lastError READ lastError NOTIFY changed)
     Q_PROPERTY(bool hasUnsavedChanges READ hasUnsavedChanges NOTIFY changed)
     Q_PROPERTY(tachoria::qml::JournalEntryModel* logEntryModel READ logEntryModel CONSTANT)
+    Q_PROPERTY(bool logLoading READ logLoading NOTIFY logLoadingChanged)
 
 public:
     static constexpr int kMinFontSize = 8;
@@ -94,6 +97,7 @@ public:
     QString lastError() const { return m_lastError; }
     bool hasUnsavedChanges() const { return m_unsaved; }
     JournalEntryModel* logEntryModel() { return &m_logEntries; }
+    bool logLoading() const { return m_logLoading; }
 
     void setCalibrationPort(const QString& value);
     void setCalibrationBaud(int value);
@@ -127,8 +131,9 @@ public:
     Q_INVOKABLE QVariantList logFiles() const;
     Q_INVOKABLE QString readLogFile(const QString& path) const;
     Q_INVOKABLE QVariantList logEntries(const QString& path) const;
-    // Fills logEntryModel with a file's records; their number.
-    Q_INVOKABLE int showLogFile(const QString& path);
+    // Fills logEntryModel with a file's records, read on a worker (a 5 MiB file takes a while);
+    // logLoading holds meanwhile. False for a path outside the journal's folder.
+    Q_INVOKABLE bool showLogFile(const QString& path);
     Q_INVOKABLE bool shareLogFile(const QString& path);
     Q_INVOKABLE void refreshMasters();
     Q_INVOKABLE void refreshMastersFiltered(const QString& search, bool showInactive);
@@ -165,6 +170,7 @@ Q_SIGNALS:
     void mastersChanged();
     void customersChanged();
     void syncChanged();
+    void logLoadingChanged();
 
 private:
     void loadSettings(bool reload);
@@ -212,6 +218,9 @@ private:
     QString m_lastError;
     bool m_unsaved = false;
     JournalEntryModel m_logEntries;
+    QList<QPointer<QThread>> m_logReaders;
+    quint64 m_logGeneration = 0;
+    bool m_logLoading = false;
 };
 
 } // namespace tachoria::qml

@@ -46,33 +46,42 @@ class TestProbeDownloadEndToEnd : public QObject
             datasets.value(u"vehicleIdentification").toArray().at(2).toObject().value(u"value").toString(),
             QStringLiteral("A123BC77"));
 
+        // One 7602 block a day, each read whole, and every day in the analysis.
         QStringList tags;
-        QByteArray activities;
+        QList<QDate> days;
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray bytes = file.readAll();
         for (const QJsonValue& block : report.value(u"blocks").toArray()) {
             tags.append(block[u"fileNumber"].toString());
             if (tags.last() == u"7602")
-                activities = bytes.mid(block[u"offset"].toInteger(), block[u"length"].toInteger());
+                days += daysOfActivitiesBlock(
+                    bytes.mid(block[u"offset"].toInteger(), block[u"length"].toInteger()));
         }
-        QCOMPARE(tags, QStringList({u"7601"_s, u"7602"_s, u"7603"_s, u"7604"_s, u"7605"_s, u"7681"_s}));
-        const QList<QDate> days = daysOfActivitiesBlock(activities);
+        QCOMPARE(tags, QStringList({u"7601"_s}) + QStringList(8, u"7602"_s) +
+                           QStringList({u"7603"_s, u"7604"_s, u"7605"_s, u"7681"_s}));
         QCOMPARE(days.size(), 8);
         QVERIFY2(days.first() == requested.first || days.first() == requested.first.addDays(1),
                  qPrintable(days.first().toString(Qt::ISODate)));
         for (int index = 1; index < days.size(); ++index)
             QCOMPARE(days.at(index), days.first().addDays(index));
         QVERIFY(days.last() <= requested.second);
-
-        // The decoder reads an activities block as one day: the first of the period.
         const QJsonArray dayInformation = datasets.value(u"dayInformation").toArray();
-        QCOMPARE(dayInformation.size(), 1);
-        QCOMPARE(dayInformation.at(0)[u"timeReal"].toString(), days.first().toString(u"dd.MM.yyyy 0:00:00"));
-        QStringList changes;
-        for (const QJsonValue& row : datasets.value(u"activityDaily").toArray())
-            changes.append(row[u"timeOfChange"].toString() + u' ' + row[u"activity"].toString() + u' ' +
-                           row[u"cardStatus"].toString());
+        QCOMPARE(dayInformation.size(), 8);
+        for (int index = 0; index < days.size(); ++index)
+            QCOMPARE(dayInformation.at(index)[u"timeReal"].toString(),
+                     days.at(index).toString(u"dd.MM.yyyy 0:00:00"));
+        const QJsonArray analysedDays =
+            report.value(u"analysis").toObject().value(u"workingHours").toObject().value(u"items").toArray();
+        QCOMPARE(analysedDays.size(), 8);
+        QCOMPARE(summary.value(u"totalDays").toInt(), 8);
+
+        QStringList changes; // the first day's
+        for (const QJsonValue& row : datasets.value(u"activityDaily").toArray()) {
+            if (row[u"dayNo"].toInt() == 1)
+                changes.append(row[u"timeOfChange"].toString() + u' ' + row[u"activity"].toString() + u' ' +
+                               row[u"cardStatus"].toString());
+        }
         QCOMPARE(changes, QStringList({u"00:00 Перерыв/отдых Не вставлена"_s, u"06:00 Работа Вставлена"_s,
                                        u"06:30 Вождение Вставлена"_s, u"10:30 Перерыв/отдых Вставлена"_s,
                                        u"11:15 Вождение Вставлена"_s, u"14:45 Работа Вставлена"_s,

@@ -1,12 +1,15 @@
 // Pictures of every page and dialog in both themes, for a person to look at: they land in the build
 // folder's "screenshots" (or the folder TACHORIA_SCREENSHOTS names). The test checks that each one is
 // whole and drawn in its theme; scripts/screenshots.sh runs it under Xvfb.
+#include "../support/https_stand_in.h"
 #include "../support/shop_profile.h"
 #include "../support/simulator_process.h"
 #include "../support/window_driver.h"
 #include "../support/written_calibration.h"
+#include "firmware/firmware_verification.h"
 #include "logging/application_logger.h"
 #include "qml_controllers/qml_app_controller.h"
+#include "qml_controllers/update_checker.h"
 #include "storage/app_paths.h"
 #include "storage/settings_repository.h"
 
@@ -183,6 +186,69 @@ private Q_SLOTS:
         QVERIFY(window.click(QStringLiteral("pageBackButton")));
         QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
         settings.setTheme(QStringLiteral("Light"));
+    }
+
+    // The offers of a newer firmware and program, and the firmware transfer's progress and end, with
+    // a local site that publishes both and the simulated unit taking the image.
+    void updateDialogsInBothThemes_data() { everyPageInBothThemes_data(); }
+
+    void updateDialogsInBothThemes()
+    {
+        QFETCH(QString, theme);
+        if (!tachoria::test::HttpsStandIn::unavailableReason().isEmpty())
+            QSKIP("no HTTPS stand-in on this machine");
+        m_number = 20;
+        tachoria::test::HttpsStandIn site;
+        QString error;
+        QVERIFY2(site.start(&error), qPrintable(error));
+        QVERIFY(site.serve(
+            QStringLiteral("tachographs/orvian-479160000-1h-re/index.html"),
+            "Актуальная прошивка тахографа: <a href=\"/userfiles/tachographs/tacho_101_02060000.bin\">"
+            "<a href=\"/files/tachoria_2.6.0.1_amd64.deb\">"));
+        QVERIFY(site.serve(QStringLiteral("userfiles/tachographs/tacho_101_02060000.bin"),
+                           QByteArray(671744, 'F')));
+        WindowDriver window;
+        QTemporaryDir folder;
+        const QString link = folder.filePath(QStringLiteral("tacho"));
+        tachoria::storage::SettingsRepository().setValue(QStringLiteral("Ports"),
+                                                         QStringLiteral("CalibrationPortName"), link);
+        SimulatorProcess simulator({QStringLiteral("--no-pace"), QStringLiteral("--version-after-restart"),
+                                    QStringLiteral("02060000"), QStringLiteral("--restart-silence-ms"),
+                                    QStringLiteral("500")});
+        simulator.setLink(link);
+        QVERIFY2(simulator.start(&error), qPrintable(error));
+        QVERIFY(window.start());
+        window.app().settings()->setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark")
+                                                                         : QStringLiteral("Light"));
+        QTRY_VERIFY_WITH_TIMEOUT(window.app().deviceFound(), 10000);
+        window.app().updateChecker().setPublisher({site.site(), site.caCertificates()});
+        window.app().updateChecker().startTachoriaVersionCheck();
+        QTRY_VERIFY_WITH_TIMEOUT(window.dialogOpen(QStringLiteral("programOffer")), 15000);
+        shoot(window, theme, QStringLiteral("program_update_offer"));
+        QVERIFY(window.click(QStringLiteral("programOfferAccept")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("programProgress")));
+        QTRY_VERIFY_WITH_TIMEOUT(!window.app().tachoriaUpdateState().isEmpty(), 15000);
+        shoot(window, theme, QStringLiteral("program_update_progress"));
+        QMetaObject::invokeMethod(window.window()->findChild<QObject*>(QStringLiteral("programProgress")),
+                                  "close");
+
+        window.app().updateChecker().startFirmwareVersionCheck();
+        QTRY_VERIFY_WITH_TIMEOUT(window.dialogOpen(QStringLiteral("firmwareOffer")), 15000);
+        shoot(window, theme, QStringLiteral("firmware_update_offer"));
+        tachoria::firmware::FirmwareVersionVerification::setLimitsForTest(30000, 500);
+        QVERIFY(window.click(QStringLiteral("firmwareOfferAccept")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            window.app().firmwareUpdateStatus().startsWith(QStringLiteral("Запись прошивки: блок ")), 60000);
+        shoot(window, theme, QStringLiteral("firmware_update_progress"));
+        QTRY_VERIFY_WITH_TIMEOUT(window.app().firmwareUpdateFinished(), 120000);
+        shoot(window, theme, QStringLiteral("firmware_update_done"));
+        tachoria::firmware::FirmwareVersionVerification::setLimitsForTest(
+            tachoria::firmware::FirmwareVersionVerification::kTotalLimitMs,
+            tachoria::firmware::FirmwareVersionVerification::kAttemptIntervalMs);
+        QVERIFY(window.click(QStringLiteral("firmwareProgressClose")));
+        QMetaObject::invokeMethod(window.window()->findChild<QObject*>(QStringLiteral("updateDone")), "open");
+        shoot(window, theme, QStringLiteral("program_updated"));
+        window.app().settings()->setTheme(QStringLiteral("Light"));
     }
 };
 

@@ -47,6 +47,17 @@ Rows workingDay(const QString& day, const QString& start, const QString& end)
     return {change(day, start, u"Drive"_s), change(day, end, u"Rest"_s, false)};
 }
 
+// Work from 06:00 to 18:00 on the days of these keys; the keys between them are days without the card.
+Rows workingDays(std::initializer_list<int> days)
+{
+    Rows rows;
+    for (const int day : days) {
+        const QString key = u"%1"_s.arg(day, 4, 10, QLatin1Char('0'));
+        rows += Rows{change(key, u"06:00"_s, u"Work"_s), change(key, u"18:00"_s, u"Rest"_s, false)};
+    }
+    return rows;
+}
+
 // Driving from 00:00 with `breaks` pauses of 10 minutes without the card, after 5:00 of driving.
 Rows shortBreaks(int breaks)
 {
@@ -88,6 +99,7 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"compliance/violations"_s).toStringList(),
                  QStringList({u"Превышен дневной лимит вождения: 09:40 > 9:00"_s,
                               u"Превышено непрерывное вождение: 05:00 > 4:30"_s,
+                              u"Недостаточный еженедельный отдых: 17:00 < 45:00"_s,
                               u"Найдено 1 перерывов короче 15 минут"_s}));
         QCOMPARE(at(analysis, u"compliance/warnings"_s).toStringList(),
                  QStringList({u"Общее сверхурочное время: 06:30"_s, u"Ночных рабочих сессий: 1"_s}));
@@ -95,9 +107,9 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"compliance/isCompliant"_s).toBool(), false);
         QCOMPARE(at(analysis, u"compliance/dailyDrivingScore"_s).toInt(), 50);
         QCOMPARE(at(analysis, u"compliance/restBreaksScore"_s).toInt(), 60);
-        QCOMPARE(at(analysis, u"compliance/weeklyRestScore"_s).toInt(), 100);
-        QCOMPARE(at(analysis, u"compliance/overallScore"_s).toInt(), 70);
-        QCOMPARE(report.summary().value(u"complianceScore"_s).toInt(), 70);
+        QCOMPARE(at(analysis, u"compliance/weeklyRestScore"_s).toInt(), 60);
+        QCOMPARE(at(analysis, u"compliance/overallScore"_s).toInt(), 56);
+        QCOMPARE(report.summary().value(u"complianceScore"_s).toInt(), 56);
 
         QCOMPARE(at(analysis, u"drivingCycles/dailyDrivingTime"_s).toString(), u"09:40"_s);
         QCOMPARE(at(analysis, u"drivingCycles/weeklyDrivingTime"_s).toString(), u"53:40"_s);
@@ -116,9 +128,10 @@ private Q_SLOTS:
         QCOMPARE(at(analysis, u"workingHours/has11HourRestViolation"_s).toBool(), true);
         QCOMPARE(at(analysis, u"restBreaks/dailyRestReduced"_s).toBool(), false);
         QCOMPARE(at(analysis, u"restBreaks/dailyRest"_s).toString(), u"14:33"_s);
-        // The span from the first day's start to the seventh day's end.
-        QCOMPARE(at(analysis, u"restBreaks/weeklyRest"_s).toString(), u"155:40"_s);
-        QCOMPARE(at(analysis, u"restBreaks/weeklyRestReduced"_s).toBool(), false);
+        // Seven days of work: six 24-hour periods from the end of the first night's rest pass without a
+        // weekly rest, and the longest rest among them, 17:00 after day 1, is the one that fell short.
+        QCOMPARE(at(analysis, u"restBreaks/weeklyRest"_s).toString(), u"17:00"_s);
+        QCOMPARE(at(analysis, u"restBreaks/weeklyRestReduced"_s).toBool(), true);
         QCOMPARE(at(analysis, u"restBreaks/hasSplitRest"_s).toBool(), true); // the night test
         QCOMPARE(at(analysis, u"restBreaks/shortBreakCount"_s).toInt(), 6);
         QCOMPARE(at(analysis, u"restBreaks/totalShortBreakTime"_s).toString(), u"02:00"_s);
@@ -249,6 +262,51 @@ private Q_SLOTS:
                                 {u"activity"_s, u"Перерыв/отдых"_s},
                                 {u"cardStatus"_s, u"Не вставлена"_s}}}
             << u"drivingCycles/dailyDrivingTimeMinutes"_s << QVariant(120);
+        // The weekly rest: within six 24-hour periods of the end of the last one, 24:00 at least, and
+        // of two in a row one of 45:00.
+        QTest::newRow("60:00 off after five days is a regular weekly rest")
+            << workingDays({1, 2, 3, 4, 5, 8}) << u"restBreaks/weeklyRest"_s << QVariant(u"60:00"_s);
+        QTest::newRow("and no violation")
+            << workingDays({1, 2, 3, 4, 5, 8}) << u"restBreaks/weeklyRestReduced"_s << QVariant(false);
+        QTest::newRow("one reduced weekly rest of 36:00 is allowed")
+            << workingDays({1, 2, 3, 4, 5, 7, 8, 9}) << u"restBreaks/weeklyRestReduced"_s << QVariant(false);
+        QTest::newRow("two in a row are not")
+            << workingDays({1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 13}) << u"compliance/violations/0"_s
+            << QVariant(u"Недостаточный еженедельный отдых: 36:00 < 45:00"_s);
+        QTest::newRow("seven days without 24:00 off")
+            << workingDays({1, 2, 3, 4, 5, 6, 7}) << u"compliance/violations/0"_s
+            << QVariant(u"Недостаточный еженедельный отдых: 12:00 < 45:00"_s);
+        QTest::newRow("six days are not yet judged")
+            << workingDays({1, 2, 3, 4, 5, 6}) << u"restBreaks/weeklyRestReduced"_s << QVariant(false);
+        QTest::newRow("a short day is within two weeks' limit")
+            << workingDay(u"0001"_s, u"06:00"_s, u"09:00"_s) << u"drivingCycles/biWeeklyLimitExceeded"_s
+            << QVariant(false);
+        QTest::newRow("a change at 05:59 is at night") << workingDay(u"0001"_s, u"05:59"_s, u"07:00"_s)
+                                                       << u"restBreaks/hasSplitRest"_s << QVariant(true);
+        QTest::newRow("\"Перерыв\" with the card is a rest activity")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Перерыв"_s),
+                    change(u"0001"_s, u"09:00"_s, u"Rest"_s, false)}
+            << u"workingHours/items/0/restActivityMinutes"_s << QVariant(60);
+        QTest::newRow("\"Неизвестно\" without the card is unknown")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Неизвестно"_s, false),
+                    change(u"0001"_s, u"09:00"_s, u"Work"_s)}
+            << u"workingHours/items/0/unknownMinutes"_s << QVariant(60);
+        QTest::newRow("minute 1440 is no time of day")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Drive"_s), QVariantMap{{u"day"_s, u"0001"_s},
+                                                                           {u"minutes"_s, 1440},
+                                                                           {u"cardStatus"_s, u"Inserted"_s}}}
+            << u"drivingCycles/dailyDrivingTimeMinutes"_s << QVariant(0);
+        QTest::newRow("no manual entries") << workingDay(u"0001"_s, u"06:00"_s, u"09:00"_s)
+                                           << u"classification/manualInputCount"_s << QVariant(0);
+        QTest::newRow("a rest at the data's end holds to the day's end")
+            << workingDays({1, 2, 3, 4, 5}) + Rows{change(u"0008"_s, u"00:00"_s, u"Rest"_s, false)}
+            << u"restBreaks/weeklyRest"_s << QVariant(u"78:00"_s);
+        QTest::newRow("an open rest at the day's end is no session")
+            << Rows{change(u"0001"_s, u"08:00"_s, u"Work"_s), change(u"0001"_s, u"09:00"_s, u"Rest"_s, false),
+                    change(u"0001"_s, u"10:00"_s, u"Work"_s)}
+            << u"efficiency/sessionCount"_s << QVariant(1);
+        QTest::newRow("no changes, no night sessions")
+            << Rows() << u"workingHours/nightWorkSessions"_s << QVariant(0);
         QTest::newRow("no changes") << Rows() << u"compliance/overallScore"_s << QVariant(0);
         QTest::newRow("no changes, no verdict") << Rows() << u"compliance/isCompliant"_s << QVariant(false);
         QTest::newRow("no changes, no durations")
@@ -262,6 +320,39 @@ private Q_SLOTS:
         QFETCH(QVariant, expected);
         const QVariantMap analysis = ActivityAnalyzer::analyze(rows, {}, {});
         QCOMPARE(at(analysis, path).toString(), expected.toString());
+    }
+
+    // A unit's two slots are two drivers: a change in the co-driver's slot breaks no driving of the driver.
+    void crewSlotsAreJudgedApart()
+    {
+        VehicleUnitDescription description = sampleVehicleUnit(1);
+        description.days.first().changes = {
+            {0, Rest, false},       {360, Driving, true, false, true},     {660, Rest, false},
+            {0, Rest, false, true}, {480, Availability, true, true, true}, {720, Rest, false, true}};
+        const DddReport report = Decoder::decode(writeVehicleUnit(description), u"crew.ddd"_s);
+        QCOMPARE(at(report.analysis, u"compliance/violations"_s).toStringList(),
+                 QStringList{u"Превышено непрерывное вождение: 05:00 > 4:30"_s});
+        QCOMPARE(report.summary().value(u"complianceScore"_s).toInt(), 90);
+        QCOMPARE(at(report.analysis, u"coDriver/drivingCycles/maxContinuousDrivingMinutes"_s).toInt(), 0);
+        QCOMPARE(at(report.analysis, u"coDriver/classification/availabilityMinutes"_s).toInt(), 240);
+        QCOMPARE(at(report.analysis, u"coDriver/compliance/isCompliant"_s).toBool(), true);
+    }
+
+    void minutesOfText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("minutes");
+        QTest::newRow("HH:MM") << u"08:30"_s << 510;
+        QTest::newRow("24:00 is no time") << u"24:00"_s << -1;
+        QTest::newRow("inside a longer text") << u"04.03.2024 17:05:00"_s << 1025;
+        QTest::newRow("an hour of one digit is no time") << u"04.03.2024 7:05:00"_s << -1;
+        QTest::newRow("no time") << u"rest"_s << -1;
+    }
+
+    void minutesOfText()
+    {
+        QFETCH(QString, text);
+        QTEST(ActivityAnalyzer::parseMinutes(text), "minutes");
     }
 
     void dayOrder_data()
@@ -306,12 +397,15 @@ private Q_SLOTS:
                                {u"entryTime"_s, u"04.03.2024 23:30:00"_s}},
                               {{u"specificConditionType"_s, u"Прочее"_s}, {u"conditionCode"_s, 7}},
                               {{u"specificConditionType"_s, u"Паром/поезд — окончание"_s},
-                               {u"entryTime"_s, u"05.03.2024 01:00:00"_s}}};
+                               {u"entryTime"_s, u"05.03.2024 01:00:00"_s}},
+                              {{u"type"_s, u"Ferry/train crossing begin"_s}, {u"time"_s, u"10:00"_s}},
+                              {{u"type"_s, u"Ferry/train crossing end"_s}, {u"time"_s, u"11:00"_s}}};
         const QVariantMap analysis = ActivityAnalyzer::analyze({}, vehicles, conditions);
         QCOMPARE(at(analysis, u"conditions/manualInputCount"_s).toInt(), 3);
-        QCOMPARE(at(analysis, u"conditions/specificConditionCount"_s).toInt(), 3);
-        QCOMPARE(at(analysis, u"conditions/ferryTrainCount"_s).toInt(), 2);
-        QCOMPARE(at(analysis, u"conditions/ferryTrainMinutes"_s).toInt(), 90); // across midnight
+        QCOMPARE(at(analysis, u"conditions/specificConditionCount"_s).toInt(), 5);
+        QCOMPARE(at(analysis, u"conditions/ferryTrainCount"_s).toInt(), 4);
+        QCOMPARE(at(analysis, u"conditions/ferryTrainMinutes"_s).toInt(),
+                 90 + 60); // the first across midnight
         QCOMPARE(at(analysis, u"conditions/ferryTrainIntervals/0/begin"_s).toString(), u"23:30"_s);
     }
 };

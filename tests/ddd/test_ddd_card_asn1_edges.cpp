@@ -34,15 +34,16 @@ class TestDddCardAndAsn1Edges : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void eventOfAnUnknownTypeIsSkipped()
+    void eventOfAnUnnamedTypeShowsItsCode()
     {
         DriverCardDescription description = sampleDriverCard(1);
         Event unknown = description.events.first();
         unknown.type = 11;
         description.events.insert(1, unknown);
         const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
-        QCOMPARE(report.events.size(), 2);
-        QCOMPARE(column(report.events, u"eventType"_s).last(), u"Превышение скорости"_s);
+        QCOMPARE(column(report.events, u"eventType"_s),
+                 QStringList({u"Вставка карты во время движения"_s, u"НЕИЗВЕСТНОЕ СОБЫТИЕ (0X0B)"_s,
+                              u"Превышение скорости"_s}));
     }
 
     void faultsStopAtAThousand()
@@ -54,13 +55,23 @@ private Q_SLOTS:
         QCOMPARE(report.faults.size(), 1000);
     }
 
-    void birthDateOfZeros()
+    void birthDateOfZerosIsEmpty()
     {
         DriverCardDescription description = sampleDriverCard(1);
         description.birthDate = QDate();
         const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
-        QCOMPARE(report.birthDate, u"5 октября 1982 г."_s);
-        QCOMPARE(identification(report, u"cardHolderBirthDate"_s), report.birthDate);
+        QCOMPARE(report.birthDate, QString());
+        QCOMPARE(identification(report, u"cardHolderBirthDate"_s), QString());
+        QCOMPARE(identification(report, u"cardHolderPreferredLanguage"_s), u"ru"_s);
+    }
+
+    // A file cut short has the rows of the fields it holds whole.
+    void shortApplicationIdentification()
+    {
+        const DddReport report =
+            Decoder::decode(hex("000200000A") + "ICC DATA.." + hex("0501000003 010100"), u"card.ddd"_s);
+        QCOMPARE(column(report.applicationIdentification, u"description"_s),
+                 QStringList({u"typeOfTachographCardID"_s, u"cardStructureVersion"_s}));
     }
 
     void shortIccFileGetsOneRow()
@@ -92,6 +103,11 @@ private Q_SLOTS:
         QTest::newRow("four bytes read as a time")
             << hex("00") + hex("3006040465E50F00") << QStringList({u"0"_s, u"0.0"_s})
             << QStringList({u"04.03.2024 00:00:00"_s, u"04.03.2024 00:00:00"_s});
+        QTest::newRow("a long length at offset 0")
+            << hex("308106020101020102") << QStringList({u"0"_s, u"0.0"_s, u"0.1"_s})
+            << QStringList({u"1"_s, u"1"_s, u"2"_s});
+        QTest::newRow("a constructed octet string is no root")
+            << hex("00240604044142434400") << QStringList() << QStringList();
         QTest::newRow("indefinite sequence without its end is no root")
             << hex("00") + hex("3080020105020107") << QStringList() << QStringList();
         QTest::newRow("an object identifier and a time")
@@ -109,6 +125,51 @@ private Q_SLOTS:
         QTEST(column(report.asn1Fields, u"value"_s), "values");
         if (QTest::currentDataTag() == QByteArray("an object identifier and a time"))
             QCOMPARE(column(report.asn1Fields, u"oid"_s).at(1), u"1.2.840.113549"_s);
+    }
+
+    // Every element of one structure in full: types, texts, numbers, an object identifier whole and one
+    // cut short, a set, a time, and the context tags of an identity with their bounds (a version of 300
+    // is none, a surname of 80 letters is one, a tag of 11 names nothing).
+    void asn1RowsInFull()
+    {
+        const DddReport report = Decoder::decode(
+            QByteArray::fromHex(
+                "003081a10101ff0202ff38040341424306032a864806022a8131020500170d3234303330343132303030305aa104"
+                "0202012ca55213505858585858585858585858585858585858585858585858585858585858585858585858585858"
+                "585858585858585858585858585858585858585858585858585858585858585858585858585858585858a70c130a"
+                "41424331323334353637ab0f170d3234303330343132303030305a"),
+            u"any.bin"_s);
+        QStringList rows;
+        for (const QVariantMap& row : report.asn1Fields) {
+            QStringList entries;
+            for (auto it = row.cbegin(); it != row.cend(); ++it) {
+                if (it.key() != u"hex"_s && it.key() != u"normalizedValue"_s)
+                    entries.append(it.key() + u'=' + it.value().toString());
+            }
+            rows.append(entries.join(u';'));
+        }
+        QCOMPARE(
+            rows,
+            QStringList(
+                {u"boolean=;class=UNIVERSAL;constructed=Да;integer=;isIndefiniteLength=false;length=161;offset=1;oid=;path=0;rawTagClass=0;signedInteger=;tag=16;type=SEQUENCE;value=true"_s,
+                 u"boolean=true;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=1;offset=4;oid=;path=0.0;rawTagClass=0;signedInteger=;tag=1;type=BOOLEAN;value=true"_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Нет;integer=65336;isIndefiniteLength=false;length=2;offset=7;oid=;path=0.1;rawTagClass=0;signedInteger=-200;tag=2;type=INTEGER;value=65336"_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=3;offset=11;oid=;path=0.2;rawTagClass=0;signedInteger=;tag=4;type=OCTET STRING;value=ABC"_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=3;offset=16;oid=1.2.840;path=0.3;rawTagClass=0;signedInteger=;tag=6;type=OBJECT IDENTIFIER;value="_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=2;offset=21;oid=;path=0.4;rawTagClass=0;signedInteger=;tag=6;type=OBJECT IDENTIFIER;value="_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Да;integer=;isIndefiniteLength=false;length=2;offset=25;oid=;path=0.5;rawTagClass=0;signedInteger=;tag=17;type=SET;value="_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=0;offset=27;oid=;path=0.5.0;rawTagClass=0;signedInteger=;tag=5;type=NULL;value="_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=13;offset=29;oid=;path=0.6;rawTagClass=0;semanticField=candidate.dateTime;signedInteger=;tag=23;type=UTC TIME;value=04.03.2024 12:00:00"_s,
+                 u"boolean=;class=CONTEXT[2];constructed=Да;integer=;isIndefiniteLength=false;length=4;offset=44;oid=;path=0.7;rawTagClass=2;semanticField=vendor.context[1];signedInteger=;tag=1;type=context[1];value=300"_s, u"boolean=;class=UNIVERSAL;constructed=Нет;integer=300;isIndefiniteLength=false;length=2;offset=46;oid=;path=0.7.0;rawTagClass=0;signedInteger=300;tag=2;type=INTEGER;value=300"_s, u"boolean=;class=CONTEXT[2];constructed=Да;integer=;isIndefiniteLength=false;length=82;offset=50;oid=;path=0.8;rawTagClass=2;semanticField=vendor.context[5];signedInteger=;tag=5;type=context[5];value=XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"_s, u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=80;offset=52;oid=;path=0.8.0;rawTagClass=0;signedInteger=;tag=19;type=PRINTABLE STRING;value=XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"_s, u"boolean=;class=CONTEXT[2];constructed=Да;integer=;isIndefiniteLength=false;length=12;offset=134;oid=;path=0.9;rawTagClass=2;semanticField=candidate.identifier;signedInteger=;tag=7;type=context[7];value=ABC1234567"_s, u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=10;offset=136;oid=;path=0.9.0;rawTagClass=0;semanticField=candidate.identifier;signedInteger=;tag=19;type=PRINTABLE STRING;value=ABC1234567"_s, u"boolean=;class=CONTEXT[2];constructed=Да;integer=;isIndefiniteLength=false;length=15;offset=148;oid=;path=0.10;rawTagClass=2;semanticField=candidate.dateTime;signedInteger=;tag=11;type=context[11];value=04.03.2024 12:00:00"_s,
+                 u"boolean=;class=UNIVERSAL;constructed=Нет;integer=;isIndefiniteLength=false;length=13;offset=150;oid=;path=0.10.0;rawTagClass=0;semanticField=candidate.dateTime;signedInteger=;tag=23;type=UTC TIME;value=04.03.2024 12:00:00"_s,
+                 u"class=CONTEXT[2];constructed=Да;path=0.8;semanticField=driverSurname;tag=5;type=ASN.1: driverSurname;value=XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"_s,
+                 u"class=CONTEXT[2];constructed=Да;path=0.9;semanticField=candidate.identifier;tag=7;type=ASN.1: cardNumber;value=ABC1234567"_s}));
+        QCOMPARE(column(report.asn1Fields, u"hex"_s).at(1), u"FF"_s);
+        QCOMPARE(column(report.asn1Fields, u"hex"_s).last(), u"130A41424331323334353637"_s);
+        QCOMPARE(column(report.asn1Fields, u"normalizedValue"_s), column(report.asn1Fields, u"value"_s));
+        QCOMPARE(report.asn1Version, 0);
+        QCOMPARE(report.driverSurname, QString(80, u'X'));
+        QCOMPARE(report.cardNumber, u"ABC1234567"_s);
     }
 
     void asn1Times_data()

@@ -1,10 +1,13 @@
 // Driver-card files written by the generator, decoded and compared with their description.
 #include "dataset_columns.h"
 #include "ddd/ddd_decoder.h"
+#include "ddd/ddd_fields.h"
 #include "tools/dddgen/ddd_generator.h"
 
 #include <QTest>
 #include <QTimeZone>
+
+#include <iconv.h>
 
 using namespace tachoria::ddd;
 using namespace tachoria::ddd::test;
@@ -93,7 +96,7 @@ private Q_SLOTS:
                                               u"vehicleRegistrationNation"_s, u"vehicleRegistrationNumber"_s,
                                               u"controlDownloadPeriodBegin"_s, u"controlDownloadPeriodEnd"_s})
                               << QStringList({u"Control"_s, u"04.03.2024"_s, u"Control Card"_s,
-                                              u"Российская Федерация"_s, u"RUC0000000000001"_s,
+                                              u"Финляндия"_s, u"RUC0000000000001"_s,
                                               u"Российская Федерация"_s, u"A123BC77"_s,
                                               u"01.03.2024 0:00:00"_s, u"04.03.2024 9:30:00"_s});
     }
@@ -105,7 +108,7 @@ private Q_SLOTS:
         description.control = {1,
                                march.addDays(3).addSecs(10 * 3600),
                                3,
-                               5,
+                               0x12,
                                u"RUC0000000000001"_s,
                                0x2B,
                                u"A123BC77"_s,
@@ -172,6 +175,7 @@ private Q_SLOTS:
                  QStringList({u"Вставка карты во время движения"_s, u"Превышение скорости"_s}));
         QCOMPARE(column(report.events, u"eventTypeEnglish"_s).last(), u"General event - Over speeding"_s);
         QCOMPARE(column(report.events, u"eventBeginTime"_s).first(), u"04.03.2024 8:00:00"_s);
+        QCOMPARE(column(report.events, u"eventEndTime"_s).first(), u"04.03.2024 8:01:00"_s);
         // The code-page byte 0x01 in front of the number is a blank, and falls away.
         QCOMPARE(column(report.events, u"vehicleRegistrationNumber"_s),
                  QStringList({u"A123BC77"_s, u"A123BC77"_s}));
@@ -186,6 +190,10 @@ private Q_SLOTS:
         QCOMPARE(column(report.vehicles, u"vuDataBlockCounter"_s), QStringList({u"0001"_s, u"0002"_s}));
         QCOMPARE(column(report.places, u"entryTypeDailyWorkPeriod"_s), QStringList({u"Begin"_s, u"End"_s}));
         QCOMPARE(column(report.places, u"entryTime"_s).first(), u"04.03.2024 06:00:00"_s);
+        QCOMPARE(column(report.places, u"dailyWorkPeriodCountry"_s),
+                 QStringList(2, u"Российская Федерация"_s));
+        QCOMPARE(column(report.places, u"vehicleOdometerValue"_s), QStringList({u"120000"_s, u"120420"_s}));
+        QCOMPARE(column(report.drivingLicence, u"hexData"_s).at(1), u"2B"_s);
         // Stored three hours ahead: 12:00 shows as 09:00.
         QCOMPARE(column(report.specificConditions, u"entryTime"_s),
                  QStringList({u"04.03.2024 09:00:00"_s, u"04.03.2024 10:30:00"_s}));
@@ -212,13 +220,93 @@ private Q_SLOTS:
         QCOMPARE(report.totalDays, days);
     }
 
-    void cyclicBufferStopsAtFirstBadRecord()
+    // The activity ring walked by its pointers from the oldest to the newest day, wherever it wraps: five
+    // days of 26 bytes in a ring of 200, the third day beginning where the row says.
+    void activityRing_data()
     {
+        QTest::addColumn<int>("ringStart");
+        QTest::addColumn<bool>("damagedPointer");
+        QTest::newRow("not wrapped") << 0 << false;
+        QTest::newRow("wrap inside the third day's header") << 197 - 52 << false;
+        QTest::newRow("wrap inside its changes") << 185 - 52 << false;
+        QTest::newRow("the third day at the buffer's last byte") << 199 - 52 << false;
+        QTest::newRow("the second day ends at the buffer's last byte") << 200 - 52 << false;
+        QTest::newRow("the newest day ends at the buffer's last byte") << 200 - 130 << false;
+        QTest::newRow("an oldest pointer into nothing: the forward walk") << 0 << true;
+    }
+
+    void activityRing()
+    {
+        QFETCH(int, ringStart);
+        QFETCH(bool, damagedPointer);
         DriverCardDescription description = sampleDriverCard(5);
-        description.days[2].changes.clear(); // a record of length 12 ends the walk
+        description.activityRingSize = 200;
+        description.activityRingStart = ringStart;
+        QByteArray bytes = writeDriverCard(description);
+        if (damagedPointer) {
+            const qsizetype ring = bytes.indexOf(QByteArray::fromHex("05040000CC")) + 5;
+            QVERIFY(ring > 5);
+            bytes[ring + 1] = char(150); // the oldest pointer into the unused bytes
+        }
+        const DddReport report = Decoder::decode(bytes, u"card.ddd"_s);
+        QStringList dates;
+        for (const Day& day : std::as_const(description.days))
+            dates.append(day.date.toString(u"dd.MM.yyyy"_s));
+        QCOMPARE(column(report.activities, u"activityRecordDate"_s), dates);
+        QCOMPARE(column(report.activities, u"activityDailyPresenceCounter"_s),
+                 QStringList({u"0001"_s, u"0002"_s, u"0003"_s, u"0004"_s, u"0005"_s}));
+        QCOMPARE(column(report.activityChanges, u"time"_s).mid(28),
+                 QStringList(
+                     {u"00:00"_s, u"06:00"_s, u"06:30"_s, u"10:30"_s, u"11:15"_s, u"14:45"_s, u"15:05"_s}));
+        QCOMPARE(report.totalDistanceKm, 400 + 401 + 402 + 403 + 404); // the days' distances
+        QCOMPARE(report.totalDays, 5);
+    }
+
+    // Names in every code page of Europe: a card's own through the generator, and every byte of each part
+    // against the C library's tables.
+    void namesInEveryCodePage_data()
+    {
+        QTest::addColumn<int>("codePage");
+        QTest::addColumn<QString>("surname");
+        const QList<std::pair<int, QString>> names = {{1, u"Ñúñez Müller"_s},  {2, u"Łukasiewicz Dvořák"_s},
+                                                      {3, u"Ġużeppi Ħabib"_s}, {4, u"Ķēniņš"_s},
+                                                      {5, u"Иванов Ёжиков"_s}, {6, u"عبد الله"_s},
+                                                      {7, u"Παπαδόπουλος"_s},  {8, u"כהן"_s},
+                                                      {9, u"Öztürk Çağrı"_s},  {10, u"Þórðarson"_s},
+                                                      {11, u"สมชาย"_s},        {13, u"Žukauskas Ąžuolas"_s},
+                                                      {14, u"Ŵyn Ŷates"_s},    {15, u"Šárka Žák €"_s},
+                                                      {16, u"Țăranu Ștefan"_s}};
+        for (const auto& [codePage, surname] : names)
+            QTest::addRow("%d", codePage) << codePage << surname;
+    }
+
+    void namesInEveryCodePage()
+    {
+        QFETCH(int, codePage);
+        QFETCH(QString, surname);
+        DriverCardDescription description = sampleDriverCard(1);
+        description.nameCodePage = codePage;
+        description.surname = surname;
         const DddReport report = Decoder::decode(writeDriverCard(description), u"card.ddd"_s);
-        QCOMPARE(report.activities.size(), 2);
-        QCOMPARE(report.activityChanges.size(), 14);
+        QCOMPARE(report.driverSurname, surname);
+        QCOMPARE(value(report.cardIdentification, u"cardHolderSurname"_s), surname);
+
+        iconv_t converter = iconv_open("UTF-8", ("ISO-8859-" + QByteArray::number(codePage)).constData());
+        QVERIFY(converter != iconv_t(-1));
+        for (int byte = 0xA0; byte <= 0xFF; ++byte) {
+            char in = char(byte);
+            char out[8] = {};
+            char* input = &in;
+            char* output = out;
+            size_t inputLeft = 1;
+            size_t outputLeft = sizeof out;
+            const bool defined = iconv(converter, &input, &inputLeft, &output, &outputLeft) != size_t(-1);
+            // A byte the part leaves undefined, like the no-break space, parts words as a blank.
+            const QString expected = defined && byte != 0xA0 ? QString::fromUtf8(out) : u" "_s;
+            QCOMPARE(readName(QByteArray(1, char(codePage)) + "A" + char(byte) + "B", 0, 4),
+                     u"A"_s + expected + u"B"_s);
+        }
+        iconv_close(converter);
     }
 
     void blockPromisingMoreThanTheFileHolds()

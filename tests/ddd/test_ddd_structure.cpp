@@ -4,6 +4,7 @@
 #include <QTest>
 
 using namespace tachoria::ddd;
+using namespace Qt::StringLiterals;
 
 Q_DECLARE_METATYPE(DddFileType)
 
@@ -161,6 +162,11 @@ private Q_SLOTS:
         QCOMPARE(report.fileName, QStringLiteral("card.ddd"));
         QCOMPARE(report.sourceFingerprint.size(), 64);
         const QVariantMap row = report.blockRows().at(1).toMap();
+        QCOMPARE(row.keys(),
+                 QStringList({u"blockStartPosition"_s, u"data"_s, u"description"_s, u"fileNumber"_s,
+                              u"fileType"_s, u"length"_s, u"name"_s, u"occurrence"_s, u"offset"_s,
+                              u"payloadHex"_s, u"recordCount"_s, u"recordLength"_s}));
+        QCOMPARE(row.value(u"name"_s).toString(), u"Использованные автомобили"_s);
         QCOMPARE(row.value(QStringLiteral("recordCount")).toInt(), 0); // a card's rows hide the record fields
         QCOMPARE(row.value(QStringLiteral("description")).toString(),
                  QStringLiteral("Найден по структурированному формату"));
@@ -168,9 +174,145 @@ private Q_SLOTS:
         QCOMPARE(section.value(QStringLiteral("recordCount")).toInt(),
                  2); // the inventory keeps the true values
         QCOMPARE(section.value(QStringLiteral("records")).toList().size(), 2);
-        QCOMPARE(DddReport::datasetNames().size(), 38);
+        // The names under which the page shows the datasets and the repository keeps them, in their order.
+        QCOMPARE(DddReport::datasetNames(), QStringList({u"events"_s,
+                                                         u"faults"_s,
+                                                         u"activities"_s,
+                                                         u"activityChanges"_s,
+                                                         u"vehicles"_s,
+                                                         u"places"_s,
+                                                         u"charts"_s,
+                                                         u"asn1Fields"_s,
+                                                         u"sections"_s,
+                                                         u"tachoChildSections"_s,
+                                                         u"dayInformation"_s,
+                                                         u"cardIwData"_s,
+                                                         u"tachoEvents"_s,
+                                                         u"tachoFaults"_s,
+                                                         u"overSpeedingEvents"_s,
+                                                         u"detailedSpeed"_s,
+                                                         u"calibrationData"_s,
+                                                         u"vehicleIdentification"_s,
+                                                         u"vuIdentification"_s,
+                                                         u"sensorPaired"_s,
+                                                         u"activityDaily"_s,
+                                                         u"placeDailyWorkPeriod"_s,
+                                                         u"specificConditions"_s,
+                                                         u"downloadActivity"_s,
+                                                         u"currentDateTime"_s,
+                                                         u"downloadablePeriod"_s,
+                                                         u"insertedCardType"_s,
+                                                         u"companyLocks"_s,
+                                                         u"controlActivity"_s,
+                                                         u"overSpeedingControl"_s,
+                                                         u"currentUsage"_s,
+                                                         u"timeAdjustments"_s,
+                                                         u"cardIcc"_s,
+                                                         u"cardIc"_s,
+                                                         u"applicationIdentification"_s,
+                                                         u"cardIdentification"_s,
+                                                         u"cardDownload"_s,
+                                                         u"drivingLicence"_s}));
+        // And the summary's keys, which the page and the printed report read.
+        QStringList keys{u"fileName"_s,
+                         u"filePath"_s,
+                         u"fileType"_s,
+                         u"size"_s,
+                         u"blockCount"_s,
+                         u"vin"_s,
+                         u"registrationNumber"_s,
+                         u"vehicleRegistrationNation"_s,
+                         u"cardNumber"_s,
+                         u"driverName"_s,
+                         u"driverFirstName"_s,
+                         u"driverSurname"_s,
+                         u"issuingAuthorityName"_s,
+                         u"birthDate"_s,
+                         u"expiryDate"_s,
+                         u"lastCardDownload"_s,
+                         u"lastCardDownloadString"_s,
+                         u"drivingLicenceNumber"_s,
+                         u"drivingLicenceIssuingAuthority"_s,
+                         u"drivingLicenceIssuingNation"_s,
+                         u"dataStartDate"_s,
+                         u"dataEndDate"_s,
+                         u"nextCalibrationDate"_s,
+                         u"vehicleFirstUseDate"_s,
+                         u"cardWithdrawalTime"_s,
+                         u"asn1Version"_s,
+                         u"asn1Identity"_s,
+                         u"eventCount"_s,
+                         u"faultCount"_s,
+                         u"activityCount"_s,
+                         u"activityChangeCount"_s,
+                         u"vehicleCount"_s,
+                         u"placeCount"_s,
+                         u"dayInformationCount"_s,
+                         u"cardIwCount"_s,
+                         u"tachoEventCount"_s,
+                         u"tachoFaultCount"_s,
+                         u"overSpeedingCount"_s,
+                         u"detailedSpeedCount"_s,
+                         u"calibrationCount"_s,
+                         u"activityDailyCount"_s,
+                         u"placeDailyWorkPeriodCount"_s,
+                         u"specificConditionCount"_s,
+                         u"companyLockCount"_s,
+                         u"controlActivityCount"_s,
+                         u"totalOverSpeeding"_s,
+                         u"totalCalibrations"_s,
+                         u"totalDays"_s,
+                         u"totalDistanceKm"_s,
+                         u"averageSpeed"_s,
+                         u"maxSpeed"_s,
+                         u"daysWithOverSpeeding"_s,
+                         u"daysWithFaults"_s,
+                         u"asn1FieldCount"_s,
+                         u"complianceScore"_s,
+                         u"formatNote"_s};
+        keys.sort();
+        QCOMPARE(report.summary().keys(), keys);
+        QCOMPARE(report.summary().value(u"asn1Identity"_s).toMap().keys(),
+                 QStringList({u"cardNumber"_s, u"cardWithdrawalTime"_s, u"dataEndDate"_s, u"dataStartDate"_s,
+                              u"driverFirstName"_s, u"driverSurname"_s, u"registrationNumber"_s,
+                              u"vehicleFirstUseDate"_s, u"version"_s, u"vin"_s}));
+        QCOMPARE(report.summary().value(u"fileType"_s).toString(), u"Карта водителя"_s);
+        QCOMPARE(
+            report.summary().value(u"formatNote"_s).toString(),
+            u"Разобраны ASN.1/BER и доступные блоки карты ICC/IC, идентификации, событий, неисправностей, "
+            u"активности, автомобилей, мест и дополнительных данных; рассчитаны рабочее время, лимиты и "
+            u"нарушения."_s);
+        DddReport unit;
+        unit.fileType = DddFileType::Tachograph;
+        QCOMPARE(unit.summary().value(u"fileType"_s).toString(), u"Тахограф"_s);
+        QCOMPARE(unit.summary().value(u"formatNote"_s).toString(),
+                 u"Разобраны секции тахографа 7601–7605/7681–7685, цифровые подписи, ASN.1/BER и доступные "
+                 u"расчёты активности, расстояния, скорости и нарушений."_s);
+        QCOMPARE(DddReport().summary().value(u"fileType"_s).toString(), u"Неизвестный формат"_s);
         for (const QString& name : DddReport::datasetNames())
             QVERIFY2(report.dataset(name), qPrintable(name));
+    }
+
+    // The titles of the blocks as the structure tab shows them.
+    void blockNames()
+    {
+        QStringList names;
+        for (const char* tag : {"0002", "0005", "C209", "0501", "0520", "0521", "0502", "0503", "0504",
+                                "0505", "0506", "0508", "0522", "050E", "0507", "0523"})
+            names.append(Decoder::cardBlockName(QLatin1String(tag)));
+        QCOMPARE(names, QStringList({u"ICC"_s, u"IC"_s, u"Сертификат"_s, u"Идентификация приложения"_s,
+                                     u"Идентификация"_s, u"Водительское удостоверение"_s, u"Данные событий"_s,
+                                     u"Данные неисправностей"_s, u"Активность водителя"_s,
+                                     u"Использованные автомобили"_s, u"Места"_s, u"Контрольная активность"_s,
+                                     u"Особые условия"_s, u"Загрузка карты"_s, u"Текущее использование"_s,
+                                     u"Неизвестный блок 0523"_s}));
+        names.clear();
+        for (const char* tag : {"7681", "7601", "7602", "7603", "7604", "7605", "7606"})
+            names.append(Decoder::tachographBlockName(QLatin1String(tag)));
+        QCOMPARE(names,
+                 QStringList({u"Основные данные тахографа"_s, u"Идентификация тахографа"_s,
+                              u"Данные активности"_s, u"События и неисправности"_s, u"Детальная скорость"_s,
+                              u"Калибровка и технические данные"_s, u"Блок DDD"_s}));
     }
 
     void printableStrings()
@@ -211,6 +353,17 @@ private Q_SLOTS:
         QTest::newRow("card number found in a window")
             << hex("000200001901") + QByteArray(6, '\x01') + "12345678901234" + hex("01") << QString()
             << QString() << QStringLiteral("12345678901234");
+        // Only the file's last window holds the number on a word boundary.
+        QTest::newRow("card number in the last window")
+            << hex("000200000A") + "ICC DATA..ZZ1234567890123456" << QString() << QStringLiteral("ZZ1234")
+            << QStringLiteral("1234567890123456");
+        QTest::newRow("a loose card number of ten characters")
+            << hex("000200000A") + "ICC DATA.." + hex("00") + "ABCDE12345" + hex("00") << QString()
+            << QStringLiteral("ABCDE12345") << QStringLiteral("ABCDE12345");
+        // A VIN run on by printable bytes is no word: the bytes of an ASN.1 element of 17 still give it.
+        QTest::newRow("VIN of an ASN.1 element")
+            << hex("00") + hex("30180111") + "WVWZZZ1JZXW000001" + hex("3003020105")
+            << QStringLiteral("WVWZZZ1JZXW000001") << QStringLiteral("WVWZZZ1JZXW") << QString();
     }
 
     void metadataFromLooseText()
@@ -220,6 +373,16 @@ private Q_SLOTS:
         QTEST(report.vin, "vin");
         QTEST(report.registrationNumber, "registration");
         QTEST(report.cardNumber, "card");
+    }
+
+    // Every 16-byte window with a printable byte, each text once, none beyond the file's end.
+    void windowsOfText()
+    {
+        QCOMPARE(Decoder::knownHexCandidates("ABCDEFGHIJKLMNOPQ", {}),
+                 QStringList({u"ABCDEFGHIJKLMNOP"_s, u"BCDEFGHIJKLMNOPQ"_s}));
+        QCOMPARE(Decoder::knownHexCandidates(QByteArray(16, '\x01') + "A", {}),
+                 QStringList{QString::fromLatin1(QByteArray(15, '\x01') + "A")});
+        QCOMPARE(Decoder::knownHexCandidates("ABCDEFGHIJKLMNOP", {u"ABCDEFGHIJKLMNOP"_s}), QStringList());
     }
 
     void unknownAndUnreadableFiles()

@@ -44,13 +44,14 @@ private Q_SLOTS:
         QCOMPARE(value(report.insertedCardType, u"co-driverCardSlot"_s), u"No card inserted"_s);
         QCOMPARE(value(report.downloadActivity, u"driverCardNumber"_s), u"RUD0000012345670"_s);
         QCOMPARE(value(report.downloadActivity, u"companyOrTachoriaName"_s), u"ООО ТРАНСЛОГИСТИК"_s);
-        QCOMPARE(report.companyLocks.size(), 1);
+        QCOMPARE(column(report.companyLocks, u"recordIndex"_s), QStringList{u"0"_s});
         QCOMPARE(report.controlActivity.size(), 0);
 
         QCOMPARE(value(report.vuIdentification, u"vuManufacturerName"_s), u"ООО ТАХОРИЯ"_s);
         QCOMPARE(value(report.vuIdentification, u"vuPartNumber"_s), u"TCH-3.0"_s);
         QCOMPARE(value(report.vuIdentification, u"vuSerialNumber"_s), u"1234567"_s);
-        QCOMPARE(value(report.vuIdentification, u"monthYear"_s), u"0324"_s);
+        QCOMPARE(value(report.vuIdentification, u"vuManufacturerAddress"_s), u"МОСКВА"_s);
+        QCOMPARE(value(report.vuIdentification, u"monthYear"_s), u"1223"_s);
         QCOMPARE(value(report.vuIdentification, u"type"_s), u"Vehicle Unit"_s);
         QCOMPARE(value(report.vuIdentification, u"vuSoftwareVersion"_s), u"0203"_s);
         QCOMPARE(value(report.vuIdentification, u"vuManufacturingDate"_s), u"14.02.2023"_s);
@@ -58,6 +59,7 @@ private Q_SLOTS:
         QCOMPARE(value(report.sensorPaired, u"type"_s), u"Motion Sensor"_s);
         QCOMPARE(value(report.sensorPaired, u"sensorApprovalNumber"_s), u"e1-0099"_s);
         QCOMPARE(value(report.sensorPaired, u"sensorPairingDateFirst"_s), u"01.03.2023 9:00:00"_s);
+        QCOMPARE(column(report.sensorPaired, u"hex"_s).last().size(), 2 * 20);
 
         QCOMPARE(report.calibrationData.size(), 1);
         const QVariantMap calibration = report.calibrationData.first();
@@ -97,6 +99,44 @@ private Q_SLOTS:
         QTest::newRow("four weeks") << 28;
     }
 
+    // Days one behind the other in a 7602 block, as a download writes them or a unit's own download does,
+    // each read whole: its insertions, its changes on both slots, its places, its day in the analysis.
+    void daysInOneActivityBlock_data()
+    {
+        QTest::addColumn<int>("daysPerBlock");
+        QTest::addColumn<int>("blocks");
+        QTest::newRow("one day a block") << 1 << 7;
+        QTest::newRow("three days a block") << 3 << 3;
+        QTest::newRow("the whole week in one block") << 7 << 1;
+    }
+
+    void daysInOneActivityBlock()
+    {
+        QFETCH(int, daysPerBlock);
+        VehicleUnitDescription description = sampleVehicleUnit(7);
+        description.daysPerActivityBlock = daysPerBlock;
+        for (Day& day : description.days)
+            day.changes.append({{0, Rest, false, true}, {480, Availability, true, true, true}});
+        const DddReport report = Decoder::decode(writeVehicleUnit(description), u"vu.ddd"_s);
+        QTEST(int(tags(report).count(u"7602"_s)), "blocks");
+        QCOMPARE(column(report.dayInformation, u"timeReal"_s).size(), 7);
+        QCOMPARE(column(report.dayInformation, u"timeReal"_s).last(), u"10.03.2024 0:00:00"_s);
+        QCOMPARE(report.activityDaily.size(), 7 * 9);
+        QCOMPARE(column(report.activityDaily, u"dayNo"_s).last(), u"7"_s);
+        QCOMPARE(column(report.activityDaily, u"slot"_s).last(), u"Сопряжённый водитель"_s);
+        QCOMPARE(report.cardIwData.size(), 7);
+        QCOMPARE(report.placeDailyWorkPeriod.size(), 7);
+        QCOMPARE(report.totalDays, 7);
+        QCOMPARE(report.analysis.value(u"coDriver"_s)
+                     .toMap()
+                     .value(u"workingHours"_s)
+                     .toMap()
+                     .value(u"items"_s)
+                     .toList()
+                     .size(),
+                 7);
+    }
+
     void days()
     {
         QFETCH(int, days);
@@ -113,10 +153,9 @@ private Q_SLOTS:
         QCOMPARE(report.dayInformation.size(), days);
         QCOMPARE(column(report.dayInformation, u"timeReal"_s).last(),
                  description.days.last().date.toString(u"dd.MM.yyyy"_s) + u" 0:00:00"_s);
-        qint64 odometers = 0;
-        for (const Day& day : description.days)
-            odometers += day.odometerMidnight;
-        QCOMPARE(report.totalDistanceKm, int(odometers)); // the sum of the readings, as this figure means
+        // The distance the midnight readings span.
+        QCOMPARE(report.totalDistanceKm,
+                 int(description.days.last().odometerMidnight - description.days.first().odometerMidnight));
         QCOMPARE(column(report.dayInformation, u"odometerValueMidnight"_s).last(),
                  QString::number(description.days.last().odometerMidnight));
 
@@ -147,6 +186,7 @@ private Q_SLOTS:
         QCOMPARE(report.placeDailyWorkPeriod.size(), days);
         QCOMPARE(column(report.placeDailyWorkPeriod, u"dailyWorkPeriodRegion"_s).first(), u"Moscow Region"_s);
         QCOMPARE(column(report.placeDailyWorkPeriod, u"entryTypeDailyWorkPeriod"_s).first(), u"Begin"_s);
+        QCOMPARE(column(report.placeDailyWorkPeriod, u"driverCardNumber"_s).first(), u"RUD0000012345670"_s);
 
         QCOMPARE(report.tachoFaults.size(), 1);
         QCOMPARE(report.faults, report.tachoFaults);
@@ -163,12 +203,15 @@ private Q_SLOTS:
         QCOMPARE(value(report.overSpeedingControl, u"numberOfOverspeedSince"_s), u"1"_s);
         QCOMPARE(column(report.overSpeedingEvents, u"maxSpeedValue"_s), QStringList{u"112"_s});
         QCOMPARE(column(report.overSpeedingEvents, u"averageSpeedValue"_s), QStringList{u"97"_s});
+        QCOMPARE(column(report.overSpeedingEvents, u"eventEndTime1"_s),
+                 QStringList{u"05.03.2024 11:01:30"_s});
         QCOMPARE(column(report.overSpeedingEvents, u"cardNumberDriverSlotBegin11"_s),
                  QStringList{u"RUD0000012345670"_s});
         QCOMPARE(report.totalOverSpeeding, 1);
         QCOMPARE(report.daysWithFaults, 1);
         QCOMPARE(report.daysWithOverSpeeding, 1);
         QCOMPARE(column(report.timeAdjustments, u"tachoriaName"_s), QStringList{u"ООО ТАХОСЕРВИС"_s});
+        QCOMPARE(column(report.timeAdjustments, u"newTimeValue"_s), QStringList{u"04.03.2024 4:02:00"_s});
         QVERIFY(
             column(report.timeAdjustments, u"tachoriaCardNumber"_s).first().contains(u"RUW0000000000042"_s));
 
@@ -176,6 +219,9 @@ private Q_SLOTS:
         QCOMPARE(report.detailedSpeed.size(), 3);
         QCOMPARE(report.charts.size(), 180);
         QCOMPARE(column(report.detailedSpeed, u"validSpeedCount"_s), QStringList(3, u"59"_s));
+        QVERIFY(column(report.detailedSpeed, u"speedsPerSecond"_s)
+                    .first()
+                    .startsWith(u"60, 61, 62, 63, 64, 60"_s));
         QCOMPARE(column(report.detailedSpeed, u"maxSpeed"_s), QStringList({u"64"_s, u"74"_s, u"84"_s}));
         QCOMPARE(report.detailedSpeed.first().value(u"averageSpeed"_s).toDouble(), 60 + 116.0 / 59);
         QCOMPARE(report.maxSpeed, 84);
@@ -262,7 +308,7 @@ private Q_SLOTS:
         QVERIFY(!day.contains(u"records"_s));
     }
 
-    void cardInsertionsSortedMadeUniqueAndRenumbered()
+    void cardInsertionsSortedAndRenumbered()
     {
         VehicleUnitDescription description = sampleVehicleUnit(3);
         const QDateTime first = description.days.at(0).date.startOfDay(QTimeZone::utc());
@@ -272,7 +318,7 @@ private Q_SLOTS:
         coDriver.cardNumber = u"RUD0000055555550"_s;
         coDriver.slot = 1;
         CardInsertion repeated = driver;
-        repeated.slot = 3; // another slot, yet the same key of odometer, time, card and names
+        repeated.slot = 3; // another slot with the same odometer, time, card and names: a record of its own
         description.days[0].insertions = {driver, coDriver, repeated};
         // The second day's block holds an insertion of the first day's evening; the third its own.
         CardInsertion evening = driver;
@@ -285,16 +331,19 @@ private Q_SLOTS:
 
         const DddReport report = Decoder::decode(writeVehicleUnit(description), u"vu.ddd"_s);
         QCOMPARE(column(report.cardIwData, u"cardHolderSurname"_s),
-                 QStringList({u"СИДОРОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s}));
+                 QStringList({u"СИДОРОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s, u"ИВАНОВ"_s}));
         QCOMPARE(column(report.cardIwData, u"cardSlot"_s),
-                 QStringList({u"Сопряжённый водитель"_s, u"Водитель"_s, u"Водитель"_s, u"Водитель"_s}));
+                 QStringList({u"Сопряжённый водитель"_s, u"Водитель"_s, u"Контроль"_s, u"Водитель"_s,
+                              u"Водитель"_s}));
         QCOMPARE(column(report.cardIwData, u"cardInsertionDate"_s),
-                 QStringList({u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s, u"04.03.2024 23:00:00"_s,
-                              u"06.03.2024 7:00:00"_s}));
-        QCOMPARE(column(report.cardIwData, u"dayNo"_s), QStringList({u"1"_s, u"1"_s, u"1"_s, u"2"_s}));
-        QCOMPARE(column(report.cardIwData, u"blockNumber"_s), QStringList({u"1"_s, u"1"_s, u"2"_s, u"3"_s}));
+                 QStringList({u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s, u"04.03.2024 6:00:00"_s,
+                              u"04.03.2024 23:00:00"_s, u"06.03.2024 7:00:00"_s}));
+        QCOMPARE(column(report.cardIwData, u"dayNo"_s),
+                 QStringList({u"1"_s, u"1"_s, u"1"_s, u"1"_s, u"2"_s}));
+        QCOMPARE(column(report.cardIwData, u"blockNumber"_s),
+                 QStringList({u"1"_s, u"1"_s, u"1"_s, u"2"_s, u"3"_s}));
         QCOMPARE(column(report.cardIwData, u"recordInBlock"_s),
-                 QStringList({u"1"_s, u"0"_s, u"0"_s, u"0"_s}));
+                 QStringList({u"1"_s, u"0"_s, u"2"_s, u"0"_s, u"0"_s}));
     }
 
     void markersInsidePayloads()

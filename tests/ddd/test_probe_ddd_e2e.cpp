@@ -1,6 +1,6 @@
 // `tachoria --probe-ddd` as scripts use it, on generated files: one JSON document, exit 0 or 9.
 #include "../support/process_runner.h"
-#include "ddd/ddd_report.h"
+#include "ddd/ddd_decoder.h"
 #include "tools/dddgen/ddd_generator.h"
 
 #include <QFile>
@@ -10,8 +10,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using tachoria::test::binaryPath;
 using tachoria::test::runProcess;
+using namespace tachoria;
 using namespace tachoria::dddgen;
 using namespace Qt::StringLiterals;
 
@@ -58,7 +61,7 @@ private Q_SLOTS:
         QCOMPARE(error.error, QJsonParseError::NoError);
         QCOMPARE(document.keys(), QStringList({u"analysis"_s, u"blocks"_s, u"datasets"_s, u"summary"_s}));
         const QJsonObject datasets = document.value(u"datasets"_s).toObject();
-        QStringList names = tachoria::ddd::DddReport::datasetNames();
+        QStringList names = ddd::DddReport::datasetNames();
         names.sort();
         QCOMPARE(datasets.keys(), names);
         QFETCH(QString, busiestDataset);
@@ -107,25 +110,82 @@ private Q_SLOTS:
 
     void refusedFiles_data()
     {
-        QTest::addColumn<bool>("exists");
+        QTest::addColumn<QString>("kind");
         QTest::addColumn<QString>("message");
-        QTest::newRow("unknown header") << true << u"Файл не похож на DDD: неизвестный заголовок"_s;
-        QTest::newRow("missing file") << false << QString();
+        QTest::newRow("unknown header") << u"text"_s << u"Файл не похож на DDD: неизвестный заголовок"_s;
+        QTest::newRow("missing file") << u"missing"_s << QString();
+        // Refused before a byte is read: a pipe without a writer would block, a device never ends.
+        QTest::newRow("a pipe") << u"pipe"_s << u"Не обычный файл, DDD не читается: %1"_s;
+        QTest::newRow("a device") << u"device"_s << u"Не обычный файл, DDD не читается: %1"_s;
+        QTest::newRow("above 64 MiB") << u"large"_s << u"Файл больше 64 МиБ, DDD не читается: %1"_s;
     }
 
     void refusedFiles()
     {
-        QFETCH(bool, exists);
-        const QString path =
-            exists ? write(u"text.ddd"_s, "not a ddd file") : m_dir.filePath(u"absent.ddd"_s);
-        const auto result = runProcess(binaryPath(u"tachoria"_s), {u"--probe-ddd"_s, path});
+        QFETCH(QString, kind);
+        QString path = m_dir.filePath(kind + u".ddd"_s);
+        if (kind == u"text"_s)
+            write(u"text.ddd"_s, "not a ddd file");
+        else if (kind == u"pipe"_s)
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        else if (kind == u"device"_s)
+            path = u"/dev/zero"_s;
+        else if (kind == u"large"_s) {
+            QFile file(path); // sparse: no byte of it is written
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.resize((qint64(64) << 20) + 1));
+        }
+        const auto result = runProcess(binaryPath(u"tachoria"_s), {u"--probe-ddd"_s, path}, 10000);
+        QVERIFY(result.finished);
         QCOMPARE(result.exitCode, 9);
         QCOMPARE(result.standardOutput, QString());
         QFETCH(QString, message);
         if (message.isEmpty())
             QVERIFY(!result.standardError.trimmed().isEmpty());
         else
-            QCOMPARE(result.standardError.trimmed(), message);
+            QCOMPARE(result.standardError.trimmed(), message.arg(path));
+    }
+
+    // The export written as it goes holds what a QJsonDocument of the report's maps holds, byte for byte.
+    void exportEqualsTheDocumentOfTheMaps_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("driver card") << writeDriverCard(sampleDriverCard(28));
+        QTest::newRow("vehicle unit") << writeVehicleUnit(sampleVehicleUnit(3));
+        QFile sample(QStringLiteral(TACHORIA_SOURCE_DIR "/tests/ddd/samples/vu_gen1.ddd"));
+        QVERIFY(sample.open(QIODevice::ReadOnly));
+        QTest::newRow("real-structure vehicle unit") << sample.readAll();
+        // A text outside the Basic Multilingual Plane, in an ASN.1 UTF8String, and control characters.
+        QTest::newRow("a character of two halves")
+            << QByteArray::fromHex("000200000A") + "ICC DATA.." + QByteArray::fromHex("30080C06F09D849E0A22");
+    }
+
+    void exportEqualsTheDocumentOfTheMaps()
+    {
+        QFETCH(QByteArray, bytes);
+        const ddd::DddReport report = ddd::Decoder::decode(bytes, write(u"export.ddd"_s, bytes));
+        const auto result = runProcess(binaryPath(u"tachoria"_s), {u"--probe-ddd"_s, report.filePath});
+        QCOMPARE(result.exitCode, 0);
+        QJsonObject datasets;
+        for (const QString& name : ddd::DddReport::datasetNames()) {
+            QJsonArray rows;
+            for (const QVariantMap& row : *report.dataset(name))
+                rows.append(QJsonObject::fromVariantMap(row));
+            datasets.insert(name, rows);
+        }
+        QJsonArray blocks;
+        for (const QVariant& row : report.blockRows()) {
+            QVariantMap block = row.toMap();
+            block.remove(u"payloadHex"_s);
+            block.insert(u"data"_s,
+                         QVariantMap{{u"length"_s, block.value(u"data"_s).toMap().value(u"length"_s)}});
+            blocks.append(QJsonObject::fromVariantMap(block));
+        }
+        const QJsonObject document{{u"summary"_s, QJsonObject::fromVariantMap(report.summary())},
+                                   {u"datasets"_s, datasets},
+                                   {u"analysis"_s, QJsonObject::fromVariantMap(report.analysis)},
+                                   {u"blocks"_s, blocks}};
+        QCOMPARE(result.standardOutput.toUtf8(),
+                 QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n');
     }
 };
 

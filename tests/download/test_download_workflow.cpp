@@ -533,19 +533,23 @@ private Q_SLOTS:
         QFile file(run.result.filePath);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray bytes = file.readAll();
-        // Eight days of activities in one 7602 block, day after day, among the unit's other blocks.
+        // Eight days of activities, a 7602 block each, among the unit's other blocks; all read back.
         QStringList tags;
         QList<QDate> days;
         for (const ddd::DddBlock& block : ddd::Decoder::splitTachographBlocks(bytes)) {
             tags.append(block.fileNumber);
             if (block.fileNumber == u"7602")
-                days = daysOfActivitiesBlock(block.data);
+                days += daysOfActivitiesBlock(block.data);
         }
-        QCOMPARE(tags, QStringList({u"7601"_s, u"7602"_s, u"7603"_s, u"7604"_s, u"7605"_s, u"7681"_s}));
+        QCOMPARE(tags, QStringList({u"7601"_s}) + QStringList(8, u"7602"_s) +
+                           QStringList({u"7603"_s, u"7604"_s, u"7605"_s, u"7681"_s}));
         QList<QDate> requested;
         for (int day = 1; day <= 8; ++day)
             requested.append(QDate(2026, 11, day));
         QCOMPARE(days, requested);
+        const ddd::DddReport report = ddd::Decoder::decode(bytes, run.result.filePath);
+        QCOMPARE(report.dayInformation.size(), 8);
+        QCOMPARE(report.totalDays, 8);
 
         // The blocks in their order, one request a day for the activities, each at midnight UTC.
         QVERIFY(sim.stop());

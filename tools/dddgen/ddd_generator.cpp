@@ -3,6 +3,7 @@
 #include <QTimeZone>
 
 #include <algorithm>
+#include <iconv.h>
 
 namespace tachoria::dddgen {
 
@@ -46,12 +47,17 @@ public:
         raw.append(QByteArray(length - raw.size(), pad));
         bytes.append(raw);
     }
-    void cyrillic(const QString& text, int length) { bytes.append(encodeCyrillic(text, length)); }
     // A name of the standard: code page, then the text.
     void name(const QString& text, int length, int codePage = 5)
     {
         u8(codePage);
-        cyrillic(text, length - 1);
+        bytes.append(encodeCodePage(text, codePage, length - 1));
+    }
+    // A date of the standard's BCD form: century and year, month, day.
+    void bcdDate(const QDate& day)
+    {
+        for (const int value : {day.year() / 100, day.year() % 100, day.month(), day.day()})
+            u8(day.isValid() ? ((value / 10) << 4 | (value % 10)) : 0);
     }
     void fullCardNumber(int type, int nation, const QString& number)
     {
@@ -105,7 +111,9 @@ QByteArray cardEvents(const QList<Event>& events, bool truncated)
     return out.bytes;
 }
 
-QByteArray cardActivities(const QList<Day>& days)
+// The daily records in a ring of `ringSize` bytes (at least what they need), the oldest at `ringStart`:
+// records run on over the ring's end to its start.
+QByteArray cardActivities(const QList<Day>& days, qsizetype ringSize, qsizetype ringStart)
 {
     Writer records;
     int previous = 0;
@@ -124,9 +132,17 @@ QByteArray cardActivities(const QList<Day>& days)
         previous = length;
     }
     Writer out;
-    out.be16(0);                                    // oldest record
-    out.be16(int(records.bytes.size()) - previous); // newest record
-    out.bytes.append(records.bytes);
+    const qsizetype size = std::max(ringSize, records.bytes.size());
+    if (size == 0) {
+        out.fill(4, 0); // no day: both pointers 0
+        return out.bytes;
+    }
+    QByteArray ring(size, '\0');
+    for (qsizetype i = 0; i < records.bytes.size(); ++i)
+        ring[(ringStart + i) % size] = records.bytes.at(i);
+    out.be16(int(ringStart % size));                                     // oldest record
+    out.be16(int((ringStart + records.bytes.size() - previous) % size)); // newest record
+    out.bytes.append(ring);
     return out.bytes;
 }
 
@@ -149,6 +165,29 @@ QByteArray encodeCyrillic(const QString& text, int length, char fill)
             out.append('?');
     }
     out.append(QByteArray(length - out.size(), fill));
+    return out;
+}
+
+QByteArray encodeCodePage(const QString& text, int codePage, int length)
+{
+    // The C library's own tables, one character at a time, so that one it cannot write becomes "?".
+    QByteArray out;
+    const iconv_t converter = iconv_open(("ISO-8859-" + QByteArray::number(codePage)).constData(), "UTF-8");
+    for (qsizetype i = 0; i < text.size() && out.size() < length; ++i) {
+        QByteArray character = text.mid(i, text.at(i).isHighSurrogate() ? 2 : 1).toUtf8();
+        char written = '?';
+        char* input = character.data();
+        size_t inputLeft = size_t(character.size());
+        char* output = &written;
+        size_t outputLeft = 1;
+        if (converter == iconv_t(-1) ||
+            iconv(converter, &input, &inputLeft, &output, &outputLeft) == size_t(-1))
+            written = '?';
+        out.append(written);
+    }
+    if (converter != iconv_t(-1))
+        iconv_close(converter);
+    out.append(QByteArray(length - out.size(), ' '));
     return out;
 }
 
@@ -205,17 +244,17 @@ QByteArray writeDriverCard(const DriverCardDescription& d)
         Writer identification;
         identification.u8(d.nation);
         identification.latin(d.cardNumber, 16);
-        identification.name(d.issuingAuthority, 36);
+        identification.name(d.issuingAuthority, 36, d.nameCodePage);
         identification.date(d.issueDate);
         identification.date(d.validityBegin);
         identification.date(d.expiryDate);
-        identification.name(d.surname, 36);
-        identification.name(d.firstNames, 36);
+        identification.name(d.surname, 36, d.nameCodePage);
+        identification.name(d.firstNames, 36, d.nameCodePage);
         identification.u8(bcd(d.birthDate.year() / 100));
         identification.u8(bcd(d.birthDate.year() % 100));
         identification.u8(bcd(d.birthDate.month()));
         identification.u8(bcd(d.birthDate.day()));
-        identification.latin(u"ru"_s, 2);
+        identification.latin(d.language, 2);
         cardFile(out, d, 0x0520, identification.bytes);
     }
     {
@@ -227,7 +266,11 @@ QByteArray writeDriverCard(const DriverCardDescription& d)
     }
     cardFile(out, d, 0x0502, cardEvents(d.events, d.truncatedRecords));
     cardFile(out, d, 0x0503, cardEvents(d.faults, d.truncatedRecords));
-    cardFile(out, d, 0x0504, cardActivities(d.days));
+    const qsizetype perFile =
+        d.daysPerActivityFile > 0 ? d.daysPerActivityFile : std::max<qsizetype>(d.days.size(), 1);
+    for (qsizetype first = 0; first == 0 || first < d.days.size(); first += perFile)
+        cardFile(out, d, 0x0504,
+                 cardActivities(d.days.mid(first, perFile), d.activityRingSize, d.activityRingStart));
     {
         Writer vehicles;
         vehicles.be16(int(d.vehicles.size()) - 1);
@@ -328,17 +371,19 @@ void overview(Writer& out, const VehicleUnitDescription& d)
     signature(out);
 }
 
-void activityDay(Writer& out, const Day& day)
+// One day as the unit hands it out, with its signature; behind the block's tag only when `tagged`.
+void activityDay(Writer& out, const Day& day, bool tagged = true)
 {
-    out.be16(0x7602);
+    if (tagged)
+        out.be16(0x7602);
     out.date(day.date);
     out.be24(day.odometerMidnight);
     out.be16(int(day.insertions.size()));
     for (const CardInsertion& card : day.insertions) {
-        out.name(card.surname, 36);
-        out.name(card.firstNames, 36);
+        out.name(card.surname, 36, card.nameCodePage);
+        out.name(card.firstNames, 36, card.nameCodePage);
         out.fullCardNumber(1, card.nation, card.cardNumber);
-        out.date(card.expiry);
+        out.bcdDate(card.expiry);
         out.time(card.inserted);
         out.be24(card.odometerIn);
         out.u8(card.slot);
@@ -431,8 +476,8 @@ void technicalData(Writer& out, const VehicleUnitDescription& d)
     out.name(d.manufacturerAddress, 36);
     out.latin(d.partNumber, 16);
     out.be32(d.serialNumber);
-    out.u8(0x03);
-    out.u8(0x24);
+    out.u8(0x12); // December 2023, BCD
+    out.u8(0x23);
     out.u8(6);
     out.u8(0x42);
     out.latin(d.softwareVersion, 4);
@@ -455,11 +500,10 @@ void technicalData(Writer& out, const VehicleUnitDescription& d)
         out.u8(2);
         out.u8(0x2B);
         out.latin(c.cardNumber, 16);
-        out.time(c.cardExpiry);
+        out.bcdDate(c.cardExpiry.date());
         out.latin(c.vin, 17);
         out.u8(0x2B);
-        out.u8(c.registrationCodePage);
-        out.cyrillic(c.registration, 13);
+        out.name(c.registration, 14, c.registrationCodePage);
         out.be16(c.w);
         out.be16(c.k);
         out.be16(c.l);
@@ -482,8 +526,9 @@ QByteArray writeVehicleUnit(const VehicleUnitDescription& d)
 {
     Writer out;
     overview(out, d);
-    for (const Day& day : d.days)
-        activityDay(out, day);
+    const qsizetype perBlock = std::max(d.daysPerActivityBlock, 1);
+    for (qsizetype index = 0; index < d.days.size(); ++index)
+        activityDay(out, d.days.at(index), index % perBlock == 0);
     eventsAndFaults(out, d);
     detailedSpeed(out, d);
     technicalData(out, d);
@@ -737,6 +782,67 @@ ExtendedVehicleUnitDescription sampleExtendedVehicleUnit()
     d.dataStart = QDateTime(QDate(2024, 1, 1), QTime(0, 0), QTimeZone::utc());
     d.dataEnd = QDateTime(QDate(2024, 1, 28), QTime(18, 30), QTimeZone::utc());
     return d;
+}
+
+QByteArray busyVehicleUnit(int days, bool variedSpeeds)
+{
+    VehicleUnitDescription description = sampleVehicleUnit(days, QDate(2021, 6, 5));
+    for (Day& day : description.days) {
+        day.changes.clear();
+        for (int change = 0; change < 40; ++change)
+            day.changes.append({change * 35, change % 4, change % 7 != 0});
+        // Odometer readings without a byte 0x76, which the unit's files would take for a block's start.
+        day.odometerMidnight = 100000;
+        day.places.first().odometer = day.odometerMidnight;
+        const CardInsertion card = day.insertions.first();
+        day.insertions.clear();
+        for (int insertion = 0; insertion < 20; ++insertion) {
+            CardInsertion next = card;
+            next.inserted = card.inserted.addSecs(insertion * 1800);
+            next.odometerIn = 1000 + quint32(insertion) * 20;
+            next.odometerOut = next.odometerIn + 20;
+            day.insertions.append(next);
+        }
+    }
+    SpeedBlock block = description.speed.first();
+    description.speed.clear();
+    for (int minute = 0; minute < 1440; ++minute) {
+        block.begin = QDateTime(QDate(2024, 8, 1), QTime(0, 0), QTimeZone::utc()).addSecs(minute * 60);
+        // A different minute every time, with a missing reading now and then.
+        for (int second = 0; variedSpeeds && second < 60; ++second) {
+            const int speed = (minute * 7 + second * 13) % 300;
+            block.speeds[second] = speed > 255 ? 0xFF : speed;
+        }
+        description.speed.append(block);
+    }
+    return writeVehicleUnit(description);
+}
+
+QByteArray dayOfSpeedVehicleUnit()
+{
+    VehicleUnitDescription unit = sampleVehicleUnit(7);
+    SpeedBlock block = unit.speed.first();
+    unit.speed.clear();
+    for (int minute = 0; minute < 1440; ++minute) {
+        block.begin = unit.days.last().date.startOfDay(QTimeZone::utc()).addSecs(minute * 60);
+        for (int second = 0; second < 60; ++second)
+            block.speeds[second] = (minute * 7 + second * 13) % 120;
+        unit.speed.append(block);
+    }
+    return writeVehicleUnit(unit);
+}
+
+QByteArray longActivityCard(int activityFiles)
+{
+    constexpr int kDaysPerFile = 255; // 255 records of 252 bytes, just below the largest file
+    DriverCardDescription description = sampleDriverCard(activityFiles * kDaysPerFile, QDate(2010, 1, 4));
+    description.daysPerActivityFile = kDaysPerFile;
+    for (Day& day : description.days) {
+        day.changes.clear();
+        for (int change = 0; change < 120; ++change)
+            day.changes.append({change * 12, change % 4, change % 5 != 0});
+    }
+    return writeDriverCard(description);
 }
 
 } // namespace tachoria::dddgen

@@ -43,6 +43,7 @@ struct CardInsertion // a driver's card in the vehicle unit, one a day at most i
     quint32 odometerOut = 0;
     int slot = 0;
     bool manualInput = false;
+    int nameCodePage = 5;
 };
 
 struct VuPlace
@@ -170,6 +171,8 @@ struct DriverCardDescription
     QString surname;
     QString firstNames;
     QString issuingAuthority;
+    int nameCodePage = 5; // of the authority and the holder's names
+    QString language = QStringLiteral("ru");
     int nation = 0x2B;
     QDate issueDate;
     QDate validityBegin;
@@ -194,6 +197,9 @@ struct DriverCardDescription
     int junkBetweenBlocks = 0;       // bytes of 0xFF between blocks
     QList<int> junkBefore;           // the files that get junk before them; empty for all
     bool truncatedRecords = false;   // events and faults end in a partial record
+    int daysPerActivityFile = 0;     // above 0: the days spread over several activity files of so many days
+    int activityRingSize = 0;        // the activity ring's bytes; at least what the days need
+    int activityRingStart = 0;       // where in the ring the oldest day begins; the days wrap at its end
 };
 
 struct VehicleUnitDescription
@@ -230,6 +236,7 @@ struct VehicleUnitDescription
     QString sensorApproval;
     QDateTime sensorPairing;
     QList<Calibration> calibrations;
+    int daysPerActivityBlock = 1; // days one behind the other in one 7602 block, each with its signature
 };
 
 // The second-generation layout: 7681 with a certificate, then a 7684 span and 7685 records.
@@ -260,11 +267,21 @@ QByteArray writeExtendedVehicleUnit(const ExtendedVehicleUnitDescription& descri
 
 // Text in the unit's single-byte Cyrillic code page, and back (other bytes are dropped, the text trimmed).
 QByteArray encodeCyrillic(const QString& text, int length, char fill = ' ');
+// Text in ISO/IEC 8859 part `codePage`, padded with blanks; a character the part lacks becomes "?".
+QByteArray encodeCodePage(const QString& text, int codePage, int length);
 QString decodeCyrillic(const QByteArray& bytes);
 
 // Samples with a realistic history: a driver's `days` days from `firstDay`, and a vehicle.
 DriverCardDescription sampleDriverCard(int days, const QDate& firstDay = QDate(2024, 3, 4));
 VehicleUnitDescription sampleVehicleUnit(int days, const QDate& firstDay = QDate(2024, 3, 4));
 ExtendedVehicleUnitDescription sampleExtendedVehicleUnit();
+
+// Files for measuring the decoder: a unit's `days` busy days (40 activity changes and 20 card insertions a
+// day) and a day of detailed speed, whose minutes all differ when `variedSpeeds`; and a card whose days
+// of 120 activity changes fill `activityFiles` activity files of nearly the largest size a card file has.
+QByteArray busyVehicleUnit(int days, bool variedSpeeds);
+// A week of the sample unit with a day of detailed speed, about 100 KB.
+QByteArray dayOfSpeedVehicleUnit();
+QByteArray longActivityCard(int activityFiles);
 
 } // namespace tachoria::dddgen

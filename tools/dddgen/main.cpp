@@ -2,6 +2,7 @@
 //   tachoria-dddgen card|vu [--description file.json] [--days n] --out file.ddd
 //   tachoria-dddgen vu-extended --out file.ddd
 //   tachoria-dddgen corpus <folder>     the seed files of the decoder's fuzzing
+//   tachoria-dddgen bench-files <folder> the generated files the decoder's speed is measured on
 #include "tools/dddgen/ddd_description_json.h"
 #include "tools/dddgen/ddd_generator.h"
 
@@ -11,6 +12,8 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <QTextStream>
+
+#include <algorithm>
 
 using namespace tachoria::dddgen;
 using namespace Qt::StringLiterals;
@@ -55,6 +58,20 @@ bool writeCorpus(const QString& folder)
     return true;
 }
 
+// The generated files that the decoder's speed is measured on, whole process and all.
+bool writeBenchFiles(const QString& folder)
+{
+    const QList<std::pair<QString, QByteArray>> files = {
+        {u"vu-day-of-speed.ddd"_s, dayOfSpeedVehicleUnit()},
+        {u"card-28-days.ddd"_s, writeDriverCard(sampleDriverCard(28))},
+        {u"vu-4mib.ddd"_s, busyVehicleUnit(1450, false)},
+        {u"card-long-activity.ddd"_s, longActivityCard(11)},
+    };
+    return QDir().mkpath(folder) && std::all_of(files.cbegin(), files.cend(), [&folder](const auto& file) {
+               return writeFile(QDir(folder).filePath(file.first), file.second);
+           });
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -64,6 +81,8 @@ int main(int argc, char** argv)
     QTextStream err(stderr);
     if (arguments.size() == 2 && arguments.first() == u"corpus"_s)
         return writeCorpus(arguments.at(1)) ? 0 : 1;
+    if (arguments.size() == 2 && arguments.first() == u"bench-files"_s)
+        return writeBenchFiles(arguments.at(1)) ? 0 : 1;
     if (arguments.isEmpty()) {
         err << "usage: tachoria-dddgen card|vu|vu-extended [--description file.json] [--days n] --out file\n"
                "       tachoria-dddgen corpus <folder>\n";

@@ -78,6 +78,11 @@ public:
         line.requests.append(incoming);
         while (const auto request = line.requests.next()) {
             log(QStringLiteral("%1: RX %2").arg(line.name, hex(request->wire)));
+            // A UART takes a frame in at the line's pace: the device answers after its last byte has
+            // arrived, which a pseudo-terminal would otherwise hand over at once.
+            if (m_options.paced && settings.baud > 0)
+                QThread::usleep(static_cast<unsigned long>(1e6 * request->wire.size() *
+                                                           settings.deviceBitsPerByte() / settings.baud));
             const FaultInjection& faults = m_options.faults;
             if (faults.echo || (line.adapter && line.adapter->kLine() && m_options.kLineEcho))
                 send(line, request->wire, settings);

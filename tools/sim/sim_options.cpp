@@ -233,6 +233,7 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
                        maxLinkBaud, pending,      silentAfter,    archiveBlocks, nkmCounter,    nkmKeys,
                        nkmReply,    pendingPause, archivePending, refuseService, refuseBlock,   moduleCard,
                        speedBytes,  verbose});
+    FirmwareModel::addOptions(parser);
     parser.process(arguments); // --help, --version and unknown options end the process here
 
     const auto fail = [error](const QString& text) {
@@ -287,6 +288,8 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
     options.verbose = parser.isSet(verbose);
 
     DeviceBehaviour& behaviour = options.behaviour;
+    if (!FirmwareModel::parseOptions(parser, behaviour.firmware, error))
+        return false;
     behaviour.statePath = parser.value(state);
     if (!parseIdentifiers(parser.value(refuse), behaviour.refusedReads))
         return fail(QStringLiteral("--refuse: expected identifiers in hex separated by commas"));

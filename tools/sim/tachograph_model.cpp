@@ -68,6 +68,7 @@ TachographModel::TachographModel(DeviceIdentity identity, DeviceBehaviour behavi
     , m_memory(std::move(memory))
     , m_download(std::move(download))
     , m_ownDownload(!m_download)
+    , m_firmware(m_behaviour.firmware)
 {
     if (!m_behaviour.moduleCard.isEmpty()) {
         m_cardInserted = m_cardKnown = m_cardAuthenticated = true;
@@ -236,7 +237,7 @@ int TachographModel::pauseAfter(const ServiceFrame& frame) const
 {
     const bool pending = frame.sid == 0x7F && frame.data.size() == 2 &&
                          static_cast<quint8>(frame.data.at(1)) == kResponsePending;
-    return pending ? m_pauseAfterPendingMs : 0;
+    return std::max(pending ? m_pauseAfterPendingMs : 0, m_firmware.pauseAfter(frame));
 }
 
 std::vector<ServiceFrame> TachographModel::withPending(quint8 sid, ServiceFrame answer) const
@@ -448,6 +449,16 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
     const quint8 sid = request.sid;
     const QByteArray& data = request.data;
     m_pauseAfterPendingMs = 0;
+    if (m_firmware.restartCompleted()) {
+        // A new start with the new firmware: no session, and perhaps another version.
+        m_communicating = false;
+        m_session = 0x81;
+        m_securityGranted = false;
+        if (!m_firmware.versionAfterRestart().isEmpty())
+            m_identity.softwareVersion = m_firmware.versionAfterRestart();
+    }
+    if (m_firmware.restarting())
+        return {}; // restarting: nothing answers
     if (m_behaviour.silentAfterRequests >= 0 && ++m_requests > m_behaviour.silentAfterRequests)
         return {}; // the unit has gone quiet
     if (m_behaviour.refusedServices.contains(sid))
@@ -512,7 +523,13 @@ std::vector<ServiceFrame> TachographModel::handle(const ServiceFrame& request, i
         m_uploadRequested = false;
         m_segments.clear();
         return {response(0x77, {})};
+    case 0x3D:
+        if (auto answer = m_firmware.writeMemory(data, m_session == 0x85))
+            return {*answer};
+        return {negativeResponse(sid, kRequestOutOfRange)};
     case 0xC7:
+        if (auto answers = m_firmware.command(data, m_session == 0x85))
+            return *answers;
         if (data != QByteArray::fromHex("1051"))
             return {negativeResponse(sid, kSubFunctionNotSupported)};
         switch (m_behaviour.counterAnswer) {

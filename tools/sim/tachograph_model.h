@@ -2,6 +2,7 @@
 
 #include "calibration_memory.h"
 #include "download_source.h"
+#include "firmware_model.h"
 #include "protocol/service_frame.h"
 
 #include <QByteArray>
@@ -86,6 +87,7 @@ struct DeviceBehaviour
     // Command codes of the crypto module answered with these data bytes (length, status, reply) as they
     // are, for a module that refuses or answers short.
     QHash<quint8, QByteArray> nkmReplies;
+    FirmwareBehaviour firmware;
 };
 
 // The tachograph's side of the service protocol: one request in, its answers out. It keeps the state a
@@ -154,6 +156,8 @@ private:
     std::deque<protocol::ServiceFrame> m_segments; // frames of a long block not yet asked for
     quint16 m_nextSegment = 0;                     // the counter the next segment request must carry
     int m_pauseAfterPendingMs = 0;
+
+    FirmwareModel m_firmware;
 
     // The crypto module's view of an external card.
     bool m_cardInserted = false;
