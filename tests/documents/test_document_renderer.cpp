@@ -13,19 +13,20 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
 using tachoria::documents::DocumentRenderer;
 using tachoria::documents::DocumentType;
 using tachoria::test::CupsStandIn;
 
 namespace {
 
-const QString kSheetQueue = QStringLiteral("TachoriaSheet");
-const QString kTapeQueue = QStringLiteral("TachoriaTape");
-const QString kOneNoteQueue = QStringLiteral("Send_To_OneNote_2016");
+const QString kSheetQueue = u"TachoriaSheet"_s;
+const QString kTapeQueue = u"TachoriaTape"_s;
+const QString kOneNoteQueue = u"Send_To_OneNote_2016"_s;
 
 QString typeName(DocumentType type)
 {
-    return type == DocumentType::Sticker ? QStringLiteral("sticker") : QStringLiteral("certificate");
+    return type == DocumentType::Sticker ? u"sticker"_s : u"certificate"_s;
 }
 
 // Answers the next modal dialog (the printer's) once it shows.
@@ -55,7 +56,7 @@ class TestDocumentRenderer : public QObject
 
     QImage preview(DocumentType type, const QVariantMap& data)
     {
-        const QString file = path(typeName(type) + QStringLiteral("_preview.png"));
+        const QString file = path(typeName(type) + u"_preview.png"_s);
         QString error;
         if (!DocumentRenderer::writePreviewImage(file, type, data, &error))
             qWarning("%s", qPrintable(error));
@@ -64,7 +65,7 @@ class TestDocumentRenderer : public QObject
 
     QImage pdfPicture(DocumentType type, const QVariantMap& data)
     {
-        const QString file = path(typeName(type) + QStringLiteral("_picture.pdf"));
+        const QString file = path(typeName(type) + u"_picture.pdf"_s);
         if (!DocumentRenderer::writePdf(file, type, data))
             return {};
         const QList<QImage> pages = tachoria::test::pdfPages(file, 144);
@@ -98,50 +99,26 @@ private Q_SLOTS:
         QTest::addColumn<DocumentType>("type");
         QTest::addColumn<QStringList>("lines");
         QTest::addColumn<QSizeF>("size");
-        const QString today = QDate::currentDate().toString(QStringLiteral("dd.MM.yyyy"));
-        QTest::newRow("certificate") << DocumentType::Certificate
-                                     << QStringList{QStringLiteral("Сертификат настройки"),
-                                                    QStringLiteral("Заказ №: 1542"),
-                                                    QStringLiteral("Дата: ") + today,
-                                                    QStringLiteral("ООО «ДЕМО-ТРАНС»"),
-                                                    QStringLiteral("Самара, ул. Примерная, 1"),
-                                                    QStringLiteral("ООО «Тахосервис-Поволжье»"),
-                                                    QStringLiteral("Производитель: ОРВИАН"),
-                                                    QStringLiteral("Серийный номер: 2505001800001234"),
-                                                    QStringLiteral("СКЗИ: 7800000000000417"),
-                                                    QStringLiteral("Рег. номер: А123ВС163"),
-                                                    QStringLiteral("VIN: XTC549015N2570001"),
-                                                    QStringLiteral("Одометр, км: 152340"),
-                                                    QStringLiteral("Дата настройки: 12.03.2026"),
-                                                    QStringLiteral("W [imp/km]: 8000"),
-                                                    QStringLiteral("K [imp/km]: 8021"),
-                                                    QStringLiteral("L, мм: 3150"),
-                                                    QStringLiteral("Следующая настройка: 12.03.2029"),
-                                                    QStringLiteral("Маркировка шин: 315/80R22.5"),
-                                                    QStringLiteral("Стойка двери водителя"),
-                                                    QStringLiteral("Эксплуатация только на территории РФ."),
-                                                    QStringLiteral("Ответственный: Петрова А. С."),
-                                                    QStringLiteral("Мастер: Иванов И. И."),
-                                                    QStringLiteral("М.П.")}
-                                     << QSizeF(595, 842);
-        QTest::newRow("sticker") << DocumentType::Sticker
-                                 << QStringList{QStringLiteral("Поволжье»"),
-                                                QStringLiteral("Московское шоссе, 17,"),
-                                                QStringLiteral("VIN: XTC549015N2570001"),
-                                                QStringLiteral("VRN: А123ВС163"),
-                                                QStringLiteral("Орвиан исп. 02"),
-                                                QStringLiteral("с/н: 2505001800001234"),
-                                                QStringLiteral("СКЗИ: 7800000000000417"),
-                                                QStringLiteral("W= 8000"),
-                                                QStringLiteral("K= 8021"),
-                                                QStringLiteral("L= 3150"),
-                                                QStringLiteral("Шины:"),
-                                                QStringLiteral("315/80R22.5"),
-                                                QStringLiteral("дата настр.: 12.03.2026"),
-                                                QStringLiteral("12345"),
-                                                QStringLiteral("Параметры"),
-                                                QStringLiteral("Транспортное")}
-                                 << QSizeF(283.46, 52.72);
+        const QString today = QDate::currentDate().toString(u"dd.MM.yyyy"_s);
+        // One line of poppler's text each, as "|"-separated texts.
+        QTest::newRow("certificate")
+            << DocumentType::Certificate
+            << (u"Сертификат настройки|Заказ №: 1542|Дата: "_s + today +
+                u"|ООО «ДЕМО-ТРАНС»|Самара, ул. Примерная, 1|ООО «Тахосервис-Поволжье»|Производитель: ОРВИАН|"
+                u"Серийный номер: 2505001800001234|СКЗИ: 7800000000000417|Рег. номер: А123ВС163|"
+                u"VIN: XTC549015N2570001|Одометр, км: 152340|Дата настройки: 12.03.2026|W [imp/km]: 8000|"
+                u"K [imp/km]: 8021|L, мм: 3150|Следующая настройка: 12.03.2029|Маркировка шин: 315/80R22.5|"
+                u"Стойка двери водителя|Эксплуатация только на территории РФ.|Ответственный: Петрова А. С.|"
+                u"Мастер: Иванов И. И.|М.П."_s)
+                   .split(u'|')
+            << QSizeF(595, 842);
+        QTest::newRow("sticker")
+            << DocumentType::Sticker
+            << u"Поволжье»|Московское шоссе, 17,|VIN: XTC549015N2570001|VRN: А123ВС163|"
+               u"Орвиан исп. 02|с/н: 2505001800001234|СКЗИ: 7800000000000417|W= 8000|"
+               u"K= 8021|L= 3150|Шины:|315/80R22.5|дата настр.: 12.03.2026|12345|Параметры|"
+               u"Транспортное"_s.split(u'|')
+            << QSizeF(283.46, 52.72);
     }
 
     void pdfTextsAndSizes()
@@ -149,20 +126,19 @@ private Q_SLOTS:
         QFETCH(DocumentType, type);
         QFETCH(QStringList, lines);
         QFETCH(QSizeF, size);
-        const QString file = path(QStringLiteral("Документы/") + typeName(type) + QStringLiteral(".pdf"));
+        const QString file = path(u"Документы/"_s + typeName(type) + u".pdf"_s);
         QString error;
         QVERIFY2(DocumentRenderer::writePdf(file, type, tachoria::test::sampleDocument(), &error),
                  qPrintable(error));
         // pdftotext -layout keeps a label and its value on one line, with blanks between.
         const QString text = tachoria::test::pdfText(file).simplified();
         for (const QString& line : lines)
-            QVERIFY2(text.contains(line), qPrintable(line + QStringLiteral(" not in: ") + text));
+            QVERIFY2(text.contains(line), qPrintable(line + u" not in: "_s + text));
         const QList<QSizeF> sizes = tachoria::test::pdfPageSizes(file);
         QCOMPARE(sizes.size(), 1);
-        QVERIFY2(
-            std::abs(sizes.first().width() - size.width()) < 1 &&
-                std::abs(sizes.first().height() - size.height()) < 1,
-            qPrintable(QStringLiteral("%1 x %2").arg(sizes.first().width()).arg(sizes.first().height())));
+        QVERIFY2(std::abs(sizes.first().width() - size.width()) < 1 &&
+                     std::abs(sizes.first().height() - size.height()) < 1,
+                 qPrintable(u"%1 x %2"_s.arg(sizes.first().width()).arg(sizes.first().height())));
     }
 
     // The preview is the PDF's picture at 144 dpi, twice the page in points.
@@ -191,10 +167,9 @@ private Q_SLOTS:
     void longAddressStaysInItsRow()
     {
         QVariantMap longAddress = tachoria::test::sampleDocument();
-        longAddress.insert(
-            QStringLiteral("CustomerAddress"),
-            QStringLiteral("443080, Самарская область, городской округ Самара, Октябрьский район, "
-                           "улица Примерная, дом 1, корпус 2, строение 3, офис 405, вход со двора"));
+        longAddress.insert(u"CustomerAddress"_s,
+                           u"443080, Самарская область, городской округ Самара, Октябрьский район, "
+                           "улица Примерная, дом 1, корпус 2, строение 3, офис 405, вход со двора"_s);
         const QImage shortOne = preview(DocumentType::Certificate, tachoria::test::sampleDocument());
         const QImage longOne = preview(DocumentType::Certificate, longAddress);
         // Rows in points, the preview at twice that: the address row 170..194, the phone's 194..219.
@@ -208,9 +183,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<bool>("pdf");
         QTest::addColumn<QString>("words");
-        QTest::newRow("pdf") << true << QStringLiteral("Не удалось создать PDF: ");
-        QTest::newRow("preview") << false
-                                 << QStringLiteral("Не удалось сохранить изображение предпросмотра: ");
+        QTest::newRow("pdf") << true << u"Не удалось создать PDF: "_s;
+        QTest::newRow("preview") << false << u"Не удалось сохранить изображение предпросмотра: "_s;
     }
 
     void unwritablePlacesAreRefused()
@@ -218,10 +192,10 @@ private Q_SLOTS:
         QFETCH(bool, pdf);
         QFETCH(QString, words);
         // A folder that cannot be made: a file stands where it should be.
-        QFile blocker(path(QStringLiteral("blocker")));
+        QFile blocker(path(u"blocker"_s));
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.close();
-        const QString target = path(QStringLiteral("blocker/document"));
+        const QString target = path(u"blocker/document"_s);
         QString error;
         const bool written =
             pdf ? DocumentRenderer::writePdf(target, DocumentType::Certificate,
@@ -264,16 +238,12 @@ private Q_SLOTS:
             << DocumentType::Certificate << QVariantMap{} << QSizeF(210, 297);
         QTest::newRow("certificate A5 landscape")
             << DocumentType::Certificate
-            << QVariantMap{{QStringLiteral("paper"), QStringLiteral("A5")},
-                           {QStringLiteral("orientation"), QStringLiteral("landscape")}}
-            << QSizeF(210, 148);
+            << QVariantMap{{u"paper"_s, u"A5"_s}, {u"orientation"_s, u"landscape"_s}} << QSizeF(210, 148);
         QTest::newRow("certificate on a tape word")
-            << DocumentType::Certificate << QVariantMap{{QStringLiteral("paper"), QStringLiteral("sticker")}}
-            << QSizeF(210, 297);
+            << DocumentType::Certificate << QVariantMap{{u"paper"_s, u"sticker"_s}} << QSizeF(210, 297);
         QTest::newRow("sticker by default") << DocumentType::Sticker << QVariantMap{} << QSizeF(100, 18.6);
         QTest::newRow("sticker on Letter")
-            << DocumentType::Sticker << QVariantMap{{QStringLiteral("paper"), QStringLiteral("Letter")}}
-            << QSizeF(215.9, 279.4);
+            << DocumentType::Sticker << QVariantMap{{u"paper"_s, u"Letter"_s}} << QSizeF(215.9, 279.4);
     }
 
     void printLayouts()
@@ -285,7 +255,7 @@ private Q_SLOTS:
         const QSizeF size = layout.fullRect(QPageLayout::Millimeter).size();
         QVERIFY2(std::abs(size.width() - millimetres.width()) < 0.5 &&
                      std::abs(size.height() - millimetres.height()) < 0.5,
-                 qPrintable(QStringLiteral("%1 x %2").arg(size.width()).arg(size.height())));
+                 qPrintable(u"%1 x %2"_s.arg(size.width()).arg(size.height())));
         QCOMPARE(layout.margins(), QMarginsF());
         QCOMPARE(layout.units(), QPageLayout::Point);
     }
@@ -309,26 +279,23 @@ private Q_SLOTS:
             << "one-sided";
         QTest::newRow("certificate, 0 copies, grey, long side")
             << DocumentType::Certificate << kSheetQueue
-            << QVariantMap{{QStringLiteral("printerName"), kSheetQueue},
-                           {QStringLiteral("paper"), QStringLiteral("A4")},
-                           {QStringLiteral("copies"), 0},
-                           {QStringLiteral("color"), false},
-                           {QStringLiteral("duplex"), 1}}
+            << QVariantMap{{u"printerName"_s, kSheetQueue},
+                           {u"paper"_s, u"A4"_s},
+                           {u"copies"_s, 0},
+                           {u"color"_s, false},
+                           {u"duplex"_s, 1}}
             << QSizeF(595, 842) << 1 << "gray"
             << "two-sided-long-edge";
-        QTest::newRow("sticker, 500 copies, at 100%")
-            << DocumentType::Sticker << kTapeQueue
-            << QVariantMap{{QStringLiteral("printerName"), kTapeQueue},
-                           {QStringLiteral("paper"), QStringLiteral("sticker")},
-                           {QStringLiteral("copies"), 500},
-                           {QStringLiteral("fitToPage"), false}}
-            << QSizeF(283.46, 52.72) << 99 << "rgb"
-            << "one-sided";
+        QTest::newRow("sticker, 500 copies, at 100%") << DocumentType::Sticker << kTapeQueue
+                                                      << QVariantMap{{u"printerName"_s, kTapeQueue},
+                                                                     {u"paper"_s, u"sticker"_s},
+                                                                     {u"copies"_s, 500},
+                                                                     {u"fitToPage"_s, false}}
+                                                      << QSizeF(283.46, 52.72) << 99 << "rgb"
+                                                      << "one-sided";
         QTest::newRow("certificate on A5, short side")
             << DocumentType::Certificate << kSheetQueue
-            << QVariantMap{{QStringLiteral("printerName"), kSheetQueue},
-                           {QStringLiteral("paper"), QStringLiteral("A5")},
-                           {QStringLiteral("duplex"), 2}}
+            << QVariantMap{{u"printerName"_s, kSheetQueue}, {u"paper"_s, u"A5"_s}, {u"duplex"_s, 2}}
             << QSizeF(420, 595) << 1 << "rgb"
             << "two-sided-short-edge";
     }
@@ -357,10 +324,9 @@ private Q_SLOTS:
         const QSizeF size = tachoria::test::pdfPageSizes(output).first();
         QVERIFY2(std::abs(size.width() - pagePoints.width()) < 1.5 &&
                      std::abs(size.height() - pagePoints.height()) < 1.5,
-                 qPrintable(QStringLiteral("%1 x %2").arg(size.width()).arg(size.height())));
+                 qPrintable(u"%1 x %2"_s.arg(size.width()).arg(size.height())));
         QCOMPARE(tachoria::test::pdfImageColours(output).constFirst(), colour);
-        QCOMPARE(m_cups->lastJobAttributes(queue, {QStringLiteral("sides")}).value(QStringLiteral("sides")),
-                 sides);
+        QCOMPARE(m_cups->lastJobAttributes(queue, {u"sides"_s}).value(u"sides"_s), sides);
         // A5 has A4's proportions: scaled to fit, the certificate fills it as it fills A4.
         const QList<QImage> pages = tachoria::test::pdfPages(output, 144, 1);
         QVERIFY(!pages.isEmpty());
@@ -376,38 +342,30 @@ private Q_SLOTS:
         QTest::addColumn<QString>("printer");     // through print()
         QTest::addColumn<QVariantMap>("options"); // else through printWithOptions()
         QTest::addColumn<QString>("words");
-        QTest::newRow("missing printer") << DocumentType::Certificate << QStringLiteral("Нет_такого")
-                                         << QVariantMap{} << QStringLiteral("Принтер не найден: Нет_такого");
+        QTest::newRow("missing printer") << DocumentType::Certificate << u"Нет_такого"_s << QVariantMap{}
+                                         << u"Принтер не найден: Нет_такого"_s;
         QTest::newRow("missing printer, options")
-            << DocumentType::Sticker << QString()
-            << QVariantMap{{QStringLiteral("printerName"), QStringLiteral("Нет_такого")}}
-            << QStringLiteral("Принтер не найден: Нет_такого");
+            << DocumentType::Sticker << QString() << QVariantMap{{u"printerName"_s, u"Нет_такого"_s}}
+            << u"Принтер не найден: Нет_такого"_s;
         QTest::newRow("sticker on a sheet printer")
             << DocumentType::Sticker << kSheetQueue << QVariantMap{}
-            << QStringLiteral(
-                   "В настройках драйвера принтера выберите ленту шириной 18–36 мм и длиной не менее 80 мм.");
+            << u"В настройках драйвера принтера выберите ленту шириной 18–36 мм и длиной не менее 80 мм."_s;
         QTest::newRow("sticker on A4 paper")
             << DocumentType::Sticker << QString()
-            << QVariantMap{{QStringLiteral("printerName"), kTapeQueue},
-                           {QStringLiteral("paper"), QStringLiteral("A4")}}
-            << QStringLiteral(
-                   "Драйвер не принял размер наклейки 100 × 18,6 мм. Выберите «Размер ленты из драйвера» или "
-                   "настройте формат ленты в Windows.");
+            << QVariantMap{{u"printerName"_s, kTapeQueue}, {u"paper"_s, u"A4"_s}}
+            << u"Драйвер не принял размер наклейки 100 × 18,6 мм. Выберите «Размер ленты из драйвера» или "
+               "настройте формат ленты в Windows."_s;
         QTest::newRow("OneNote")
-            << DocumentType::Certificate << QStringLiteral(" send_to_onenote_2016 ") << QVariantMap{}
-            << QStringLiteral(
-                   "Печать пропущена: выбран виртуальный принтер OneNote. Сформированный PDF сохранён без "
-                   "запуска OneNote.");
+            << DocumentType::Certificate << u" send_to_onenote_2016 "_s << QVariantMap{}
+            << u"Печать пропущена: выбран виртуальный принтер OneNote. Сформированный PDF сохранён без "
+               "запуска OneNote."_s;
         QTest::newRow("OneNote, options")
-            << DocumentType::Certificate << QString()
-            << QVariantMap{{QStringLiteral("printerName"), kOneNoteQueue}}
-            << QStringLiteral(
-                   "Печать отменена: OneNote является виртуальным принтером и не используется приложением.");
-        QTest::newRow("OneNote as the default")
-            << DocumentType::Sticker << QStringLiteral("По умолчанию") << QVariantMap{}
-            << QStringLiteral("Печать пропущена: выбран виртуальный принтер "
-                              "OneNote. Сформированный PDF сохранён без запуска "
-                              "OneNote.");
+            << DocumentType::Certificate << QString() << QVariantMap{{u"printerName"_s, kOneNoteQueue}}
+            << u"Печать отменена: OneNote является виртуальным принтером и не используется приложением."_s;
+        QTest::newRow("OneNote as the default") << DocumentType::Sticker << u"По умолчанию"_s << QVariantMap{}
+                                                << u"Печать пропущена: выбран виртуальный принтер "
+                                                   "OneNote. Сформированный PDF сохранён без запуска "
+                                                   "OneNote."_s;
     }
 
     void refusedPrints()
@@ -441,23 +399,21 @@ private Q_SLOTS:
         QTest::addColumn<bool>("driverMode"); // printWithOptions with paper "driver", else printWithDialog
         QTest::addColumn<bool>("accept");
         QTest::addColumn<QString>("words"); // empty: printed on the tape
-        QTest::newRow("certificate cancelled") << DocumentType::Certificate << kSheetQueue << false << false
-                                               << QStringLiteral("Печать отменена");
+        QTest::newRow("certificate cancelled")
+            << DocumentType::Certificate << kSheetQueue << false << false << u"Печать отменена"_s;
         QTest::newRow("driver's tape cancelled")
-            << DocumentType::Sticker << kTapeQueue << true << false << QStringLiteral("Печать отменена");
-        QTest::newRow("sticker on a sheet")
-            << DocumentType::Sticker << kSheetQueue << false << true
-            << QStringLiteral("Выберите в свойствах принтера ленту шириной 18–36 мм и "
-                              "длиной не менее 80 мм.");
+            << DocumentType::Sticker << kTapeQueue << true << false << u"Печать отменена"_s;
+        QTest::newRow("sticker on a sheet") << DocumentType::Sticker << kSheetQueue << false << true
+                                            << u"Выберите в свойствах принтера ленту шириной 18–36 мм и "
+                                               "длиной не менее 80 мм."_s;
         QTest::newRow("driver reports a sheet")
             << DocumentType::Sticker << kSheetQueue << true << true
-            << QStringLiteral("Драйвер сообщает листовой формат. В свойствах принтера выберите установленную "
-                              "ленту Brother "
-                              "шириной 18–36 мм и длиной от 80 мм.");
-        QTest::newRow("OneNote chosen")
-            << DocumentType::Certificate << kOneNoteQueue << false << true
-            << QStringLiteral("Печать отменена: OneNote является виртуальным принтером и не "
-                              "используется приложением.");
+            << u"Драйвер сообщает листовой формат. В свойствах принтера выберите установленную "
+               "ленту Brother "
+               "шириной 18–36 мм и длиной от 80 мм."_s;
+        QTest::newRow("OneNote chosen") << DocumentType::Certificate << kOneNoteQueue << false << true
+                                        << u"Печать отменена: OneNote является виртуальным принтером и не "
+                                           "используется приложением."_s;
         QTest::newRow("sticker on the tape")
             << DocumentType::Sticker << kTapeQueue << false << true << QString();
         QTest::newRow("driver's tape") << DocumentType::Sticker << kTapeQueue << true << true << QString();
@@ -473,8 +429,7 @@ private Q_SLOTS:
         QFETCH(QString, words);
         QVERIFY(m_cups->setDefaultPrinter(printer));
         const qsizetype before = m_cups->printedFiles(kTapeQueue).size();
-        const QVariantMap driver{{QStringLiteral("printerName"), printer},
-                                 {QStringLiteral("paper"), QStringLiteral("driver")}};
+        const QVariantMap driver{{u"printerName"_s, printer}, {u"paper"_s, u"driver"_s}};
         QString error;
         answerNextDialog(accept);
         const bool printed =
