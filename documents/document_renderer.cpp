@@ -3,6 +3,7 @@
 #include <QDate>
 #include <QDir>
 #include <QFileInfo>
+#include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
 #include <QPdfWriter>
@@ -84,14 +85,25 @@ int flagsOf(Align align)
 }
 
 // Word-wrapped within the rectangle and clipped to it: rows have fixed heights, so a long text must
-// not run into the next one.
+// not run into the next one. Text read from the top ends at its last whole line, rather than with the
+// tops of the next line's letters along the row's edge.
 void drawText(QPainter& painter, const QRectF& rect, const QString& text, qreal size, Align align, bool bold,
               qreal inset, bool vectorTarget)
 {
     painter.save();
     painter.setFont(reportFont(size / reportFontScale(painter, vectorTarget), bold, !vectorTarget));
     painter.setPen(Qt::black);
-    painter.drawText(rect.adjusted(inset, 0, -inset, 0), flagsOf(align) | Qt::TextWordWrap, text);
+    const QRectF box = rect.adjusted(inset, 0, -inset, 0);
+    if (align != Align::Title) {
+        const QFontMetricsF metrics(painter.font(), painter.device());
+        const int lines =
+            static_cast<int>(std::floor((box.height() - metrics.height()) / metrics.lineSpacing())) + 1;
+        if (lines > 0)
+            painter.setClipRect(QRectF(box.left(), box.top(), box.width(),
+                                       (lines - 1) * metrics.lineSpacing() + metrics.height()),
+                                Qt::IntersectClip);
+    }
+    painter.drawText(box, flagsOf(align) | Qt::TextWordWrap, text);
     painter.restore();
 }
 

@@ -172,10 +172,13 @@ private Q_SLOTS:
                            "улица Примерная, дом 1, корпус 2, строение 3, офис 405, вход со двора"_s);
         const QImage shortOne = preview(DocumentType::Certificate, tachoria::test::sampleDocument());
         const QImage longOne = preview(DocumentType::Certificate, longAddress);
-        // Rows in points, the preview at twice that: the address row 170..194, the phone's 194..219.
-        const QRect addressRow(2 * 43, 2 * 171, 2 * 253, 2 * 22);
+        // Rows in points, the preview at twice that: the address row 170..194, the phone's 194..219. Two
+        // whole lines of the address fill it to 190.5; no top of a third shows below them.
+        const QRect addressRow(2 * 43, 2 * 171, 2 * 253, 2 * 19);
+        const QRect belowTwoLines(2 * 43, 2 * 191, 2 * 253, 2 * 3 + 1);
         const QRect phoneRow(2 * 43, 2 * 195, 2 * 253, 2 * 23);
         QVERIFY(shortOne.copy(addressRow) != longOne.copy(addressRow));
+        QCOMPARE(shortOne.copy(belowTwoLines), longOne.copy(belowTwoLines));
         QCOMPARE(shortOne.copy(phoneRow), longOne.copy(phoneRow));
     }
 
