@@ -99,6 +99,7 @@ private Q_SLOTS:
         QTest::addColumn<DocumentType>("type");
         QTest::addColumn<QStringList>("lines");
         QTest::addColumn<QSizeF>("size");
+        QTest::addColumn<QString>("title");
         const QString today = QDate::currentDate().toString(u"dd.MM.yyyy"_s);
         // One line of poppler's text each, as "|"-separated texts.
         QTest::newRow("certificate")
@@ -111,14 +112,14 @@ private Q_SLOTS:
                 u"Стойка двери водителя|Эксплуатация только на территории РФ.|Ответственный: Петрова А. С.|"
                 u"Мастер: Иванов И. И.|М.П."_s)
                    .split(u'|')
-            << QSizeF(595, 842);
+            << QSizeF(595, 842) << u"Сертификат"_s;
         QTest::newRow("sticker")
             << DocumentType::Sticker
             << u"Поволжье»|Московское шоссе, 17,|VIN: XTC549015N2570001|VRN: А123ВС163|"
                u"Орвиан исп. 02|с/н: 2505001800001234|СКЗИ: 7800000000000417|W= 8000|"
                u"K= 8021|L= 3150|Шины:|315/80R22.5|дата настр.: 12.03.2026|12345|Параметры|"
                u"Транспортное"_s.split(u'|')
-            << QSizeF(283.46, 52.72);
+            << QSizeF(283.46, 52.72) << u"Наклейка"_s;
     }
 
     void pdfTextsAndSizes()
@@ -126,6 +127,7 @@ private Q_SLOTS:
         QFETCH(DocumentType, type);
         QFETCH(QStringList, lines);
         QFETCH(QSizeF, size);
+        QFETCH(QString, title);
         const QString file = path(u"Документы/"_s + typeName(type) + u".pdf"_s);
         QString error;
         QVERIFY2(DocumentRenderer::writePdf(file, type, tachoria::test::sampleDocument(), &error),
@@ -139,6 +141,77 @@ private Q_SLOTS:
         QVERIFY2(std::abs(sizes.first().width() - size.width()) < 1 &&
                      std::abs(sizes.first().height() - size.height()) < 1,
                  qPrintable(u"%1 x %2"_s.arg(sizes.first().width()).arg(sizes.first().height())));
+        QCOMPARE(tachoria::test::pdfInfoField(file, u"Title"_s), title);
+        QCOMPARE(tachoria::test::pdfInfoField(file, u"Creator"_s), u"TachoriaQt"_s);
+    }
+
+    // Words where the layout puts them, in points from the page's top left: a left-aligned text starts
+    // 5 points into its box (2 on the sticker), a value 2 points after its label's width, a title sits
+    // centred and "М.П." ends 5 points before its box's right edge; y is a point the word covers.
+    void wordsSitInTheirPlaces_data()
+    {
+        QTest::addColumn<DocumentType>("type");
+        QTest::addColumn<QString>("word");
+        QTest::addColumn<char>("anchor"); // l: left edge, c: centre, r: right edge
+        QTest::addColumn<double>("x");
+        QTest::addColumn<double>("y");
+        const auto row = [](DocumentType type, const char* word, char anchor, double x, double y) {
+            QTest::addRow("%s %s", type == DocumentType::Sticker ? "sticker" : "certificate", word)
+                << type << QString::fromUtf8(word) << anchor << x << y;
+        };
+        constexpr DocumentType c = DocumentType::Certificate;
+        constexpr DocumentType s = DocumentType::Sticker;
+        row(c, "тахографа", 'c', 304.5, 66);
+        row(c, "1542", 'l', 397 + 51 + 2, 43);
+        row(c, "Дата:", 'l', 397 + 5, 71.5);
+        row(c, "Заказчик", 'c', 169.75, 133.5);
+        row(c, "Мастерская", 'c', 382, 133.5);
+        row(c, "12345", 'c', 509.75, 133.5);
+        row(c, "«ДЕМО-ТРАНС»", 'l', 69.2, 147);
+        row(c, "Примерная,", 'l', 93.2, 175);
+        row(c, "+7", 'l', 302, 199);
+        row(c, "Тахограф", 'c', 169.75, 266.5);
+        row(c, "2505001800001234", 'l', 42.5 + 84 + 2, 275 + 2 * 12 + 6);
+        row(c, "VIN:", 'l', 297 + 5, 275 + 3 * 12 + 6);
+        row(c, "XTC549015N2570001", 'l', 297 + 84 + 2, 275 + 3 * 12 + 6);
+        row(c, "152340", 'l', 297 + 84 + 2, 275 + 4 * 12 + 6);
+        row(c, "12.03.2026", 'l', 42.5 + 87 + 2, 398);
+        row(c, "8021", 'l', 42.5 + 87 + 2, 427);
+        row(c, "12.03.2029", 'l', 297 + 125 + 2, 398);
+        row(c, "3150", 'l', 297 + 125 + 2, 427);
+        row(c, "Стойка", 'l', 302, 481);
+        row(c, "Эксплуатация", 'l', 47.5, 639);
+        row(c, "Петрова", 'l', 42.5 + 80 + 2, 740);
+        row(c, "Иванов", 'l', 42.5 + 50 + 2, 769);
+        row(c, "Подпись:", 'l', 365, 765);
+        row(c, "М.П.", 'r', 548, 765);
+        row(s, "Поволжье»", 'l', 8 + 2, 12);
+        row(s, "VIN:", 'l', 106, 5);
+        row(s, "СКЗИ:", 'l', 106, 39);
+        row(s, "W=", 'l', 231, 4);
+        row(s, "12.03.2026", 'l', 231, 42);
+    }
+
+    void wordsSitInTheirPlaces()
+    {
+        QFETCH(DocumentType, type);
+        QFETCH(QString, word);
+        QFETCH(char, anchor);
+        QFETCH(double, x);
+        QFETCH(double, y);
+        const QString file = path(typeName(type) + u"_words.pdf"_s);
+        QVERIFY(DocumentRenderer::writePdf(file, type, tachoria::test::sampleDocument()));
+        QStringList seen;
+        for (const tachoria::test::PdfWord& found : tachoria::test::pdfWords(file)) {
+            if (found.text != word)
+                continue;
+            const QRectF& box = found.box;
+            const double at = anchor == 'l' ? box.left() : anchor == 'r' ? box.right() : box.center().x();
+            if (std::abs(at - x) < 0.6 && box.top() < y && y < box.bottom())
+                return;
+            seen << u"%1,%2 - %3,%4"_s.arg(box.left()).arg(box.top()).arg(box.right()).arg(box.bottom());
+        }
+        QFAIL(qPrintable(word + u" not at its place; seen at: "_s + seen.join(u"; "_s)));
     }
 
     // The preview is the PDF's picture at 144 dpi, twice the page in points.

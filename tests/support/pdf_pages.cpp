@@ -17,6 +17,33 @@ QString pdfText(const QString& path)
         .standardOutput;
 }
 
+QList<PdfWord> pdfWords(const QString& path)
+{
+    const QString html =
+        runProcess(QStringLiteral("pdftotext"), {QStringLiteral("-bbox"), path, QStringLiteral("-")})
+            .standardOutput;
+    static const QRegularExpression word(
+        QStringLiteral("<word xMin=\"(-?[0-9.]+)\" yMin=\"(-?[0-9.]+)\" xMax=\"(-?[0-9.]+)\" "
+                       "yMax=\"(-?[0-9.]+)\">([^<]*)</word>"));
+    QList<PdfWord> words;
+    for (auto match = word.globalMatch(html); match.hasNext();) {
+        const QRegularExpressionMatch found = match.next();
+        const QPointF topLeft(found.captured(1).toDouble(), found.captured(2).toDouble());
+        const QPointF bottomRight(found.captured(3).toDouble(), found.captured(4).toDouble());
+        words.append({found.captured(5).replace(QStringLiteral("&amp;"), QStringLiteral("&")),
+                      QRectF(topLeft, bottomRight)});
+    }
+    return words;
+}
+
+QString pdfInfoField(const QString& path, const QString& field)
+{
+    const QString info = runProcess(QStringLiteral("pdfinfo"), {path}).standardOutput;
+    const QRegularExpression line(QStringLiteral("^%1: +(.*)$").arg(QRegularExpression::escape(field)),
+                                  QRegularExpression::MultilineOption);
+    return line.match(info).captured(1).trimmed();
+}
+
 QList<QSizeF> pdfPageSizes(const QString& path)
 {
     const ProcessResult info =

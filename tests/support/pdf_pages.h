@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QList>
+#include <QRectF>
 #include <QSizeF>
 #include <QString>
 
@@ -11,6 +12,15 @@ namespace tachoria::test {
 
 // The text of all pages (pdftotext), lines as laid out.
 QString pdfText(const QString& path);
+// The words of all pages with their boxes in points from the page's top left (pdftotext -bbox).
+struct PdfWord
+{
+    QString text;
+    QRectF box;
+};
+QList<PdfWord> pdfWords(const QString& path);
+// A field of the document's information, e.g. "Title" or "Creator" (pdfinfo).
+QString pdfInfoField(const QString& path, const QString& field);
 // Each page's size in points (pdfinfo).
 QList<QSizeF> pdfPageSizes(const QString& path);
 // The pages up to lastPage drawn at this resolution (pdftoppm).
