@@ -406,7 +406,7 @@ bool QmlDocumentsController::printPreview(const QVariantMap& options)
     const DocumentType type = m_previewIsSticker ? DocumentType::Sticker : DocumentType::Certificate;
     if (!DocumentRenderer::printWithOptions(type, m_previewData, options, &error)) {
         // A cancel is the master's choice, not an error; a refused OneNote printer is one.
-        if (error == QLatin1String("Печать отменена"))
+        if (error == QStringLiteral("Печать отменена"))
             setStatus(QStringLiteral("Печать отменена"));
         else
             setStatus(QStringLiteral("Печать не выполнена"), error);

@@ -3,15 +3,14 @@
 // printer and a label printer), compared by picture with the preview.
 #include "../support/cups_stand_in.h"
 #include "../support/pdf_pages.h"
+#include "../support/printer_dialog.h"
 #include "../support/sample_document.h"
 #include "documents/document_renderer.h"
 
 #include <QApplication>
 #include <QDate>
-#include <QDialog>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 using namespace Qt::StringLiterals;
 using tachoria::documents::DocumentRenderer;
@@ -27,20 +26,6 @@ const QString kOneNoteQueue = u"Send_To_OneNote_2016"_s;
 QString typeName(DocumentType type)
 {
     return type == DocumentType::Sticker ? u"sticker"_s : u"certificate"_s;
-}
-
-// Answers the next modal dialog (the printer's) once it shows.
-void answerNextDialog(bool accept)
-{
-    auto* poll = new QTimer;
-    QObject::connect(poll, &QTimer::timeout, poll, [poll, accept] {
-        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (!dialog)
-            return;
-        poll->deleteLater();
-        accept ? dialog->accept() : dialog->reject();
-    });
-    poll->start(50);
 }
 
 } // namespace
@@ -507,7 +492,7 @@ private Q_SLOTS:
         const qsizetype before = m_cups->printedFiles(kTapeQueue).size();
         const QVariantMap driver{{u"printerName"_s, printer}, {u"paper"_s, u"driver"_s}};
         QString error;
-        answerNextDialog(accept);
+        tachoria::test::answerNextDialog(accept);
         const bool printed =
             driverMode
                 ? DocumentRenderer::printWithOptions(type, tachoria::test::sampleDocument(), driver, &error)

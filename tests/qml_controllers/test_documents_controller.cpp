@@ -2,6 +2,7 @@
 // tachograph become list rows, a chosen one with the master's edits becomes a certificate (PDF,
 // preview, database row, XML file and its checksum line) or a sticker, and prints go to a real CUPS.
 #include "../support/cups_stand_in.h"
+#include "../support/printer_dialog.h"
 #include "../support/shop_profile.h"
 #include "../support/written_calibration.h"
 #include "qml_controllers/qml_app_controller.h"
@@ -238,7 +239,9 @@ private Q_SLOTS:
             QSKIP(qPrintable(test::CupsStandIn::unavailableReason()));
         test::CupsStandIn cups;
         QString error;
-        QVERIFY2(cups.start(&error) && cups.addPdfPrinter(u"TachoriaSheet"_s, &error), qPrintable(error));
+        QVERIFY2(cups.start(&error) && cups.addPdfPrinter(u"TachoriaSheet"_s, &error) &&
+                     cups.addLabelPrinter(u"TachoriaTape"_s, &error),
+                 qPrintable(error));
         documents().select(m_first);
         QVERIFY(documents().createCertificate());
         QVERIFY(documents().printPreview({{u"printerName"_s, u"TachoriaSheet"_s}}));
@@ -247,6 +250,17 @@ private Q_SLOTS:
         QVERIFY(!documents().printPreview({{u"printerName"_s, u"Нет_такого"_s}}));
         QCOMPARE(documents().statusText(), u"Печать не выполнена"_s);
         QCOMPARE(documents().lastError(), u"Принтер не найден: Нет_такого"_s);
+
+        // The tape chosen in the driver's dialog, and that dialog cancelled: a choice, not an error.
+        QVERIFY(documents().createSticker());
+        const QVariantMap driver{{u"printerName"_s, u"TachoriaTape"_s}, {u"paper"_s, u"driver"_s}};
+        test::answerNextDialog(false);
+        QVERIFY(!documents().printPreview(driver));
+        QCOMPARE(documents().statusText(), u"Печать отменена"_s);
+        QCOMPARE(documents().lastError(), QString());
+        test::answerNextDialog(true);
+        QVERIFY(documents().printPreview(driver));
+        QTRY_COMPARE_WITH_TIMEOUT(cups.printedFiles(u"TachoriaTape"_s).size(), 1, 60000);
     }
 
     void openFolderAndRemove()
