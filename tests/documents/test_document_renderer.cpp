@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <array>
+
 using namespace Qt::StringLiterals;
 using tachoria::documents::DocumentRenderer;
 using tachoria::documents::DocumentType;
@@ -95,7 +97,9 @@ private Q_SLOTS:
                 u"VIN: XTC549015N2570001|Одометр, км: 152340|Дата настройки: 12.03.2026|W [imp/km]: 8000|"
                 u"K [imp/km]: 8021|L, мм: 3150|Следующая настройка: 12.03.2029|Маркировка шин: 315/80R22.5|"
                 u"Стойка двери водителя|Эксплуатация только на территории РФ.|Ответственный: Петрова А. С.|"
-                u"Мастер: Иванов И. И.|М.П."_s)
+                u"Мастер: Иванов И. И.|М.П.|Заказчик|Мастерская|Тахограф|Транспортное средство|"
+                u"Данные настройки тахографа|Расположение установочной таблицы:|Результат инспекции:|"
+                u"Признаки манипуляции:|Особые отметки|Подпись:"_s)
                    .split(u'|')
             << QSizeF(595, 842) << u"Сертификат"_s;
         QTest::newRow("sticker")
@@ -197,6 +201,106 @@ private Q_SLOTS:
             seen << u"%1,%2 - %3,%4"_s.arg(box.left()).arg(box.top()).arg(box.right()).arg(box.bottom());
         }
         QFAIL(qPrintable(word + u" not at its place; seen at: "_s + seen.join(u"; "_s)));
+    }
+
+    // Each field draws in its own box and nowhere else: the preview with and without the field's value
+    // differs, and only inside the box (in points; the preview is at twice that).
+    void eachFieldInItsBox_data()
+    {
+        QTest::addColumn<DocumentType>("type");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QRectF>("box");
+        const auto row = [](DocumentType type, const char* key, const QRectF& box) {
+            QTest::addRow("%s %s", type == DocumentType::Sticker ? "sticker" : "certificate", key)
+                << type << QString::fromLatin1(key) << box;
+        };
+        constexpr DocumentType c = DocumentType::Certificate;
+        constexpr DocumentType s = DocumentType::Sticker;
+        row(c, "OrderNumber", {397, 29, 155.5, 28});
+        row(c, "TachoriaStigma", {467, 125, 85.5, 17});
+        row(c, "CustomerName", {42.5, 142, 254.5, 28});
+        row(c, "CustomerAddress", {42.5, 170, 254.5, 24});
+        row(c, "CustomerPhone", {42.5, 194, 254.5, 25});
+        row(c, "TachoriaName", {297, 142, 255.5, 28});
+        row(c, "TachoriaAddress", {297, 170, 255.5, 24});
+        row(c, "TachoriaPhone", {297, 194, 255.5, 25});
+        row(c, "TachographManufacture", {42.5, 275, 254.5, 12});
+        row(c, "TachographSkzi", {42.5, 323, 254.5, 12});
+        row(c, "VehicleRegNumber", {297, 275, 255.5, 12});
+        row(c, "VehicleOdometr", {297, 323, 255.5, 12});
+        row(c, "OrderDate", {42.5, 391, 254.5, 14});
+        row(c, "TachographSettingsK", {42.5, 419, 254.5, 16});
+        row(c, "TachographSettingsNextCalibr", {297, 391, 255.5, 14});
+        row(c, "TachographSettingsL", {297, 419, 255.5, 16});
+        row(c, "SetupTable", {297, 476, 255.5, 17});
+        row(c, "Inspection", {297, 536, 255.5, 17});
+        row(c, "Manipulation", {297, 553, 255.5, 17});
+        row(c, "Note", {42.5, 634, 510, 34});
+        row(c, "OrderResponsible", {42.5, 731, 180, 18});
+        row(c, "OrderMaster", {42.5, 760, 270, 18});
+        row(s, "TachoriaStigma", {0, 0, 8, 52.8});
+        row(s, "TachoriaPhone", {8, 0, 80, 52.8});
+        row(s, "TachographSkzi", {104, 0, 114, 52.8});
+        row(s, "VehicleTyreMarking", {229, 0, 46.5, 52.8});
+    }
+
+    void eachFieldInItsBox()
+    {
+        QFETCH(DocumentType, type);
+        QFETCH(QString, key);
+        QFETCH(QRectF, box);
+        QVariantMap without = tachoria::test::sampleDocument();
+        without.remove(key);
+        const QImage full = preview(type, tachoria::test::sampleDocument());
+        const QImage empty = preview(type, without);
+        QRect changed;
+        for (int y = 0; y < full.height(); ++y)
+            for (int x = 0; x < full.width(); ++x)
+                if (full.pixel(x, y) != empty.pixel(x, y))
+                    changed |= QRect(x, y, 1, 1);
+        const QRect allowed = QRectF(box.topLeft() * 2, box.size() * 2).toAlignedRect();
+        QVERIFY2(!changed.isEmpty() && allowed.contains(changed),
+                 qPrintable(u"changed %1,%2 %3x%4"_s.arg(changed.x())
+                                .arg(changed.y())
+                                .arg(changed.width())
+                                .arg(changed.height())));
+    }
+
+    // The boxes' edges and the dividing lines where the layout draws them: a dark row (or column) of
+    // the preview along each, in points.
+    void linesInTheirPlaces_data()
+    {
+        QTest::addColumn<QLineF>("line");
+        for (const double y : {29.0,  86.0,  125.0, 142.0, 170.0, 219.0, 258.0, 275.0, 335.0, 374.0,
+                               391.0, 435.0, 476.0, 493.0, 536.0, 553.0, 570.0, 617.0, 634.0, 668.0})
+            QTest::addRow("across at %g", y) << QLineF(42.5, y, 552.5, y);
+        QTest::addRow("signature") << QLineF(412, 771, 500, 771);
+        const std::array<QLineF, 10> downs{QLineF(212, 29, 212, 86),   QLineF(397, 29, 397, 86),
+                                           QLineF(297, 125, 297, 219), QLineF(467, 125, 467, 142),
+                                           QLineF(297, 258, 297, 335), QLineF(297, 391, 297, 435),
+                                           QLineF(297, 476, 297, 493), QLineF(297, 536, 297, 570),
+                                           QLineF(42.5, 29, 42.5, 86), QLineF(552.5, 374, 552.5, 435)};
+        for (const QLineF& down : downs)
+            QTest::addRow("down at %g from %g", down.x1(), down.y1()) << down;
+    }
+
+    void linesInTheirPlaces()
+    {
+        QFETCH(QLineF, line);
+        const QImage picture = preview(DocumentType::Certificate, tachoria::test::sampleDocument());
+        const bool across = line.dy() == 0;
+        // A line at p points covers the preview's pixels 2p - 1 and 2p; one of them is dark all along.
+        const int at = qRound(2 * (across ? line.y1() : line.x1()));
+        const int from = qRound(2 * (across ? line.x1() : line.y1())) + 2;
+        const int to = qRound(2 * (across ? line.x2() : line.y2())) - 2;
+        int darkest = 0;
+        for (const int position : {at - 1, at}) {
+            int dark = 0;
+            for (int along = from; along < to; ++along)
+                dark += qGray(across ? picture.pixel(along, position) : picture.pixel(position, along)) < 128;
+            darkest = std::max(darkest, dark);
+        }
+        QVERIFY2(darkest >= (to - from) * 9 / 10, qPrintable(u"%1 of %2 dark"_s.arg(darkest).arg(to - from)));
     }
 
     // The preview is the PDF's picture at 144 dpi, twice the page in points.
