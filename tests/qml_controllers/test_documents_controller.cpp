@@ -17,6 +17,7 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFile>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
@@ -105,8 +106,10 @@ private Q_SLOTS:
     // The document's fields come from the record, the master's edits, the customer directory and the shop.
     void documentDataOfTheChosenRecord()
     {
+        QSignalSpy status(&documents(), &qml::QmlDocumentsController::statusChanged);
         documents().select(m_first);
         QCOMPARE(documents().statusText(), u"Запись выбрана"_s);
+        QCOMPARE(status.size(), 1);
         documents().updateSelectedValue(u"CustomerName"_s, u"ООО «ДЕМО-ТРАНС»"_s);
         documents().updateSelectedValue(u"OrderNumber"_s, u"1542"_s);
         documents().updateSelectedValue(u"Note"_s, u"  "_s);
@@ -127,12 +130,19 @@ private Q_SLOTS:
                  u"Орвиан исп. "_s + record.value(u"VuPartNumber"_s).toString().trimmed());
         QCOMPARE(data.value(u"OrderDate"_s), record.value(u"RecordDateTime"_s));
         QCOMPARE(data.size(), storage::CertificateXmlStorage::fieldNames().size());
+        // An edited address stays; an emptied phone comes from the customer directory.
+        documents().updateSelectedValue(u"CustomerAddress"_s, u"Тольятти"_s);
+        documents().updateSelectedValue(u"CustomerPhone"_s, QString());
+        const QVariantMap filled = documents().certificateData();
+        QCOMPARE(filled.value(u"CustomerAddress"_s).toString(), u"Тольятти"_s);
+        QCOMPARE(filled.value(u"CustomerPhone"_s).toString(), u"+7 (846) 000-00-01"_s);
     }
 
     // A certificate: the PDF, the preview, a row, the XML file and one checksum line; issued again, a
     // second row but no second XML; a sticker makes no row.
     void certificateAndSticker()
     {
+        documents().refresh();
         documents().select(m_first);
         documents().updateSelectedValue(u"CustomerName"_s, u"ООО «ДЕМО-ТРАНС»"_s);
         documents().updateSelectedValue(u"OrderNumber"_s, u"1542"_s);
@@ -162,6 +172,14 @@ private Q_SLOTS:
         const QVariantMap record = storage::CalibrationRepository().calibration(m_first);
         QCOMPARE(record.value(u"CustomerName"_s).toString(), u"ООО «ДЕМО-ТРАНС»"_s);
         QCOMPARE(record.value(u"OrderNumber"_s).toInt(), 1542);
+        // The list's row of the record shows them at once, by the roles the page reads.
+        const qml::DocumentRecordModel& model = *documents().recordModel();
+        const auto role = [&model](const QByteArray& name) { return model.roleNames().key(name); };
+        int row = 0;
+        while (row < model.rowCount() && model.index(row).data(role("id")).toInt() != m_first)
+            ++row;
+        QCOMPARE(model.index(row).data(role("order")).toString(), u"1542"_s);
+        QCOMPARE(model.index(row).data(role("customer")).toString(), u"ООО «ДЕМО-ТРАНС»"_s);
 
         QVERIFY(documents().createCertificate());
         QCOMPARE(storage::CertificateRepository().allCertificates().size(), 2);
