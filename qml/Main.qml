@@ -82,6 +82,21 @@ ApplicationWindow {
         }
     }
 
+    // A calibration page that hands its record to the documents: the page opens once the handler that
+    // asked has closed its own page and the stack rests.
+    function openRequestedDocuments() {
+        if (app.documents.requestedId <= 0 || pages.busy)
+            return
+        if (pages.currentItem && pages.currentItem.objectName === "documentsPage")
+            pages.currentItem.openRequested()
+        else if (!openPage("DocumentsPage.qml", false))
+            app.documents.takeRequestedId()
+    }
+    Connections {
+        target: app.documents
+        function onRequestedIdChanged() { Qt.callLater(window.openRequestedDocuments) }
+    }
+
     Shortcut {
         sequence: "F1"
         context: Qt.WindowShortcut
@@ -92,6 +107,7 @@ ApplicationWindow {
         id: pages
         objectName: "navigationStack"
         anchors.fill: parent
+        onBusyChanged: if (!busy) window.openRequestedDocuments()
         initialItem: MainMenu {
             app: window.controller
             navigationStack: pages

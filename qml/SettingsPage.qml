@@ -70,37 +70,9 @@ PageFrame {
         Repeater {
             model: [["tabPorts", "Порты"], ["tabShop", "Данные мастерской"], ["tabCards", "Карточки"],
                     ["tabPrinters", "Принтеры"], ["tabLook", "Внешний вид"], ["tabProgram", "Программа"]]
-            TabButton {
-                id: tabButton
+            AppTabButton {
                 objectName: modelData[0]
                 text: modelData[1]
-                width: Math.max(Math.ceil(tabText.advanceWidth) + Math.round(32 * Theme.uiScale),
-                                Math.round(120 * Theme.uiScale))
-                TextMetrics {
-                    id: tabText
-                    font: tabButton.font
-                    text: tabButton.text
-                }
-                contentItem: Text {
-                    text: parent.text
-                    font: parent.font
-                    horizontalAlignment: Text.AlignHCenter
-                    verticalAlignment: Text.AlignVCenter
-                    color: parent.checked ? Theme.text : Theme.secondaryText
-                    elide: Text.ElideRight
-                }
-                background: Rectangle {
-                    color: parent.checked ? Theme.surface : (parent.hovered ? Theme.buttonHover : Theme.window)
-                    border.color: Theme.border
-                    Rectangle {
-                        visible: parent.parent.checked
-                        anchors.left: parent.left
-                        anchors.right: parent.right
-                        anchors.bottom: parent.bottom
-                        height: Math.max(2, Math.round(3 * Theme.uiScale))
-                        color: Theme.accent
-                    }
-                }
             }
         }
     }

@@ -111,6 +111,24 @@ QtObject {
             return expect(stack.depth === 1 && !window.controller.monitoringPaused, "возврат из выгрузки не удался")
         },
         function() {
+            return expect(window.openPage("DocumentsPage.qml", false) !== null, "страница документов не открылась")
+        },
+        function() {
+            var tabs = find(stack.currentItem, "documentsTabs")
+            if (!expect(stack.depth === 2 && window.title === "Документы" && tabs !== null && tabs.count === 2,
+                        "документы: глубина " + stack.depth + ", заголовок " + window.title))
+                return false
+            // Without a chosen record the documents' tab stays closed.
+            return expect(!tabs.itemAt(1).enabled, "вкладка документации открыта без записи")
+        },
+        function() {
+            stack.currentItem.backRequested()
+            return true
+        },
+        function() {
+            return expect(stack.depth === 1, "возврат из документов не удался")
+        },
+        function() {
             if (testFilePath.length > 0 && window.controller.pageAvailable("DddPage.qml"))
                 return expect(window.openPage("DddPage.qml", false) !== null, "страница расшифровки не открылась")
             step = actions.length - 1 // without a file the walk ends here

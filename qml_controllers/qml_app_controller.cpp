@@ -44,6 +44,7 @@ QmlAppController::QmlAppController(QObject* parent)
     m_updateCompletedFlag = QCoreApplication::arguments().contains(QStringLiteral("--update-completed"));
     m_calibration = new QmlCalibrationController(m_settings, this, this);
     m_download = new QmlDownloadController(m_settings, this);
+    m_documents = new QmlDocumentsController(this, this);
     m_ddd = new QmlDddController(this);
     // A page test must never touch a port.
     if (QCoreApplication::arguments().contains(QStringLiteral("--qml-pages-test")))

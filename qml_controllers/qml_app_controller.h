@@ -1,8 +1,9 @@
 #pragma once
 
 #include "qml_controllers/qml_calibration_controller.h"
-#include "qml_controllers/qml_download_controller.h"
 #include "qml_controllers/qml_ddd_controller.h"
+#include "qml_controllers/qml_documents_controller.h"
+#include "qml_controllers/qml_download_controller.h"
 #include "qml_controllers/qml_settings_controller.h"
 
 #include <QObject>
@@ -55,6 +56,7 @@ class QmlAppController : public QObject
     Q_PROPERTY(tachoria::qml::QmlSettingsController* settings READ settings CONSTANT)
     Q_PROPERTY(tachoria::qml::QmlCalibrationController* calibration READ calibration CONSTANT)
     Q_PROPERTY(tachoria::qml::QmlDownloadController* download READ download CONSTANT)
+    Q_PROPERTY(tachoria::qml::QmlDocumentsController* documents READ documents CONSTANT)
     Q_PROPERTY(tachoria::qml::QmlDddController* ddd READ ddd CONSTANT)
     Q_PROPERTY(bool monitoringPaused READ monitoringPaused NOTIFY monitoringChanged)
     Q_PROPERTY(bool monitoringBusy READ monitoringBusy NOTIFY monitoringChanged)
@@ -105,6 +107,7 @@ public:
     QmlSettingsController* settings() const { return m_settings; }
     QmlCalibrationController* calibration() const { return m_calibration; }
     QmlDownloadController* download() const { return m_download; }
+    QmlDocumentsController* documents() const { return m_documents; }
     QmlDddController* ddd() const { return m_ddd; }
     bool monitoringPaused() const;
     bool monitoringBusy() const;
@@ -164,6 +167,7 @@ private:
     QmlSettingsController* m_settings = nullptr;
     QmlCalibrationController* m_calibration = nullptr;
     QmlDownloadController* m_download = nullptr;
+    QmlDocumentsController* m_documents = nullptr;
     QmlDddController* m_ddd = nullptr;
     DeviceMonitor* m_monitor = nullptr;
     QThread* m_catalogThread = nullptr;

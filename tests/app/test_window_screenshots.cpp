@@ -2,11 +2,15 @@
 // folder's "screenshots" (or the folder TACHORIA_SCREENSHOTS names). The test checks that each one is
 // whole and drawn in its theme; scripts/screenshots.sh runs it under Xvfb.
 #include "../support/https_stand_in.h"
+#include "../support/shop_profile.h"
 #include "../support/window_on_simulator.h"
+#include "../support/written_calibration.h"
 #include "firmware/firmware_verification.h"
+#include "logging/application_logger.h"
 #include "qml_controllers/qml_app_controller.h"
 #include "qml_controllers/qml_ddd_controller.h"
 #include "qml_controllers/update_checker.h"
+#include "storage/app_paths.h"
 #include "storage/settings_repository.h"
 #include "tools/dddgen/ddd_generator.h"
 
@@ -42,7 +46,8 @@ private:
         return window.click(QStringLiteral("dddSection_") + key);
     }
 
-    void shoot(WindowDriver& window, const QString& theme, const QString& name)
+    // documentShown: a document is white in both themes, so the picture's lightness says nothing.
+    void shoot(WindowDriver& window, const QString& theme, const QString& name, bool documentShown = false)
     {
         QVERIFY(window.settle());
         QTest::qWait(350); // a dialog's fade-in has no state to wait for
@@ -53,6 +58,8 @@ private:
         QVERIFY2(window.grab(path), qPrintable(path));
         const QImage image(path);
         QCOMPARE(image.size(), window.window()->size() * window.window()->devicePixelRatio());
+        if (documentShown)
+            return;
         // Drawn in its theme: light pages stay light even under two dialogs' shades, dark ones dark.
         qint64 lightness = 0;
         const QImage small = image.scaled(64, 36);
@@ -73,6 +80,8 @@ private Q_SLOTS:
             qEnvironmentVariable("TACHORIA_SCREENSHOTS", QStringLiteral(TACHORIA_BIN_DIR "/../screenshots"));
         for (const char* theme : {"light", "dark"})
             QVERIFY(QDir().mkpath(m_folder + QLatin1Char('/') + QLatin1String(theme)));
+        // The journal viewer's picture needs this run's journal.
+        tachoria::logging::ApplicationLogger::initialize(tachoria::storage::AppPaths::logDirectory(), true);
     }
 
     void everyPageInBothThemes_data()
@@ -89,9 +98,15 @@ private Q_SLOTS:
         tachoria::test::WindowOnSimulator bench({});
         WindowDriver& window = bench.window;
         QString error;
+        // Two calibrations written by the calibration's own sequence, before the port watcher runs: the
+        // writing simulators' lines would bring it a scan, which closes the menu's tiles for its time.
+        QVERIFY2(tachoria::test::writeCalibration(QStringLiteral("WDB9634031L000000"),
+                                                  QStringLiteral("Х999ХХ99"), &error) > 0,
+                 qPrintable(error));
+        const int id = tachoria::test::writeCalibration(QStringLiteral("XTC549015N2570001"),
+                                                        QStringLiteral("А123ВС163"), &error);
+        QVERIFY2(id > 0, qPrintable(error));
         QVERIFY2(bench.start(&error), qPrintable(error));
-        // The journal viewer's pictures need this run's journal, whichever test ran before.
-        window.app().writeDiagnosticLog(QStringLiteral("Снимки окна"));
         auto& settings = *window.app().settings();
         settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
         settings.setTachoriaName(QStringLiteral("ООО «Тахосервис-Поволжье»"));
@@ -157,6 +172,35 @@ private Q_SLOTS:
         QTRY_VERIFY(window.dialogOpen(QStringLiteral("settingsLeaveDialog")));
         shoot(window, theme, QStringLiteral("settings_leave"));
         QVERIFY(window.click(QStringLiteral("messageRejectButton")));
+        QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
+
+        // The documents of the two calibrations. Leaving the settings unsaved brought the stored look and
+        // shop back: the theme again, and the shop as a master saves it.
+        settings.setTheme(theme == QLatin1String("dark") ? QStringLiteral("Dark") : QStringLiteral("Light"));
+        QVERIFY(tachoria::test::storeShop());
+        QVERIFY(window.click(QStringLiteral("documentsTile")));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("documentsPage")));
+        QTRY_COMPARE(window.find(QStringLiteral("recordList"))->property("count").toInt(), 2);
+        QVERIFY(window.click(QStringLiteral("record_%1").arg(id)));
+        shoot(window, theme, QStringLiteral("documents_list"));
+        QVERIFY(window.click(QStringLiteral("tabDocuments")));
+        QVERIFY(window.type(QStringLiteral("docOrderNumber"), QStringLiteral("1542")));
+        QVERIFY(window.type(QStringLiteral("docVehicleMark"), QStringLiteral("КАМАЗ")));
+        QVERIFY(window.type(QStringLiteral("docVehicleModel"), QStringLiteral("54901")));
+        shoot(window, theme, QStringLiteral("documents_form"));
+        QVERIFY(window.click(QStringLiteral("certificateButton")));
+        QTRY_COMPARE(window.find(QStringLiteral("previewImage"))->property("status").toInt(), 1);
+        shoot(window, theme, QStringLiteral("documents_certificate_preview"), true);
+        QVERIFY(window.click(QStringLiteral("previewPrintButton")));
+        QTRY_VERIFY(window.dialogOpen(QStringLiteral("printSettingsDialog")));
+        shoot(window, theme, QStringLiteral("documents_print_settings"), true);
+        QVERIFY(window.click(QStringLiteral("printSettingsCancelButton")));
+        QVERIFY(window.click(QStringLiteral("previewCloseButton")));
+        QVERIFY(window.click(QStringLiteral("stickerButton")));
+        QTRY_COMPARE(window.find(QStringLiteral("previewImage"))->property("status").toInt(), 1);
+        shoot(window, theme, QStringLiteral("documents_sticker_preview"));
+        QVERIFY(window.click(QStringLiteral("previewCloseButton")));
+        QVERIFY(window.click(QStringLiteral("pageBackButton")));
         QTRY_COMPARE(window.window()->title(), QStringLiteral("Норвелика: Тахория"));
         settings.setTheme(QStringLiteral("Light"));
     }
