@@ -89,6 +89,10 @@ private Q_SLOTS:
             << QStringLiteral(
                    "can_probe_read=true session=true detect=false can=0 result= error=ОТКАЗ В АВТОМАТИЧЕСКОМ "
                    "ОПРЕДЕЛЕНИИ СКОРОСТИ CAN! (NRC 0X31)");
+        QTest::newRow("a result read for another identifier")
+            << words({"--can-result", "garbled"}) << QStringList{} << 5
+            << u"can_probe_read=true session=true detect=false can=0 result= error=ReadDetectCanSpeed: RDBI "
+               u"response identifier mismatch"_s;
         QTest::newRow("adjustment session refused")
             << words({"--refuse-session", "87"}) << QStringList{} << 5
             << QStringLiteral(

@@ -122,7 +122,7 @@ private Q_SLOTS:
     // programming session after SecurityAccess, in catalogue order, with a journal row.
     void readAndWrite()
     {
-        Session s({u"--sleepy-starts"_s, u"1"_s, u"--refuse"_s, u"F103,FD0F"_s}, settings({}));
+        Session s({u"--sleepy-starts"_s, u"1"_s, u"--refuse"_s, u"F103,FD0F,FD04"_s}, settings({}));
         QVERIFY2(s.error.isEmpty(), qPrintable(s.error));
         QSignalSpy progress(&s.workflow, &CalibrationWorkflow::progress);
         QVERIFY2(s.workflow.readCalibration(&s.error), qPrintable(s.error));
@@ -140,6 +140,10 @@ private Q_SLOTS:
                               u"Прочитан DID 0xF90B (TimeDate)|1|39"_s}));
         QCOMPARE(texts(progress).mid(79), QStringList({u"TesterPresent: поток запущен|0|0"_s}));
         QVERIFY(journal().isEmpty()); // a read leaves no row
+        quint32 count = 0;
+        QVERIFY(!s.workflow.stopCountImpulses(count, &s.error)); // a pulse counter the unit refuses
+        QCOMPARE(s.error, u"TACHOGRAPH NEGATIVE RESPONSE: SID=0X22 NRC=0X31"_s);
+        expected << u"22 FD 04"_s;
 
         QVERIFY(s.workflow.setDisplayValue(11, u"WVWZZZ1JZXW000001"_s, &s.error));
         QVERIFY(s.workflow.setDisplayValue(16, u"3150"_s, &s.error));
@@ -426,6 +430,12 @@ private Q_SLOTS:
         QCOMPARE(bytes.toHex(), QByteArray("020f"));
         s.workflow.requestStop(); // a stop ends the search at once, without a word
         QVERIFY(!s.workflow.findSourceSpeed(bytes, &s.error) && s.error.isEmpty() && bytes.isEmpty());
+        s.workflow.clearStopRequest();
+        // A stop asked while the search waits for its next read sends no further read.
+        const qsizetype reads = s.sim.requests().count(u"22 FD 10"_s);
+        QVERIFY(!s.workflow.findSourceSpeed(bytes, &s.error, [&s](int) { s.workflow.requestStop(); }));
+        QVERIFY(s.error.isEmpty());
+        QCOMPARE(s.sim.requests().count(u"22 FD 10"_s), reads + 1);
         s.workflow.clearStopRequest();
         QVERIFY2(s.workflow.detectCanSpeed(1, bytes, &s.error), qPrintable(s.error));
         QCOMPARE(bytes.toHex(), QByteArray("f5"));

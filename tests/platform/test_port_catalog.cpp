@@ -129,12 +129,16 @@ private Q_SLOTS:
             QSKIP("this machine does not let the test announce a device (/sys/class/tty/ttyS0/uevent is not "
                   "writable)");
         // The monitor needs a moment to subscribe; announce until it hears.
-        for (int i = 0; i < 50 && calls == 0; ++i) {
-            uevent.write("add\n");
-            uevent.flush();
-            QTest::qWait(100);
-        }
-        QVERIFY(calls > 0);
+        const auto heardAnother = [&uevent, &calls] {
+            const int before = calls;
+            for (int i = 0; i < 50 && calls == before; ++i) {
+                uevent.write("add\n");
+                uevent.flush();
+                QTest::qWait(100);
+            }
+            return calls > before;
+        };
+        QVERIFY(heardAnother());
 
         // A signal that interrupts the wait only starts the next one: the watcher still hears.
         struct sigaction action
@@ -145,13 +149,7 @@ private Q_SLOTS:
         QCOMPARE(watcherThreads.size(), 1);
         QCOMPARE(::syscall(SYS_tgkill, ::getpid(), watcherThreads.first().toInt(), SIGUSR1), 0);
         QTRY_COMPARE(int(signalsTaken), 1);
-        const int beforeSignal = calls;
-        for (int i = 0; i < 50 && calls == beforeSignal; ++i) {
-            uevent.write("add\n");
-            uevent.flush();
-            QTest::qWait(100);
-        }
-        QVERIFY(calls > beforeSignal);
+        QVERIFY(heardAnother());
         watcher.stop();
         QVERIFY(!watcher.isRunning());
         const int seen = calls;

@@ -159,7 +159,7 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         QStringLiteral("list"), QStringLiteral("1,3,7,15"));
     const QCommandLineOption canResult(
         QStringLiteral("can-result"),
-        QStringLiteral("Outcome of CAN speed detection: found, not-found or refused."),
+        QStringLiteral("Outcome of CAN speed detection: found, not-found, refused or garbled."),
         QStringLiteral("outcome"), QStringLiteral("found"));
     const QCommandLineOption canSpeed(QStringLiteral("can-speed"),
                                       QStringLiteral("Detected CAN speed code, 0 to 7."), QStringLiteral("n"),
@@ -353,8 +353,10 @@ bool parseSimOptions(const QStringList& arguments, SimOptions& options, QString*
         behaviour.canOutcome = CanOutcome::NotFound;
     else if (outcome == QLatin1String("refused"))
         behaviour.canOutcome = CanOutcome::Refused;
+    else if (outcome == QLatin1String("garbled"))
+        behaviour.canOutcome = CanOutcome::Garbled;
     else
-        return fail(QStringLiteral("--can-result: expected found, not-found or refused"));
+        return fail(QStringLiteral("--can-result: expected found, not-found, refused or garbled"));
     if (!parseByte(parser.value(canSpeed), behaviour.canSpeedCode) || behaviour.canSpeedCode > 7)
         return fail(QStringLiteral("--can-speed: expected 0 to 7"));
     if (!parseByte(parser.value(canIdType), behaviour.canIdentifierCode) || behaviour.canIdentifierCode > 1)

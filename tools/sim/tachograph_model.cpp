@@ -193,6 +193,8 @@ ServiceFrame TachographModel::readIdentifier(quint16 did)
             return negativeResponse(sid, kConditionsNotCorrect);
         if (++m_canReads <= m_behaviour.canReadsBeforeResult) {
             value = QByteArray(1, '\0'); // still listening on the bus
+        } else if (m_behaviour.canOutcome == CanOutcome::Garbled) {
+            return response(sid + kPositive, be(did + 1, 2) + QByteArray(1, '\0'));
         } else {
             const quint8 channel = static_cast<quint8>((m_canChannel & 1) << 4);
             const quint8 found = m_behaviour.canOutcome == CanOutcome::Found;

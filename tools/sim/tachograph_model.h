@@ -54,6 +54,7 @@ enum class CanOutcome
     Found,
     NotFound,
     Refused,
+    Garbled, // the result is read back under another identifier
 };
 
 // How the device behaves beyond its identity: what it refuses and what its measurements find.
