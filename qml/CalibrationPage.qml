@@ -157,6 +157,18 @@ PageFrame {
             onClicked: page.controller.write(tachographTab.registrationAbsent)
         }
         AppButton {
+            objectName: "calibrationDocumentsButton"
+            text: qsTr("Документы")
+            visible: page.controller && page.controller.writtenRecordId > 0 && page.app.pageAvailable("DocumentsPage.qml")
+            enabled: !page.controller.busy
+            onClicked: {
+                // The documents page opens once this page has given the port back and left.
+                var id = page.controller.writtenRecordId
+                page.closePage()
+                page.app.documents.requestDocumentsFor(id)
+            }
+        }
+        AppButton {
             objectName: "saveConfigurationButton"
             text: qsTr("Сохранить конфигурацию")
             enabled: page.controller && page.controller.readCompleted && !page.controller.busy

@@ -182,6 +182,7 @@ void QmlCalibrationController::read()
         return;
     m_connected = false;
     m_readCompleted = false;
+    m_writtenRecordId = -1;
     const CalibrationSettings current = settings();
     runJob(
         QStringLiteral("Чтение параметров тахографа..."),
@@ -253,6 +254,7 @@ void QmlCalibrationController::write(bool skipVehicleRegistration)
             workflow.setTimeDateCorrections(hour, minute);
             result.ok = workflow.writeCalibration(&result.error, skipVehicleRegistration);
             result.connected = workflow.isConnected();
+            result.recordId = workflow.calibrationRecordId();
             return result;
         },
         [this, skipVehicleRegistration](const JobResult& result) {
@@ -260,6 +262,7 @@ void QmlCalibrationController::write(bool skipVehicleRegistration)
             m_connected = result.connected;
             m_readCompleted = false;
             if (result.ok) {
+                m_writtenRecordId = result.recordId;
                 m_statusText = QStringLiteral("Запись завершена");
                 finishJob();
                 Q_EMIT writeSucceeded(skipVehicleRegistration

@@ -46,6 +46,8 @@ class QmlCalibrationController : public QObject
     Q_PROPERTY(QString canResult READ canResult NOTIFY stateChanged)
     Q_PROPERTY(bool canDetectionAvailable READ canDetectionAvailable NOTIFY stateChanged)
     Q_PROPERTY(int canDetectedSpeed READ canDetectedSpeed NOTIFY stateChanged)
+    // The journal row of the last successful write, -1 when none: its documents are one step away.
+    Q_PROPERTY(int writtenRecordId READ writtenRecordId NOTIFY stateChanged)
     Q_PROPERTY(int canDetectedIdentifier READ canDetectedIdentifier NOTIFY stateChanged)
     Q_PROPERTY(int canDetectedBus READ canDetectedBus NOTIFY stateChanged)
     Q_PROPERTY(int sourceSpeedMask READ sourceSpeedMask NOTIFY stateChanged)
@@ -75,6 +77,7 @@ public:
     QString canResult() const { return m_canResult; }
     bool canDetectionAvailable() const { return m_canDetectionAvailable; }
     int canDetectedSpeed() const { return m_canDetectedSpeed; }
+    int writtenRecordId() const { return m_writtenRecordId; }
     int canDetectedIdentifier() const { return m_canDetectedIdentifier; }
     int canDetectedBus() const { return m_canDetectedBus; }
     int sourceSpeedMask() const { return m_sourceSpeedMask; }
@@ -147,6 +150,7 @@ private:
         QList<calibration::CalibrationParameter> parameters;
         quint32 count = 0;
         QByteArray bytes;
+        int recordId = -1;
     };
     using Job = std::function<JobResult(calibration::CalibrationWorkflow&)>;
     using Done = std::function<void(const JobResult&)>;
@@ -186,6 +190,7 @@ private:
     QString m_canResult;
     bool m_canDetectionAvailable = false;
     int m_canDetectedSpeed = -1;
+    int m_writtenRecordId = -1;
     int m_canDetectedIdentifier = -1;
     int m_canDetectedBus = -1;
     int m_sourceSpeedMask = -1;

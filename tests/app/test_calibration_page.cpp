@@ -211,11 +211,14 @@ private Q_SLOTS:
         QCOMPARE(row.value(QStringLiteral("LTyreCircumference")).toInt(), 2136);
         QCOMPARE(row.value(QStringLiteral("TachoriaCodeFBU")).toInt(), 12345);
 
-        // Leaving gives the port back to the watch.
+        // Straight to the documents of this calibration; leaving gives the port back to the watch.
         QVERIFY(window.click(QStringLiteral("messageAcceptButton")));
-        QVERIFY(window.click(QStringLiteral("calibrationExitButton")));
+        QCOMPARE(bench.controller().writtenRecordId(), row.value(QStringLiteral("Id")).toInt());
+        QVERIFY(window.click(QStringLiteral("calibrationDocumentsButton")));
         QTRY_VERIFY(!window.app().monitoringPaused());
         QTRY_VERIFY(!window.find(QStringLiteral("calibrationPage")));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("documentsPage")));
+        QTRY_COMPARE(window.app().documents()->selectedId(), row.value(QStringLiteral("Id")).toInt());
         QVERIFY(!window.sawQmlWarnings());
     }
 
