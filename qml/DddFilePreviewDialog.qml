@@ -108,14 +108,14 @@ AppDialog {
                                                                      : "Не удалось открыть выбранный файл .ddd.")
             return
         }
+        // Closed before the push: the page that holds this dialog is hidden by it, and a dialog of a
+        // hidden page would keep its shade over the new one.
+        close()
         // The download page below still owns the port and gives it back when it closes.
         var pushed = navigationStack.push(component, { app: app, navigationStack: navigationStack,
                                                        resumeMonitoringOnClose: false })
-        if (!pushed) {
+        if (!pushed)
             message.show("Файлы .ddd", "Не удалось открыть экран расшифровки.")
-            return
-        }
-        close()
     }
 
     onOpened: {

@@ -18,8 +18,13 @@ PageFrame {
     onBackRequested: closePage()
 
     function t(ru, en) { return english ? en : ru }
+    // Opened over a page that holds the port, the page below gives it back, not this one.
+    property bool resumeMonitoringOnClose: false
+
     function closePage() {
         popPage()
+        if (resumeMonitoringOnClose)
+            app.resumeDeviceMonitoring()
     }
 
     // Each entry: dataset, Russian and English titles, the card's elementary file that always shows it.

@@ -25,9 +25,11 @@ FocusScope {
 
     function popPage() {
         if (navigationStack && navigationStack.depth > 1) {
+            // Down to the page below this one only: a page opened over another returns to it.
+            var below = navigationStack.get(Math.max(0, frame.StackView.index - 1))
             // A hidden window draws no frames, so a transition there would never end.
-            navigationStack.pop(null, Window.window && Window.window.visible ? StackView.PopTransition
-                                                                              : StackView.Immediate)
+            navigationStack.pop(below, Window.window && Window.window.visible ? StackView.PopTransition
+                                                                               : StackView.Immediate)
             return true
         }
         return false

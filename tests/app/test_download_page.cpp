@@ -9,7 +9,9 @@
 #include "storage/app_paths.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QQuickItem>
@@ -37,14 +39,21 @@ struct Bench : tachoria::test::WindowOnSimulator
     ~Bench()
     {
         const QDir folder(tachoria::storage::AppPaths::downloadDirectory());
-        for (const QString& name : downloadFolder() - before)
+        for (const QString& name : downloadFolder() - before) {
             QFile::remove(folder.filePath(name));
+            if (name.contains(QLatin1Char('/')))
+                folder.rmdir(QFileInfo(name).path()); // a failed run's own folder, once empty
+        }
     }
+    // Every file of the download folder, a failed run's temporaries in their run folder included.
     static QSet<QString> downloadFolder()
     {
-        const QStringList names =
-            QDir(tachoria::storage::AppPaths::downloadDirectory()).entryList(QDir::Files);
-        return QSet<QString>(names.cbegin(), names.cend());
+        const QDir folder(tachoria::storage::AppPaths::downloadDirectory());
+        QSet<QString> names;
+        QDirIterator files(folder.path(), QDir::Files, QDirIterator::Subdirectories);
+        while (files.hasNext())
+            names.insert(folder.relativeFilePath(files.next()));
+        return names;
     }
     bool openPage()
     {
@@ -134,9 +143,16 @@ private Q_SLOTS:
             window.text(QStringLiteral("dddFilePreview"))
                 .startsWith(QStringLiteral("VIN: XTA210990Y1234567\nРег. номер: A123BC77")),
             15000);
-        QVERIFY(
-            !window.find(QStringLiteral("dddFilesDecode"))->isEnabled()); // no decoding page in this build
-        QVERIFY(window.click(QStringLiteral("dddFilesClose")));
+        // Straight to the decoding page; the download page below keeps the port until it closes.
+        QVERIFY(window.click(QStringLiteral("dddFilesDecode")));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("dddPage")));
+        QCOMPARE(window.app().ddd()->filePath(), path);
+        QTRY_COMPARE(window.text(QStringLiteral("dddStatus")), QStringLiteral("Разбор завершён"));
+        QTRY_VERIFY(!window.dialogOpen(QStringLiteral("dddFilesDialog")));
+        QQuickItem* decoding = window.findVisible(QStringLiteral("dddPage"));
+        QVERIFY(window.click(decoding->findChild<QQuickItem*>(QStringLiteral("pageBackButton"))));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("downloadPage")));
+        QVERIFY(window.app().monitoringPaused());
         QVERIFY(!window.sawQmlWarnings());
 
         const auto probe = tachoria::test::runProcess(tachoria::test::binaryPath(QStringLiteral("tachoria")),
@@ -162,8 +178,13 @@ private Q_SLOTS:
         QVERIFY(bench.window.findVisible(QStringLiteral("downloadStatus")));
         QVERIFY(!bench.window.findVisible(QStringLiteral("downloadResult")));
         QVERIFY(bench.download().outputPath().isEmpty());
-        // What came before the silence waits in temporary files; no .ddd appears.
-        QCOMPARE(bench.newFiles(), words({"REQUEST_ACTIVITIES.tmp", "REQUEST_OVERVIEW.tmp"}));
+        // What came before the silence waits in temporary files of the run's own folder; no .ddd appears.
+        const QStringList left = bench.newFiles();
+        QCOMPARE(left.size(), 2);
+        QCOMPARE(QFileInfo(left.at(0)).path(), QFileInfo(left.at(1)).path());
+        QVERIFY(left.at(0).startsWith(QStringLiteral("runs/")));
+        QCOMPARE(QFileInfo(left.at(0)).fileName(), QStringLiteral("REQUEST_ACTIVITIES.tmp"));
+        QCOMPARE(QFileInfo(left.at(1)).fileName(), QStringLiteral("REQUEST_OVERVIEW.tmp"));
     }
 
     // Stop during a block: the run ends, the page says so and no final file appears.
