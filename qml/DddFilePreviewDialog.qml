@@ -94,6 +94,10 @@ AppDialog {
             close()
             return
         }
+        openDecoding(file.path)
+    }
+    // The decoding page with this file, over the page that holds the dialog.
+    function openDecoding(path) {
         if (navigationStack.busy) {
             message.show("Файлы .ddd", "Не удалось открыть экран расшифровки. Повторите попытку.")
             return
@@ -103,7 +107,7 @@ AppDialog {
             message.show("Файлы .ddd", "Не удалось открыть экран расшифровки.")
             return
         }
-        if (!app.ddd.openFile(file.path)) {
+        if (!app.ddd.openFile(path)) {
             message.show("Файлы .ddd", app.ddd.lastError.length > 0 ? app.ddd.lastError
                                                                      : "Не удалось открыть выбранный файл .ddd.")
             return

@@ -292,14 +292,26 @@ PageFrame {
                 secondary: true
             }
         }
-        AppLabel {
-            objectName: "downloadResult"
+        RowLayout {
             Layout.fillWidth: true
+            spacing: Math.round(8 * Theme.uiScale)
             visible: page.controller && !page.controller.running && page.controller.outputPath.length > 0
                      && page.controller.lastError.length === 0
-            text: page.controller ? "Выгрузка завершена. Файл: " + page.controller.outputPath.replace(/^.*[\/\\]/, "") : ""
-            color: Theme.success
-            wrapMode: Text.WrapAnywhere
+            AppLabel {
+                objectName: "downloadResult"
+                Layout.fillWidth: true
+                text: page.controller ? "Выгрузка завершена. Файл: " + page.controller.outputPath.replace(/^.*[\/\\]/, "") : ""
+                color: Theme.success
+                wrapMode: Text.WrapAnywhere
+            }
+            AppButton {
+                objectName: "downloadDecodeButton"
+                text: "Расшифровать"
+                compact: true
+                visible: page.app && page.app.pageAvailable("DddPage.qml")
+                enabled: page.app && page.app.ddd && !page.app.ddd.busy
+                onClicked: filesDialog.openDecoding(page.controller.outputPath)
+            }
         }
     }
 

@@ -132,6 +132,15 @@ private Q_SLOTS:
         QVERIFY(QFileInfo(path).fileName().endsWith(QStringLiteral("[A123BC77].ddd")));
         QCOMPARE(scans(bench.simulator.receivedRequests()), scansBefore);
 
+        // The finished file goes to the decoding page in one click, and back.
+        QVERIFY(window.click(QStringLiteral("downloadDecodeButton")));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("dddPage")));
+        QCOMPARE(window.app().ddd()->filePath(), path);
+        QTRY_COMPARE(window.text(QStringLiteral("dddStatus")), QStringLiteral("Разбор завершён"));
+        QVERIFY(window.click(window.findVisible(QStringLiteral("dddPage"))
+                                 ->findChild<QQuickItem*>(QStringLiteral("pageBackButton"))));
+        QTRY_VERIFY(window.findVisible(QStringLiteral("downloadPage")));
+
         QVERIFY(window.click(QStringLiteral("downloadFilesButton")));
         QTRY_VERIFY(window.dialogOpen(QStringLiteral("dddFilesDialog")));
         // The newest file comes first.

@@ -32,6 +32,10 @@ int runTool(const QString& name, const QStringList& arguments, QString* output =
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
+    // The tools' answers are read as words: they must not come translated.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+    process.setProcessEnvironment(environment);
     process.start(program(name), arguments);
     if (!process.waitForFinished(15000))
         return -1;
