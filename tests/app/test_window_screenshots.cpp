@@ -465,7 +465,7 @@ private Q_SLOTS:
         QFETCH(QString, theme);
         if (!tachoria::test::HttpsStandIn::unavailableReason().isEmpty())
             QSKIP("no HTTPS stand-in on this machine");
-        m_number = 20;
+        m_number = 40;
         tachoria::test::HttpsStandIn site;
         QString error;
         QVERIFY2(site.start(&error), qPrintable(error));
