@@ -73,15 +73,6 @@ ApplicationWindow {
         return page
     }
 
-    // A .ddd file opened from elsewhere (the download page's list, a finished download) brings up its page.
-    Connections {
-        target: app.ddd
-        function onPageRequested() {
-            if (!pages.currentItem || pages.currentItem.objectName !== "dddPage")
-                window.openPage("DddPage.qml", false)
-        }
-    }
-
     // A calibration page that hands its record to the documents: the page opens once the handler that
     // asked has closed its own page and the stack rests.
     function openRequestedDocuments() {

@@ -207,14 +207,6 @@ bool QmlDddController::chooseAndOpenFile()
     return !path.isEmpty() && openFile(path);
 }
 
-bool QmlDddController::showFile(const QString& path)
-{
-    if (!openFile(path))
-        return false;
-    Q_EMIT pageRequested();
-    return true;
-}
-
 void QmlDddController::clear()
 {
     if (m_busy)

@@ -155,8 +155,6 @@ public:
     Q_INVOKABLE bool openFile(const QString& path);
     Q_INVOKABLE bool openDocument(const QUrl& url);
     Q_INVOKABLE bool chooseAndOpenFile();
-    // Opens the file and asks the window for the page: one call from another page or after a download.
-    Q_INVOKABLE bool showFile(const QString& path);
     Q_INVOKABLE void clear();
     Q_INVOKABLE bool openDataFolder();
     Q_INVOKABLE bool saveReport();
@@ -182,8 +180,6 @@ Q_SIGNALS:
     void stateChanged();
     void savedReportsChanged();
     void duplicateReportDetected(qint64 existingId);
-    // The window brings the page up: a file is being opened for it.
-    void pageRequested();
 
 private:
     struct Decoded;

@@ -104,6 +104,13 @@ public:
                      joinedQuoted(insertColumns), marks.join(QLatin1Char(','))));
     }
 
+    // The look-up of an equal row by the compared columns, over a transient index on them.
+    bool lookUpSameRow(const QString& key, const QString& table, const QStringList& compareColumns)
+    {
+        indexLookup(table, compareColumns);
+        return prepareSameValue(quoteIdentifier(key), table, compareColumns);
+    }
+
     // "SELECT <key> FROM <table> WHERE <c1> IS ? AND ... LIMIT 1": NULL equals NULL.
     bool prepareSameValue(const QString& key, const QString& table, const QStringList& compareColumns)
     {
@@ -288,11 +295,8 @@ bool mergeRows(const Databases& db, const TableInfo& sourceInfo, const TableInfo
 
     const RowWriter::Mode mode = modeFor(targetInfo, plainWithoutKey);
     RowWriter writer(db.target, targetInfo.name, shape.insertColumns, mode);
-    if (mode == RowWriter::Mode::CompareFirst) {
-        writer.indexLookup(targetInfo.name, shape.compareColumns);
-        writer.prepareSameValue(quoteIdentifier(targetInfo.primaryKeys.first()), targetInfo.name,
-                                shape.compareColumns);
-    }
+    if (mode == RowWriter::Mode::CompareFirst)
+        writer.lookUpSameRow(targetInfo.primaryKeys.first(), targetInfo.name, shape.compareColumns);
     if (!writer.ready(error))
         return false;
 
@@ -491,9 +495,7 @@ bool mergeReportParents(const Databases& db, const QString& table, IdMap* map, i
         return true;
     const RowShape shape(commonColumns(sourceInfo, targetInfo), targetInfo);
     RowWriter writer(db.target, targetInfo.name, shape.insertColumns, RowWriter::Mode::CompareFirst);
-    writer.indexLookup(targetInfo.name, shape.compareColumns);
-    writer.prepareSameValue(quoteIdentifier(targetInfo.primaryKeys.first()), targetInfo.name,
-                            shape.compareColumns);
+    writer.lookUpSameRow(targetInfo.primaryKeys.first(), targetInfo.name, shape.compareColumns);
     if (!writer.ready(error))
         return false;
     QSqlQuery rows(db.source);

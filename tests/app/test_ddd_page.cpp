@@ -280,8 +280,8 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write("просто текст") > 0);
         file.close();
 
-        QVERIFY(ddd.showFile(QUrl::fromLocalFile(text).toString()));
-        QTRY_VERIFY(window.findVisible(u"dddPage"_s));
+        QVERIFY(openPage(window));
+        QVERIFY(ddd.openFile(QUrl::fromLocalFile(text).toString()));
         QTRY_VERIFY(!ddd.busy());
         QCOMPARE(ddd.lastError(), u"Файл не похож на DDD: неизвестный заголовок"_s);
         QCOMPARE(ddd.statusText(), u"Ошибка разбора"_s);

@@ -137,8 +137,7 @@ private Q_SLOTS:
         QTRY_VERIFY(window.findVisible(QStringLiteral("dddPage")));
         QCOMPARE(window.app().ddd()->filePath(), path);
         QTRY_COMPARE(window.text(QStringLiteral("dddStatus")), QStringLiteral("Разбор завершён"));
-        QVERIFY(window.click(window.findVisible(QStringLiteral("dddPage"))
-                                 ->findChild<QQuickItem*>(QStringLiteral("pageBackButton"))));
+        QVERIFY(window.click(QStringLiteral("pageBackButton")));
         QTRY_VERIFY(window.findVisible(QStringLiteral("downloadPage")));
 
         QVERIFY(window.click(QStringLiteral("downloadFilesButton")));
@@ -158,8 +157,7 @@ private Q_SLOTS:
         QCOMPARE(window.app().ddd()->filePath(), path);
         QTRY_COMPARE(window.text(QStringLiteral("dddStatus")), QStringLiteral("Разбор завершён"));
         QTRY_VERIFY(!window.dialogOpen(QStringLiteral("dddFilesDialog")));
-        QQuickItem* decoding = window.findVisible(QStringLiteral("dddPage"));
-        QVERIFY(window.click(decoding->findChild<QQuickItem*>(QStringLiteral("pageBackButton"))));
+        QVERIFY(window.click(QStringLiteral("pageBackButton")));
         QTRY_VERIFY(window.findVisible(QStringLiteral("downloadPage")));
         QVERIFY(window.app().monitoringPaused());
         QVERIFY(!window.sawQmlWarnings());

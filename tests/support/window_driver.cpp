@@ -19,8 +19,11 @@ QQuickItem* findItem(QQuickItem* root, const QString& name, bool visibleOnly)
         return nullptr;
     if (root->objectName() == name)
         return root;
+    // Among visible ones the item drawn last wins, as a click would: a page pushed over another one
+    // that is still shown during its transition has the same toolbar.
     const QList<QQuickItem*> children = root->childItems();
-    for (QQuickItem* child : children) {
+    for (qsizetype i = 0; i < children.size(); ++i) {
+        QQuickItem* child = children.at(visibleOnly ? children.size() - 1 - i : i);
         if (QQuickItem* found = findItem(child, name, visibleOnly))
             return found;
     }
